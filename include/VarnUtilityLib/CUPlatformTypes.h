@@ -1,0 +1,83 @@
+// CUPlatformTypes.h — the platform types that appear in the library's public signatures.
+//
+// The library's interface was drawn up against Apple's CoreFoundation and File Manager, and a
+// handful of operations still carry those types. On Linux this header defines them:
+// - plain records (CFUUIDBytes, CFGregorianDate, HFSUniStr255) with the same fields;
+// - opaque handles (__CFString, __CFData, __CFUUID), owned by the library, together with the
+//   few functions an application needs to make the ones it passes in and to read the ones it
+//   gets back. Every handle made by a ...Create... function here is released with
+//   CUPlatformRelease.
+// - storage for the native mutex records that CUMutex and g_MutexHandle_CUObject hold, so that
+//   no system header has to be included by an application.
+#pragma once
+
+#include <VarnUtilityLib/CUExport.h>
+
+#include <cstddef>
+#include <cstdint>
+
+// ---- opaque handles ---------------------------------------------------------------------------
+
+/// Immutable Unicode text (UTF-16 units), reference counted and shared between copies.
+struct __CFString;
+/// Immutable block of bytes.
+struct __CFData;
+/// Immutable UUID value.
+struct __CFUUID;
+
+// ---- records ------------------------------------------------------------------------------------
+
+/// The sixteen bytes of a UUID, in the order they are written.
+struct CFUUIDBytes {
+    std::uint8_t byte0, byte1, byte2, byte3, byte4, byte5, byte6, byte7;
+    std::uint8_t byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15;
+};
+
+/// A calendar date and time of day without a time zone.
+struct CFGregorianDate {
+    std::int32_t year;
+    std::int8_t month;
+    std::int8_t day;
+    std::int8_t hour;
+    std::int8_t minute;
+    double second;
+};
+
+/// A file name of at most 255 UTF-16 units with its length.
+struct HFSUniStr255 {
+    std::uint16_t length;
+    std::uint16_t unicode[255];
+};
+
+/// Storage for one native mutex (pthread_mutex_t). Opaque: only the library reads it.
+struct alignas(16) CUPlatformMutexStorage {
+    unsigned char opaque[64];
+};
+
+/// Storage for one set of native mutex attributes (pthread_mutexattr_t). Opaque.
+struct alignas(8) CUPlatformMutexAttrStorage {
+    unsigned char opaque[16];
+};
+
+// ---- functions on the handles ---------------------------------------------------------------
+
+/// Makes a text handle from `length` bytes of UTF-8 (no terminator needed). Returns null when
+/// the bytes are not valid UTF-8. The caller owns the result (release with CUPlatformRelease).
+CU_EXPORT __CFString const* CUPlatformStringCreateWithUTF8(char const* bytes, std::size_t length);
+
+/// Makes a text handle from `count` UTF-16 units, taken as they are. The caller owns the result.
+CU_EXPORT __CFString const* CUPlatformStringCreateWithUTF16(char16_t const* units,
+                                                            std::size_t count);
+
+/// Number of UTF-16 units of the text; 0 for a null handle.
+CU_EXPORT std::size_t CUPlatformStringGetLength(__CFString const* text);
+
+/// Address of the text's UTF-16 units (not terminated), valid while the handle lives; null for a
+/// null handle.
+CU_EXPORT char16_t const* CUPlatformStringGetUnits(__CFString const* text);
+
+/// Adds one owner to a text handle and returns it; a null handle is returned as it is.
+CU_EXPORT __CFString const* CUPlatformStringRetain(__CFString const* text);
+
+/// Drops one owner of a text handle; the last owner frees it. Null is ignored.
+CU_EXPORT void CUPlatformRelease(__CFString const* text);

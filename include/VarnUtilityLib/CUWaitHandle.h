@@ -1,0 +1,13 @@
+// CUWaitHandle.h — the base of the objects a thread can wait on (mutex, events, thread).
+#pragma once
+
+#include <VarnUtilityLib/CUObject.h>
+
+class CU_EXPORT CUWaitHandle : public virtual CUObject {
+  public:
+    CUWaitHandle() = default;
+    ~CUWaitHandle() override;
+
+    /// Waits for the handle. This base version waits for nothing and returns false at once.
+    virtual bool WaitOne();
+};
