@@ -2,6 +2,7 @@
 #include <VarnUtilityLib/CUPlatformTypes.h>
 
 #include "platform/Text.h"
+#include "platform/Uuid.h"
 
 __CFString const* CUPlatformStringCreateWithUTF8(char const* bytes, std::size_t length) {
     if (bytes == nullptr && length != 0) {
@@ -31,4 +32,24 @@ __CFString const* CUPlatformStringRetain(__CFString const* text) {
 
 void CUPlatformRelease(__CFString const* text) {
     varn::platform::Release(text);
+}
+
+__CFUUID const* CUPlatformUUIDCreateWithBytes(CFUUIDBytes const& bytes) {
+    return varn::platform::UuidCreateWithBytes(bytes);
+}
+
+__CFUUID const* CUPlatformUUIDCreate() {
+    return varn::platform::UuidCreateRandom();
+}
+
+CFUUIDBytes CUPlatformUUIDGetBytes(__CFUUID const* uuid) {
+    return uuid == nullptr ? CFUUIDBytes{} : uuid->bytes;
+}
+
+__CFUUID const* CUPlatformUUIDRetain(__CFUUID const* uuid) {
+    return varn::platform::UuidRetain(uuid);
+}
+
+void CUPlatformRelease(__CFUUID const* uuid) {
+    varn::platform::UuidRelease(uuid);
 }

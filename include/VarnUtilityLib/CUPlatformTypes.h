@@ -59,6 +59,16 @@ struct alignas(8) CUPlatformMutexAttrStorage {
     unsigned char opaque[16];
 };
 
+/// Storage for one native condition variable (pthread_cond_t). Opaque.
+struct alignas(8) CUPlatformCondStorage {
+    unsigned char opaque[48];
+};
+
+/// Storage for one native thread handle (pthread_t). Opaque.
+struct alignas(8) CUPlatformThreadStorage {
+    unsigned char opaque[8];
+};
+
 // ---- functions on the handles ---------------------------------------------------------------
 
 /// Makes a text handle from `length` bytes of UTF-8 (no terminator needed). Returns null when
@@ -81,3 +91,20 @@ CU_EXPORT __CFString const* CUPlatformStringRetain(__CFString const* text);
 
 /// Drops one owner of a text handle; the last owner frees it. Null is ignored.
 CU_EXPORT void CUPlatformRelease(__CFString const* text);
+
+/// Makes a UUID handle holding the 16 bytes as they are. Returns null when memory cannot be had.
+/// The caller owns the result (release with CUPlatformRelease).
+CU_EXPORT __CFUUID const* CUPlatformUUIDCreateWithBytes(CFUUIDBytes const& bytes);
+
+/// Makes a new random (version 4) UUID handle; null when memory cannot be had. The caller owns
+/// the result.
+CU_EXPORT __CFUUID const* CUPlatformUUIDCreate();
+
+/// The 16 bytes of a UUID handle; all zero for a null handle.
+CU_EXPORT CFUUIDBytes CUPlatformUUIDGetBytes(__CFUUID const* uuid);
+
+/// Adds one owner to a UUID handle and returns it; a null handle is returned as it is.
+CU_EXPORT __CFUUID const* CUPlatformUUIDRetain(__CFUUID const* uuid);
+
+/// Drops one owner of a UUID handle; the last owner frees it. Null is ignored.
+CU_EXPORT void CUPlatformRelease(__CFUUID const* uuid);

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <VarnUtilityLib/CUAutoLock.h>
+#include <VarnUtilityLib/CUDateTime.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUIdentifierGenerator.h>
 #include <VarnUtilityLib/CULockAbstract.h>
 #include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CUObject.h>
@@ -13,5 +15,6 @@
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUSimpleMonitor.h>
 #include <VarnUtilityLib/CUStringMac.h>
+#include <VarnUtilityLib/CUUUID.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>

@@ -1,0 +1,210 @@
+// CUUUIDTest.cpp — UUID values, their texts, the serial area and the three equality forms.
+#include "TimeTestSupport.h"
+
+#include <VarnUtilityLib/CUUUID.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <regex>
+#include <set>
+
+namespace {
+
+std::array<unsigned char, 16> bytesOf(CUUUID& uuid) {
+    std::array<unsigned char, 16> out{};
+    out.fill(0xEE);
+    uuid.GetBytes(out.data());
+    return out;
+}
+
+std::string canonicalTail(CUUUID& uuid) {
+    std::string text = Utf8(uuid.Description());
+    std::size_t blank = text.rfind(' ');
+    return blank == std::string::npos ? std::string() : text.substr(blank + 1);
+}
+
+// Counts the calls that equality and the serial area make through the virtual accessors.
+class CountingUUID : public CUUUID {
+  public:
+    using CUUUID::CUUUID;
+    CFUUIDBytes GetUUIDBytes() const override {
+        ++reads;
+        return CUUUID::GetUUIDBytes();
+    }
+    void SetUUIDBytes(CFUUIDBytes const& bytes) override {
+        ++writes;
+        CUUUID::SetUUIDBytes(bytes);
+    }
+    mutable int reads = 0;
+    int writes = 0;
+};
+
+} // namespace
+
+TEST(CUUUID, NullUUIDHasZeroBytesAndTheZeroText) {
+    CUSharedPtr<CUUUID> null = CUUUID::CreateNull();
+    ASSERT_TRUE(null);
+    EXPECT_EQ(1, null->GetRetainCount());
+    EXPECT_TRUE(null->IsNotFillSerialArea());
+    std::array<unsigned char, 16> zeros{};
+    EXPECT_EQ(zeros, bytesOf(*null));
+    std::string text = Utf8(null->Description());
+    EXPECT_NE(std::string::npos, text.find("(0x0x")) << "starts with the object description";
+    EXPECT_EQ(" 00000000-0000-0000-0000-000000000000", text.substr(text.size() - 37)) << text;
+}
+
+TEST(CUUUID, WordsAreLaidOutBigEndian) {
+    CUSharedPtr<CUUUID> uuid = CUUUID::Create(1, 2, 3, 4);
+    ASSERT_TRUE(uuid);
+    std::array<unsigned char, 16> expected = {0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4};
+    EXPECT_EQ(expected, bytesOf(*uuid));
+    CUSharedPtr<CUUUID> mixed = CUUUID::Create(0x01234567u, 0x89ABCDEFu, 0xFEDCBA98u, 0x76543210u);
+    EXPECT_EQ("01234567-89AB-CDEF-FEDC-BA9876543210", canonicalTail(*mixed));
+}
+
+TEST(CUUUID, DescriptionUsesUpperCaseCanonicalGroups) {
+    unsigned char const bytes[16] = {0xde, 0xad, 0xbe, 0xef, 0x0a, 0x0b, 0x4c, 0x0d,
+                                     0x8e, 0x0f, 0x10, 0x11, 0x12, 0x13, 0xfa, 0xce};
+    CUUUID uuid(bytes);
+    EXPECT_EQ("DEADBEEF-0A0B-4C0D-8E0F-10111213FACE", canonicalTail(uuid));
+}
+
+TEST(CUUUID, RandomUUIDsAreVersionFourAndDistinct) {
+    std::set<std::string> seen;
+    std::regex canonical("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+    for (int i = 0; i < 100; ++i) {
+        CUSharedPtr<CUUUID> uuid = CUUUID::Create();
+        ASSERT_TRUE(uuid);
+        std::string text = canonicalTail(*uuid);
+        EXPECT_TRUE(std::regex_match(text, canonical)) << text;
+        seen.insert(text);
+    }
+    EXPECT_EQ(100u, seen.size());
+}
+
+TEST(CUUUID, SerialAreaIsWrittenIntoTheLastFiveBytes) {
+    CUSharedPtr<CUUUID> uuid = CUUUID::Create();
+    ASSERT_TRUE(uuid);
+    std::array<unsigned char, 16> before = bytesOf(*uuid);
+    unsigned char serial[5] = {1, 2, 3, 4, 5};
+    uuid->CorrectSerialArea(serial);
+    std::array<unsigned char, 16> after = bytesOf(*uuid);
+    for (int i = 0; i < 11; ++i) {
+        EXPECT_EQ(before[i], after[i]) << "byte " << i;
+    }
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(serial[i], after[11 + i]) << "byte " << 11 + i;
+    }
+    EXPECT_FALSE(uuid->IsNotFillSerialArea());
+    uuid->CorrectSerialArea(nullptr);
+    EXPECT_EQ(after, bytesOf(*uuid)) << "a null serial changes nothing";
+}
+
+TEST(CUUUID, AnyNonZeroSerialByteFillsTheSerialArea) {
+    for (int i = 10; i < 16; ++i) {
+        unsigned char bytes[16] = {};
+        bytes[i] = 0x80;
+        CUUUID uuid(bytes);
+        EXPECT_EQ(i == 10, uuid.IsNotFillSerialArea()) << "byte " << i;
+    }
+}
+
+TEST(CUUUID, SameBytesCompareEqualInAllThreeForms) {
+    unsigned char const bytes[16] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5, 6};
+    CUUUID a(bytes);
+    CFUUIDBytes record;
+    std::memcpy(&record, bytes, 16);
+    CUUUID b(record);
+    EXPECT_TRUE(a == b);
+    EXPECT_TRUE(a == b.GetUUIDRef());
+    EXPECT_TRUE(a == record);
+    EXPECT_NE(a.GetUUIDRef(), b.GetUUIDRef()) << "each object owns its own handle";
+    record.byte15 ^= 1;
+    CUUUID c(record);
+    EXPECT_FALSE(a == c);
+    EXPECT_FALSE(a == c.GetUUIDRef());
+    EXPECT_FALSE(a == record);
+}
+
+TEST(CUUUID, ConversionsGiveTheHandleAndTheRecord) {
+    CUSharedPtr<CUUUID> uuid = CUUUID::Create(0xA, 0xB, 0xC, 0xD);
+    __CFUUID const* handle = *uuid;
+    EXPECT_EQ(uuid->GetUUIDRef(), handle);
+    CFUUIDBytes record = *uuid;
+    EXPECT_EQ(0x0A, record.byte3);
+    EXPECT_EQ(0x0D, record.byte15);
+    CFUUIDBytes fromHandle = CUPlatformUUIDGetBytes(handle);
+    EXPECT_EQ(0, std::memcmp(&record, &fromHandle, 16));
+}
+
+TEST(CUUUID, HandlesAreCopiedNeverKept) {
+    CFUUIDBytes record{};
+    record.byte0 = 0x42;
+    __CFUUID const* handle = CUPlatformUUIDCreateWithBytes(record);
+    ASSERT_NE(nullptr, handle);
+    CUUUID fromHandle(handle);
+    EXPECT_NE(handle, fromHandle.GetUUIDRef());
+    EXPECT_TRUE(fromHandle == handle);
+    CUPlatformRelease(handle); // the object keeps working after the caller's handle is gone
+    EXPECT_EQ(0x42, bytesOf(fromHandle)[0]);
+
+    // SetUUIDRef with the handle it already holds changes nothing.
+    __CFUUID const* own = fromHandle.GetUUIDRef();
+    fromHandle.SetUUIDRef(own);
+    EXPECT_EQ(own, fromHandle.GetUUIDRef());
+}
+
+TEST(CUUUID, NullHandleGivesANullUUIDThatReadsAsZeros) {
+    CUUUID null(static_cast<__CFUUID const*>(nullptr));
+    EXPECT_EQ(nullptr, null.GetUUIDRef());
+    std::array<unsigned char, 16> zeros{};
+    EXPECT_EQ(zeros, bytesOf(null));
+    std::string text = Utf8(null.Description());
+    EXPECT_EQ(std::string::npos, text.find('-')) << "no UUID text for a null UUID: " << text;
+    CUUUID copy(null);
+    EXPECT_EQ(nullptr, copy.GetUUIDRef());
+    EXPECT_FALSE(CUUUID::Create(static_cast<__CFUUID const*>(nullptr)) == nullptr)
+        << "a null handle is not an error";
+}
+
+TEST(CUUUID, CopiesAndAssignmentTakeTheValue) {
+    CUSharedPtr<CUUUID> a = CUUUID::Create(1, 1, 1, 1);
+    CUSharedPtr<CUUUID> b = CUUUID::Create(2, 2, 2, 2);
+    CUUUID copy(*a);
+    EXPECT_TRUE(copy == *a);
+    EXPECT_EQ(0, copy.GetRetainCount());
+    copy = *b;
+    EXPECT_TRUE(copy == *b);
+    EXPECT_NE(b->GetUUIDRef(), copy.GetUUIDRef());
+    CUSharedPtr<CUUUID> viaFactory = CUUUID::Create(*b);
+    ASSERT_TRUE(viaFactory);
+    EXPECT_TRUE(*viaFactory == *b);
+    CFUUIDBytes record = *b;
+    EXPECT_TRUE(*CUUUID::Create(record) == *b);
+}
+
+TEST(CUUUID, NullByteArgumentIsRejectedWithInvalidArgument) {
+    try {
+        CUUUID rejected(static_cast<unsigned char const*>(nullptr));
+        ADD_FAILURE() << "a null byte pointer was accepted";
+    } catch (unsigned int code) {
+        EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument), code);
+    }
+    EXPECT_FALSE(CUUUID::Create(static_cast<unsigned char const*>(nullptr)));
+}
+
+TEST(CUUUID, EqualityAndSerialAreaGoThroughTheVirtualAccessors) {
+    unsigned char const bytes[16] = {};
+    CountingUUID counted(bytes);
+    counted.writes = 0;
+    CUUUID plain(bytes);
+    EXPECT_TRUE(counted == plain);
+    EXPECT_GE(counted.reads, 1);
+    unsigned char serial[5] = {5, 4, 3, 2, 1};
+    counted.CorrectSerialArea(serial);
+    EXPECT_EQ(1, counted.writes);
+    static_cast<CUUUID&>(counted) = plain;
+    EXPECT_EQ(2, counted.writes) << "assignment stores through SetUUIDBytes";
+}

@@ -1,0 +1,26 @@
+// CUIdentifierGenerator.cpp — increasing identifiers under a recursive lock.
+#include <VarnUtilityLib/CUAutoLock.h>
+#include <VarnUtilityLib/CUIdentifierGenerator.h>
+
+namespace {
+
+// Null from load time; the generator it holds is released when the process exits.
+CUSharedPtr<CUIdentifierGenerator> g_spSharedGenerator;
+
+} // namespace
+
+CUIdentifierGenerator::CUIdentifierGenerator() : m_nLastIdentifier(0) {}
+
+CUIdentifierGenerator::~CUIdentifierGenerator() = default;
+
+CUSharedPtr<CUIdentifierGenerator> CUIdentifierGenerator::SharedInstance() {
+    if (!g_spSharedGenerator) {
+        g_spSharedGenerator = CUSharedPtr<CUIdentifierGenerator>(new CUIdentifierGenerator);
+    }
+    return g_spSharedGenerator;
+}
+
+unsigned long long CUIdentifierGenerator::GenerateIdentifier() {
+    CUAutoLock guard(&m_lock);
+    return ++m_nLastIdentifier;
+}
