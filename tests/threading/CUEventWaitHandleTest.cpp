@@ -1,0 +1,146 @@
+// CUEventWaitHandleTest.cpp — automatic and manual events with one and two waiters.
+//
+// "Still blocked" is checked by giving a waiter time to return wrongly; a correct event never
+// fails these tests, a broken one fails them almost always.
+#include <VarnUtilityLib/CUAutoResetEvent.h>
+#include <VarnUtilityLib/CUManualResetEvent.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Threads that each wait once on an event and count their return.
+class Waiters {
+  public:
+    Waiters(CUEventWaitHandle& event, int count) {
+        for (int i = 0; i < count; ++i) {
+            m_threads.emplace_back([this, &event] {
+                m_started.fetch_add(1);
+                event.WaitOne();
+                m_returned.fetch_add(1);
+            });
+        }
+        while (m_started.load() < count) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(50ms); // let them reach the wait
+    }
+    ~Waiters() { JoinAll(); }
+
+    int Returned() const { return m_returned.load(); }
+
+    // Waits up to two seconds for `count` returns.
+    bool AwaitReturned(int count) const {
+        for (auto deadline = std::chrono::steady_clock::now() + 2s;
+             std::chrono::steady_clock::now() < deadline;) {
+            if (m_returned.load() >= count) {
+                return true;
+            }
+            std::this_thread::sleep_for(1ms);
+        }
+        return m_returned.load() >= count;
+    }
+
+    void JoinAll() {
+        for (auto& t : m_threads) {
+            if (t.joinable()) {
+                t.join();
+            }
+        }
+    }
+
+  private:
+    std::vector<std::thread> m_threads;
+    std::atomic<int> m_started{0};
+    std::atomic<int> m_returned{0};
+};
+
+} // namespace
+
+TEST(CUEventWaitHandle, ManualEventSetStaysSetUntilReset) {
+    CUManualResetEvent event(true);
+    EXPECT_TRUE(event.WaitOne());
+    EXPECT_TRUE(event.WaitOne());
+    EXPECT_TRUE(event.WaitOne());
+    EXPECT_TRUE(event.Reset());
+    Waiters waiter(event, 1);
+    EXPECT_EQ(0, waiter.Returned()) << "a reset manual event blocks";
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(waiter.AwaitReturned(1));
+}
+
+TEST(CUEventWaitHandle, AutoEventSetReleasesOneWaitAndClears) {
+    CUAutoResetEvent event(true);
+    EXPECT_TRUE(event.WaitOne()) << "the first wait returns at once";
+    Waiters waiter(event, 1);
+    EXPECT_EQ(0, waiter.Returned()) << "the first wait cleared the event";
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(waiter.AwaitReturned(1));
+}
+
+TEST(CUEventWaitHandle, SetOnASetEventWakesNoOneAndLeavesItSet) {
+    CUAutoResetEvent event(true);
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(event.WaitOne()) << "still set";
+    Waiters waiter(event, 1);
+    EXPECT_EQ(0, waiter.Returned()) << "the one wait consumed the single set state";
+    event.Set();
+    EXPECT_TRUE(waiter.AwaitReturned(1));
+
+    CUManualResetEvent manual(false);
+    manual.Set();
+    manual.Set();
+    EXPECT_TRUE(manual.WaitOne());
+    EXPECT_TRUE(manual.WaitOne());
+}
+
+TEST(CUEventWaitHandle, AutoEventSetReleasesOneOfTwoWaiters) {
+    CUAutoResetEvent event(false);
+    Waiters waiters(event, 2);
+    EXPECT_EQ(0, waiters.Returned());
+    event.Set();
+    ASSERT_TRUE(waiters.AwaitReturned(1));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(1, waiters.Returned()) << "an automatic event wakes one waiter per Set";
+    event.Set();
+    EXPECT_TRUE(waiters.AwaitReturned(2));
+}
+
+TEST(CUEventWaitHandle, ManualEventSetReleasesBothWaiters) {
+    CUManualResetEvent event(false);
+    Waiters waiters(event, 2);
+    EXPECT_EQ(0, waiters.Returned());
+    event.Set();
+    EXPECT_TRUE(waiters.AwaitReturned(2));
+    EXPECT_TRUE(event.WaitOne()) << "and stays set";
+}
+
+TEST(CUEventWaitHandle, DestroyingAClearEventReleasesItsWaiter) {
+    for (bool manual : {false, true}) {
+        CUEventWaitHandle* event =
+            manual ? static_cast<CUEventWaitHandle*>(new CUManualResetEvent(false))
+                   : static_cast<CUEventWaitHandle*>(new CUAutoResetEvent(false));
+        Waiters waiter(*event, 1);
+        EXPECT_EQ(0, waiter.Returned());
+        delete event;
+        EXPECT_TRUE(waiter.AwaitReturned(1)) << (manual ? "manual" : "automatic");
+        waiter.JoinAll();
+    }
+}
+
+TEST(CUEventWaitHandle, EventsAreWaitHandles) {
+    CUSharedPtr<CUWaitHandle> handle(new CUManualResetEvent(true));
+    EXPECT_TRUE(handle->WaitOne());
+    CUSharedPtr<CUEventWaitHandle> event = handle;
+    ASSERT_TRUE(event);
+    EXPECT_TRUE(event->Reset());
+    CUSharedPtr<CUAutoResetEvent> notAuto = handle;
+    EXPECT_FALSE(notAuto);
+}

@@ -1,0 +1,99 @@
+// CUThreadTest.cpp — starting, joining and destroying threads.
+#include <VarnUtilityLib/CUThread.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class RecordingThread : public CUThread {
+  public:
+    void* ThreadFunc() override {
+        std::this_thread::sleep_for(pause);
+        seenData.store(GetData());
+        runs.fetch_add(1);
+        finished.store(true);
+        if (outside != nullptr) {
+            outside->store(true);
+        }
+        return GetData();
+    }
+    std::atomic<bool>* outside = nullptr;
+    std::chrono::milliseconds pause{0};
+    std::atomic<void*> seenData{nullptr};
+    std::atomic<int> runs{0};
+    std::atomic<bool> finished{false};
+};
+
+} // namespace
+
+TEST(CUThread, RunsTheBodyWithTheDataGivenToStart) {
+    RecordingThread thread;
+    int payload = 42;
+    EXPECT_EQ(nullptr, thread.GetData());
+    EXPECT_EQ(0, thread.Start(&payload));
+    EXPECT_EQ(&payload, thread.GetData());
+    thread.Join();
+    EXPECT_EQ(&payload, thread.seenData.load());
+    EXPECT_EQ(1, thread.runs.load());
+}
+
+TEST(CUThread, JoinWaitsForTheEndOnceAndThenReturnsAtOnce) {
+    RecordingThread thread;
+    thread.pause = 50ms;
+    ASSERT_EQ(0, thread.Start(nullptr));
+    thread.Join();
+    EXPECT_TRUE(thread.finished.load()) << "Join returned before the body ended";
+    thread.Join();
+    EXPECT_TRUE(thread.WaitOne());
+    EXPECT_EQ(1, thread.runs.load());
+}
+
+TEST(CUThread, JoinBeforeStartReturnsAtOnce) {
+    RecordingThread thread;
+    thread.Join();
+    EXPECT_TRUE(thread.WaitOne());
+    EXPECT_EQ(0, thread.runs.load());
+}
+
+TEST(CUThread, WaitOneJoins) {
+    RecordingThread thread;
+    thread.pause = 30ms;
+    ASSERT_EQ(0, thread.Start(nullptr));
+    EXPECT_TRUE(thread.WaitOne());
+    EXPECT_TRUE(thread.finished.load());
+}
+
+TEST(CUThread, DestroyingAStartedThreadWaitsForItsEnd) {
+    std::atomic<bool> finished{false};
+    auto* thread = new RecordingThread;
+    thread->pause = 50ms;
+    thread->outside = &finished;
+    ASSERT_EQ(0, thread->Start(nullptr));
+    EXPECT_FALSE(finished.load());
+    CUSharedPtr<CUThread> owner(thread);
+    owner.Reset(); // the destructor joins
+    EXPECT_TRUE(finished.load()) << "the object was destroyed before its thread ended";
+}
+
+TEST(CUThread, BaseBodyEndsAtOnceWithANullResult) {
+    CUThread plain;
+    EXPECT_EQ(nullptr, plain.ThreadFunc());
+    EXPECT_EQ(nullptr, CUThread::ThreadFunc_static(&plain));
+    EXPECT_EQ(nullptr, CUThread::ThreadFunc_static(nullptr));
+    EXPECT_EQ(nullptr, CUThread::ThreadFunc_static_Common(nullptr));
+    EXPECT_EQ(0, plain.Start(nullptr));
+    plain.Join();
+
+    RecordingThread recording;
+    int value = 7;
+    recording.Start(&value);
+    recording.Join();
+    EXPECT_EQ(&value, CUThread::ThreadFunc_static_Common(&recording))
+        << "the entry returns the body's result";
+}
