@@ -5,7 +5,9 @@
 // lock). Join, WaitOne and the destructor wait for the thread's end, at most once per object.
 //
 // Ownership: count 0 at construction. Destroying a started thread waits for its end, so the
-// body must not destroy its own object.
+// body must not destroy its own object. A subclass should call Join() in its own destructor:
+// ~CUThread runs after the subclass's part is gone, and a thread that has not yet reached
+// ThreadFunc would then run the base body on a half-destroyed object.
 // Threads: Start, Join, WaitOne and the destructor belong to one controlling thread; the
 // started and joined flags are not locked.
 // Errors: nothing throws; Start returns the system's error number.

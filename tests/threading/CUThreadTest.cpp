@@ -13,6 +13,9 @@ using namespace std::chrono_literals;
 
 class RecordingThread : public CUThread {
   public:
+    // The subclass joins first: by the time ~CUThread runs, this part is gone and a thread
+    // still starting would call the base body.
+    ~RecordingThread() override { Join(); }
     void* ThreadFunc() override {
         std::this_thread::sleep_for(pause);
         seenData.store(GetData());
