@@ -1,12 +1,15 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
 #include "Tour.h"
 
+#include <VarnUtilityLib/CUDateTime.h>
+#include <VarnUtilityLib/CUUUID.h>
 #include <VarnUtilityLib/CUVersion.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <string>
 
 namespace {
 
@@ -34,6 +37,84 @@ void pinTourLocale(std::ostream& out) {
     }
 }
 
+// Text of a library string, or "(null)".
+std::string utf8(CUSharedPtr<CUStringMac> const& s) {
+    std::string out;
+    if (!s || s->GetString(out) != kCUStatusSuccess) {
+        return "(null)";
+    }
+    return out;
+}
+
+int styleNumber(std::string const& name) {
+    static char const* const names[] = {"none", "short", "medium", "long", "full"};
+    for (int i = 0; i < 5; ++i) {
+        if (name == names[i]) {
+            return i;
+        }
+    }
+    return 2;
+}
+
+int runDate(bool gmt, std::string const& dateStyle, std::string const& timeStyle, bool pattern,
+            std::ostream& out) {
+    CUSharedPtr<CUDateTime> now = CUDateTime::Create();
+    if (!now) {
+        std::cerr << "varnutil: the current time cannot be had\n";
+        return 1;
+    }
+    if (pattern) {
+        out << utf8(now->Description()) << '\n';
+    } else {
+        out << utf8(now->GetString(!gmt, styleNumber(dateStyle), styleNumber(timeStyle))) << '\n';
+    }
+    return 0;
+}
+
+// Reads "01:02:03:04:05" or "0102030405" into five bytes.
+bool parseSerial(std::string const& text, unsigned char serial[5]) {
+    std::string hex;
+    for (char c : text) {
+        if (c != ':' && c != '-') {
+            hex += c;
+        }
+    }
+    if (hex.size() != 10 || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        return false;
+    }
+    for (int i = 0; i < 5; ++i) {
+        serial[i] = static_cast<unsigned char>(std::stoi(hex.substr(i * 2, 2), nullptr, 16));
+    }
+    return true;
+}
+
+int runUuid(std::string const& serialText, int count, std::ostream& out) {
+    unsigned char serial[5];
+    bool withSerial = !serialText.empty();
+    if (withSerial && !parseSerial(serialText, serial)) {
+        std::cerr << "varnutil: a serial is five bytes in hexadecimal, e.g. 01:02:03:04:05\n";
+        return 2;
+    }
+    for (int i = 0; i < count; ++i) {
+        CUSharedPtr<CUUUID> uuid = CUUUID::Create();
+        if (!uuid) {
+            std::cerr << "varnutil: no UUID could be made\n";
+            return 1;
+        }
+        try {
+            if (withSerial) {
+                uuid->CorrectSerialArea(serial);
+            }
+        } catch (unsigned int code) {
+            std::cerr << "varnutil: the serial could not be written (error " << code << ")\n";
+            return 1;
+        }
+        std::string text = utf8(uuid->Description());
+        out << text.substr(text.rfind(' ') + 1) << '\n';
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -43,7 +124,34 @@ int main(int argc, char** argv) {
 
     CLI::App* tour = app.add_subcommand("tour", "Show what the library does, part by part");
 
+    CLI::App* date = app.add_subcommand("date", "Print the current date and time");
+    bool gmt = false;
+    bool pattern = false;
+    std::string dateStyle = "medium";
+    std::string timeStyle = "medium";
+    date->add_flag("--gmt", gmt, "GMT instead of local time");
+    date->add_option("--date-style", dateStyle, "none, short, medium, long or full")
+        ->check(CLI::IsMember({"none", "short", "medium", "long", "full"}));
+    date->add_option("--time-style", timeStyle, "none, short, medium, long or full")
+        ->check(CLI::IsMember({"none", "short", "medium", "long", "full"}));
+    date->add_flag("--description", pattern,
+                   "Local time as yyyy/MM/dd HH:mm:ss, whatever the locale");
+
+    CLI::App* uuid = app.add_subcommand("uuid", "Print new random UUIDs");
+    std::string serial;
+    int count = 1;
+    uuid->add_option("--serial", serial,
+                     "Five bytes written into bytes 11-15, e.g. 01:02:03:04:05");
+    uuid->add_option("-n,--count", count, "How many UUIDs")->check(CLI::Range(1, 100000));
+
     CLI11_PARSE(app, argc, argv);
+
+    if (date->parsed()) {
+        return runDate(gmt, dateStyle, timeStyle, pattern, std::cout);
+    }
+    if (uuid->parsed()) {
+        return runUuid(serial, count, std::cout);
+    }
 
     if (tour->parsed()) {
         pinTourLocale(std::cout);
