@@ -23,7 +23,9 @@ class Waiters {
         for (int i = 0; i < count; ++i) {
             m_threads.emplace_back([this, &event] {
                 m_started.fetch_add(1);
-                event.WaitOne();
+                // A qualified call reads no vtable: one test destroys the event while this
+                // thread waits, and the dispatch read would race with the destructor's writes.
+                event.CUEventWaitHandle::WaitOne();
                 m_returned.fetch_add(1);
             });
         }

@@ -322,7 +322,11 @@ INSTANTIATE_TEST_SUITE_P(
         StyleCase{2, 2, "Mar 5, 2024, 7:08:09~AM", "05.03.2024, 07:08:09"},
         StyleCase{3, 3, "March 5, 2024 at 7:08:09~AM GMT", "5. M\xC3\xA4rz 2024 um 07:08:09 GMT"},
         StyleCase{4, 4, "Tuesday, March 5, 2024 at 7:08:09~AM Greenwich Mean Time",
-                  "Dienstag, 5. M\xC3\xA4rz 2024 um 07:08:09 Mittlere Greenwich-Zeit"}));
+                  "Dienstag, 5. M\xC3\xA4rz 2024 um 07:08:09 Mittlere Greenwich-Zeit"}),
+    [](::testing::TestParamInfo<StyleCase> const& info) {
+        return "Date" + std::to_string(info.param.dateStyle) + "Time" +
+               std::to_string(info.param.timeStyle);
+    });
 
 TEST(CUDateTime, DateLocaleIsTheFirstNonEmptyOfLcAllLcTimeAndLang) {
     ScopedEnv all("LC_ALL", nullptr);
