@@ -1,7 +1,9 @@
 // Calendar.cpp — absolute times, zones and date formatting over ICU and the C library.
 #include "platform/Calendar.h"
 
+#include <unicode/basictz.h>
 #include <unicode/timezone.h>
+#include <unicode/tztrans.h>
 #include <unicode/ucal.h>
 #include <unicode/udat.h>
 #include <unicode/uloc.h>
@@ -85,6 +87,14 @@ template <class T> class ResettableCache {
 struct SystemZoneState {
     std::string id;
     std::unique_ptr<icu::TimeZone> zone;
+};
+
+// A span of instants (ICU milliseconds, [start, end)) over which a zone keeps one offset.
+struct OffsetSpan {
+    SystemZoneState const* zone = nullptr;
+    double start = 0.0;
+    double end = 0.0;
+    double offsetSeconds = 0.0;
 };
 
 ResettableCache<SystemZoneState>& systemZoneCache() {
@@ -330,21 +340,51 @@ double ZoneOffsetAt(Zone const& zone, double at) noexcept {
     if (!state.zone || !std::isfinite(at)) {
         return 0.0;
     }
+    UDate ms = (at + kAbsoluteTimeIntervalSince1970) * 1000.0;
+    // Looking an offset up in the zone's history costs a few hundred nanoseconds, and dates
+    // are read in runs (a log line reads six fields of one instant), so each thread keeps the
+    // span between two transitions in which the last answer holds.
+    thread_local OffsetSpan span;
+    if (span.zone == &state && ms >= span.start && ms < span.end) {
+        return span.offsetSeconds;
+    }
     int32_t raw = 0;
     int32_t dst = 0;
     UErrorCode status = U_ZERO_ERROR;
-    state.zone->getOffset((at + kAbsoluteTimeIntervalSince1970) * 1000.0, false, raw, dst, status);
-    return U_SUCCESS(status) ? (raw + dst) / 1000.0 : 0.0;
+    state.zone->getOffset(ms, false, raw, dst, status);
+    if (U_FAILURE(status)) {
+        return 0.0;
+    }
+    double offset = (raw + dst) / 1000.0;
+    if (auto const* basic = dynamic_cast<icu::BasicTimeZone const*>(state.zone.get())) {
+        icu::TimeZoneTransition previous;
+        icu::TimeZoneTransition next;
+        span.start =
+            basic->getPreviousTransition(ms, true, previous) ? previous.getTime() : -HUGE_VAL;
+        span.end = basic->getNextTransition(ms, false, next) ? next.getTime() : HUGE_VAL;
+        span.offsetSeconds = offset;
+        span.zone = &state;
+    }
+    return offset;
 }
 
 CFGregorianDate GregorianFromAbsolute(double at, Zone const& zone) noexcept {
     CFGregorianDate g{};
     double f = at + ZoneOffsetAt(zone, at);
-    // Far outside any calendar use (beyond +-2.7 million years) the day count would not fit.
-    if (!std::isfinite(f) || std::fabs(f) > 8.64e16) {
+    // Beyond +-27 million years (far outside any calendar use) the year would not fit.
+    if (!std::isfinite(f) || std::fabs(f) > 8.64e14) {
         return g;
     }
-    auto days = static_cast<std::int64_t>(std::floor(f / 86400.0));
+    // Whole seconds in integers (no fmod); the fraction rides along to the seconds field.
+    double whole = std::floor(f);
+    double fraction = f - whole;
+    auto seconds = static_cast<std::int64_t>(whole);
+    std::int64_t days = seconds / 86400;
+    std::int64_t inDay = seconds % 86400;
+    if (inDay < 0) {
+        inDay += 86400;
+        days -= 1;
+    }
     std::int64_t year = 0;
     unsigned month = 0;
     unsigned day = 0;
@@ -352,21 +392,12 @@ CFGregorianDate GregorianFromAbsolute(double at, Zone const& zone) noexcept {
     g.year = static_cast<std::int32_t>(year);
     g.month = static_cast<std::int8_t>(month);
     g.day = static_cast<std::int8_t>(day);
-    double hours = std::fmod(std::floor(f / 3600.0), 24.0);
-    double minutes = std::fmod(std::floor(f / 60.0), 60.0);
-    double seconds = std::fmod(f, 60.0);
-    if (hours < 0) {
-        hours += 24.0;
+    g.hour = static_cast<std::int8_t>(inDay / 3600);
+    g.minute = static_cast<std::int8_t>(inDay / 60 % 60);
+    g.second = static_cast<double>(inDay % 60) + fraction;
+    if (g.second == 0.0) {
+        g.second = 0.0; // no -0.0
     }
-    if (minutes < 0) {
-        minutes += 60.0;
-    }
-    if (seconds < 0) {
-        seconds += 60.0;
-    }
-    g.hour = static_cast<std::int8_t>(hours);
-    g.minute = static_cast<std::int8_t>(minutes);
-    g.second = seconds == 0.0 ? 0.0 : seconds; // no -0.0
     return g;
 }
 
@@ -408,7 +439,12 @@ bool FormatWithStyles(double at, long dateStyle, long timeStyle, std::string con
         out.clear();
         return true;
     }
-    std::string key = "s" + std::to_string(date) + "," + std::to_string(time) + "," + localeId;
+    std::string key;
+    key.reserve(8 + localeId.size());
+    key += 's';
+    key += static_cast<char>('0' + (date + 1)); // UDAT_NONE is -1
+    key += static_cast<char>('0' + (time + 1));
+    key += localeId;
     UDateFormat* format = formatters().Get(key, [&]() -> UDateFormat* {
         UErrorCode status = U_ZERO_ERROR;
         // ICU takes the time style first.

@@ -176,6 +176,23 @@ TEST(CUDateTime, WallTimesAroundDaylightChangesResolveInTwoSteps) {
     EXPECT_EQ(2, repeated.GetHour(true));
 }
 
+TEST(CUDateTime, OffsetsChangeExactlyAtTheTransition) {
+    ScopedEnv tz("TZ", "Europe/Berlin");
+    // Summer time began at 2024-03-31 01:00:00 GMT; read both sides in turn, and far away,
+    // so that no remembered offset leaks from one instant to another.
+    CUDateTime lastWinterSecond(2024, 3, 31, 1, 59, 59);
+    CUSharedPtr<CUDateTime> firstSummerSecond = lastWinterSecond.AddSeconds(1);
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(1, lastWinterSecond.GetHour(true));
+        EXPECT_EQ(0, lastWinterSecond.GetHour(false));
+        EXPECT_EQ(3, firstSummerSecond->GetHour(true));
+        EXPECT_EQ(1, firstSummerSecond->GetHour(false));
+        EXPECT_EQ(13, CUDateTime(1950, 7, 1, 13, 0, 0).GetHour(true));
+        EXPECT_EQ(12, CUDateTime(2100, 1, 1, 12, 0, 0).GetHour(true));
+        EXPECT_EQ(11, CUDateTime(2100, 1, 1, 12, 0, 0).GetHour(false));
+    }
+}
+
 TEST(CUDateTime, SystemZoneComesFromTZOrElseTheMachine) {
     {
         ScopedEnv tz("TZ", ":Asia/Tokyo");

@@ -1,0 +1,180 @@
+// TimeBench.cpp — identifiers and dates side by side with their bare peers.
+//
+// Identifiers: GenerateIdentifier (recursive lock around an increment) against an atomic
+// fetch_add and against a bare recursive pthread mutex, on 1 and 2 threads.
+// Dates: making a CUDateTime and reading it, against the ICU calls that do the same work.
+#include <VarnUtilityLib/CUDateTime.h>
+#include <VarnUtilityLib/CUIdentifierGenerator.h>
+
+#include <pthread.h>
+#include <unicode/ucal.h>
+#include <unicode/udat.h>
+
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+
+namespace {
+
+// ---- identifiers ---------------------------------------------------------------------------
+
+CUSharedPtr<CUIdentifierGenerator>& generator() {
+    static CUSharedPtr<CUIdentifierGenerator> shared = CUIdentifierGenerator::SharedInstance();
+    return shared;
+}
+
+void BM_GenerateIdentifier(benchmark::State& state) {
+    CUIdentifierGenerator* g = generator().get();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(g->GenerateIdentifier());
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+std::atomic<unsigned long long> g_atomicCounter{0};
+
+void BM_AtomicFetchAdd(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(g_atomicCounter.fetch_add(1) + 1);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+struct RecursiveMutexCounter {
+    RecursiveMutexCounter() {
+        pthread_mutexattr_t attributes;
+        pthread_mutexattr_init(&attributes);
+        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+        pthread_mutex_init(&mutex, &attributes);
+        pthread_mutexattr_destroy(&attributes);
+    }
+    pthread_mutex_t mutex;
+    unsigned long long value = 0;
+};
+
+RecursiveMutexCounter g_mutexCounter;
+
+void BM_PthreadRecursiveMutex(benchmark::State& state) {
+    for (auto _ : state) {
+        pthread_mutex_lock(&g_mutexCounter.mutex);
+        unsigned long long id = ++g_mutexCounter.value;
+        pthread_mutex_unlock(&g_mutexCounter.mutex);
+        benchmark::DoNotOptimize(id);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+BENCHMARK(BM_GenerateIdentifier)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_AtomicFetchAdd)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_PthreadRecursiveMutex)->Threads(1)->Threads(2)->UseRealTime();
+
+// ---- dates ---------------------------------------------------------------------------------
+
+constexpr double kSince1970 = 978307200.0;
+
+void BM_DateTimeCreateNow(benchmark::State& state) {
+    for (auto _ : state) {
+        CUSharedPtr<CUDateTime> now = CUDateTime::Create();
+        benchmark::DoNotOptimize(now.get());
+    }
+}
+
+void BM_IcuNow(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ucal_getNow());
+    }
+}
+
+void BM_DateTimeCreateFromLocalFields(benchmark::State& state) {
+    for (auto _ : state) {
+        CUSharedPtr<CUDateTime> date = CUDateTime::Create(2024, 3, 5, 7, 8, 9);
+        benchmark::DoNotOptimize(date.get());
+    }
+}
+
+// The ICU peer keeps one calendar open in the local zone and sets its fields.
+void BM_IcuCalendarFromLocalFields(benchmark::State& state) {
+    UErrorCode status = U_ZERO_ERROR;
+    UCalendar* calendar = ucal_open(nullptr, 0, "en_US", UCAL_GREGORIAN, &status);
+    for (auto _ : state) {
+        ucal_setDateTime(calendar, 2024, UCAL_MARCH, 5, 7, 8, 9, &status);
+        benchmark::DoNotOptimize(ucal_getMillis(calendar, &status));
+    }
+    ucal_close(calendar);
+}
+
+void BM_DateTimeLocalFields(benchmark::State& state) {
+    CUDateTime date(2024, 3, 5, 7, 8, 9);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(date.GetYear(true) + date.GetHour(true));
+    }
+}
+
+void BM_IcuCalendarLocalFields(benchmark::State& state) {
+    UErrorCode status = U_ZERO_ERROR;
+    UCalendar* calendar = ucal_open(nullptr, 0, "en_US", UCAL_GREGORIAN, &status);
+    UDate at = (8464.0 * 86400.0 + 25689.0 + kSince1970) * 1000.0;
+    for (auto _ : state) {
+        ucal_setMillis(calendar, at, &status);
+        benchmark::DoNotOptimize(ucal_get(calendar, UCAL_YEAR, &status) +
+                                 ucal_get(calendar, UCAL_HOUR_OF_DAY, &status));
+    }
+    ucal_close(calendar);
+}
+
+void BM_DateTimeGetString(benchmark::State& state) {
+    CUDateTime date(2024, 3, 5, 7, 8, 9);
+    for (auto _ : state) {
+        CUSharedPtr<CUStringMac> text = date.GetString(true, 2, 2);
+        benchmark::DoNotOptimize(text.get());
+    }
+}
+
+// Bare ICU with a formatter kept open: the fastest an ICU user gets.
+void BM_IcuFormatCachedFormatter(benchmark::State& state) {
+    UErrorCode status = U_ZERO_ERROR;
+    UDateFormat* format =
+        udat_open(UDAT_MEDIUM, UDAT_MEDIUM, "en_US", nullptr, 0, nullptr, 0, &status);
+    UDate at = (8464.0 * 86400.0 + 25689.0 + kSince1970) * 1000.0;
+    UChar buffer[128];
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(udat_format(format, at, buffer, 128, nullptr, &status));
+    }
+    udat_close(format);
+}
+
+// Bare ICU opening a formatter per text, as a one-off call site does.
+void BM_IcuFormatOpenPerCall(benchmark::State& state) {
+    UDate at = (8464.0 * 86400.0 + 25689.0 + kSince1970) * 1000.0;
+    UChar buffer[128];
+    for (auto _ : state) {
+        UErrorCode status = U_ZERO_ERROR;
+        UDateFormat* format =
+            udat_open(UDAT_MEDIUM, UDAT_MEDIUM, "en_US", nullptr, 0, nullptr, 0, &status);
+        benchmark::DoNotOptimize(udat_format(format, at, buffer, 128, nullptr, &status));
+        udat_close(format);
+    }
+}
+
+void BM_DateTimeDescription(benchmark::State& state) {
+    CUDateTime date(2024, 3, 5, 7, 8, 9);
+    for (auto _ : state) {
+        CUSharedPtr<CUStringMac> text = date.Description();
+        benchmark::DoNotOptimize(text.get());
+    }
+}
+
+BENCHMARK(BM_DateTimeCreateNow);
+BENCHMARK(BM_IcuNow);
+BENCHMARK(BM_DateTimeCreateFromLocalFields);
+BENCHMARK(BM_IcuCalendarFromLocalFields);
+BENCHMARK(BM_DateTimeLocalFields);
+BENCHMARK(BM_IcuCalendarLocalFields);
+BENCHMARK(BM_DateTimeGetString);
+BENCHMARK(BM_IcuFormatCachedFormatter);
+BENCHMARK(BM_IcuFormatOpenPerCall);
+BENCHMARK(BM_DateTimeDescription);
+
+} // namespace
+
+BENCHMARK_MAIN();
