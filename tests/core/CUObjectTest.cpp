@@ -131,9 +131,9 @@ TEST(CUSharedPtr, ManyThreadsCopyingOneObjectDeleteItExactlyOnce) {
     for (int round = 0; round < 20; ++round) {
         std::atomic<int> deletions{0};
         std::vector<std::thread> threads;
+        std::atomic<bool> go{false};
         {
             CUSharedPtr<Tracked> shared(new Tracked(&deletions));
-            std::atomic<bool> go{false};
             for (int t = 0; t < 8; ++t) {
                 threads.emplace_back([copy = shared, &go]() mutable {
                     while (!go.load()) {

@@ -93,11 +93,16 @@ TEST(CUMutex, ReleaseByAThreadThatDoesNotHoldItFails) {
     CUMutex mutex;
     EXPECT_TRUE(mutex.WaitOne());
     EXPECT_TRUE(mutex.WaitOne());
+// ThreadSanitizer reports the foreign and the extra unlock this test makes on purpose.
+#ifndef __SANITIZE_THREAD__
     int fromOther = std::async(std::launch::async, [&] { return mutex.ReleaseMutex(); }).get();
     EXPECT_NE(0, fromOther);
+#endif
     EXPECT_EQ(0, mutex.ReleaseMutex());
     EXPECT_EQ(0, mutex.ReleaseMutex());
+#ifndef __SANITIZE_THREAD__
     EXPECT_NE(0, mutex.ReleaseMutex()); // no hold left
+#endif
     EXPECT_NE(nullptr, mutex.GetMutex());
 }
 
