@@ -4,10 +4,11 @@
 // Varn time / ICU time per pair (below 1 means the library is faster).
 #include <VarnUtilityLib/CUStringMac.h>
 
-#include <benchmark/benchmark.h>
 #include <unicode/coll.h>
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
+
+#include <benchmark/benchmark.h>
 
 #include <cstdlib>
 #include <memory>
@@ -16,7 +17,7 @@
 
 namespace {
 
-char const* const kShort = "Hello, w\xC3\xB6rld";                      // 13 characters
+char const* const kShort = "Hello, w\xC3\xB6rld"; // 13 characters
 char const* const kNeedle = "w\xC3\xB6rld";
 
 std::unique_ptr<icu::Collator> makeCollator() {
@@ -124,14 +125,18 @@ void BM_Less_ICU(benchmark::State& state) {
 }
 
 void BM_Find_Varn(benchmark::State& state) {
-    CUStringMac hay((std::string(200, 'a') + kShort).c_str(), CUString_CharCode_UTF8);
+    std::string text(200, 'a');
+    text += kShort;
+    CUStringMac hay(text.c_str(), CUString_CharCode_UTF8);
     CUSharedPtr<CUStringMac> needle(new CUStringMac(kNeedle, CUString_CharCode_UTF8));
     for (auto _ : state) {
         benchmark::DoNotOptimize(hay.Find(needle, CUStringComparison_CaseSensitive));
     }
 }
 void BM_Find_ICU(benchmark::State& state) {
-    icu::UnicodeString hay = icu::UnicodeString::fromUTF8(std::string(200, 'a') + kShort);
+    std::string text(200, 'a');
+    text += kShort;
+    icu::UnicodeString hay = icu::UnicodeString::fromUTF8(text);
     icu::UnicodeString needle = icu::UnicodeString::fromUTF8(kNeedle);
     for (auto _ : state) {
         benchmark::DoNotOptimize(hay.indexOf(needle));
