@@ -3,10 +3,14 @@
 
 #include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUAutoLock.h>
+#include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUIndexSet.h>
 #include <VarnUtilityLib/CULockAbstract.h>
 #include <VarnUtilityLib/CUMutableArray.h>
+#include <VarnUtilityLib/CUMutableDictionary.h>
+#include <VarnUtilityLib/CUMutableIndexSet.h>
 #include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUPlatformTypes.h>
@@ -16,5 +20,6 @@
 #include <VarnUtilityLib/CUSimpleMonitor.h>
 #include <VarnUtilityLib/CUSortDescriptor.h>
 #include <VarnUtilityLib/CUStringMac.h>
+#include <VarnUtilityLib/CUVector.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
