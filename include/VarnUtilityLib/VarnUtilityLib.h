@@ -1,10 +1,16 @@
 // VarnUtilityLib.h — every public header of the library.
 #pragma once
 
+#include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUAutoLock.h>
+#include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUIndexSet.h>
 #include <VarnUtilityLib/CULockAbstract.h>
+#include <VarnUtilityLib/CUMutableArray.h>
+#include <VarnUtilityLib/CUMutableDictionary.h>
+#include <VarnUtilityLib/CUMutableIndexSet.h>
 #include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUPlatformTypes.h>
@@ -12,6 +18,8 @@
 #include <VarnUtilityLib/CURecursiveLock.h>
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUSimpleMonitor.h>
+#include <VarnUtilityLib/CUSortDescriptor.h>
 #include <VarnUtilityLib/CUStringMac.h>
+#include <VarnUtilityLib/CUVector.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
