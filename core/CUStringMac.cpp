@@ -283,6 +283,7 @@ CUStringMac CUStringMac::operator+(CUStringMac const& right) {
     return result;
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): self-assignment yields a null text by design
 CUStringMac& CUStringMac::operator=(CUStringMac const& source) {
     // Released before the source is read: self-assignment ends with a null text, which is the
     // documented behaviour.

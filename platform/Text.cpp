@@ -46,17 +46,19 @@ bool isLow(char16_t u) {
 }
 
 // Strict UTF-8: overlong forms, encoded surrogates, values past U+10FFFF, bad lead or
-// continuation bytes and a cut final sequence all fail the whole decode.
-bool decodeUTF8(unsigned char const* p, std::size_t n, std::u16string& out) {
-    std::size_t i = 0;
+// continuation bytes and a cut final sequence all fail the whole decode (kFailed). Writes at
+// most `n` units to `out`: no byte sequence yields more units than it has bytes.
+constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+
+std::size_t decodeUTF8(unsigned char const* p, std::size_t n, char16_t* out) {
+    std::size_t i = 0, k = 0;
     if (n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF) {
         i = 3;
     }
-    out.reserve(n - i);
     while (i < n) {
         unsigned char b = p[i];
         if (b < 0x80) {
-            out.push_back(b);
+            out[k++] = b;
             ++i;
             continue;
         }
@@ -81,34 +83,34 @@ bool decodeUTF8(unsigned char const* p, std::size_t n, std::u16string& out) {
             if (b == 0xF4)
                 hi = 0x8F;
         } else if (b == 0xA9) {
-            out.push_back(0xFFFD);
+            out[k++] = 0xFFFD;
             ++i;
             continue;
         } else {
-            return false;
+            return kFailed;
         }
         if (n - i <= static_cast<std::size_t>(extra)) {
-            return false;
+            return kFailed;
         }
-        for (int k = 1; k <= extra; ++k) {
-            unsigned char c = p[i + k];
-            unsigned char min = k == 1 ? lo : 0x80;
-            unsigned char max = k == 1 ? hi : 0xBF;
+        for (int j = 1; j <= extra; ++j) {
+            unsigned char c = p[i + j];
+            unsigned char min = j == 1 ? lo : 0x80;
+            unsigned char max = j == 1 ? hi : 0xBF;
             if (c < min || c > max) {
-                return false;
+                return kFailed;
             }
             cp = (cp << 6) | (c & 0x3F);
         }
         i += extra + 1;
         if (cp >= 0x10000) {
             cp -= 0x10000;
-            out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-            out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+            out[k++] = static_cast<char16_t>(0xD800 + (cp >> 10));
+            out[k++] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
         } else {
-            out.push_back(static_cast<char16_t>(cp));
+            out[k++] = static_cast<char16_t>(cp);
         }
     }
-    return true;
+    return k;
 }
 
 // External-representation UTF-16: a leading FEFF (in host order) selects little-endian and
@@ -176,22 +178,33 @@ Text const* Decode(char const* bytes, std::size_t count, Encoding encoding) {
         return Retain(EmptyText());
     }
     auto const* p = reinterpret_cast<unsigned char const*>(bytes);
+    if (encoding == Encoding::ASCII) {
+        Text* text = allocate(count);
+        std::copy(p, p + count, mutableUnits(text));
+        return text;
+    }
+    if (encoding == Encoding::UTF8) {
+        // Decoded in place into a block sized for the worst case (one unit per byte); a
+        // block that turned out much too large is copied down to size.
+        Text* text = allocate(count);
+        std::size_t units = decodeUTF8(p, count, mutableUnits(text));
+        if (units == kFailed || units == 0) {
+            ::operator delete(text);
+            return units == 0 ? Retain(EmptyText()) : nullptr;
+        }
+        text->length = static_cast<std::uint32_t>(units);
+        if (count - units > 256 && units < count / 2) {
+            Text const* exact = MakeText(text->Units(), units);
+            ::operator delete(text);
+            return exact;
+        }
+        return text;
+    }
+    if (encoding != Encoding::UTF16) {
+        return nullptr;
+    }
     std::u16string units;
-    switch (encoding) {
-    case Encoding::UTF8:
-        if (!decodeUTF8(p, count, units)) {
-            return nullptr;
-        }
-        break;
-    case Encoding::UTF16:
-        if (!decodeUTF16(p, count, units)) {
-            return nullptr;
-        }
-        break;
-    case Encoding::ASCII:
-        units.assign(p, p + count);
-        break;
-    case Encoding::UTF32LE:
+    if (!decodeUTF16(p, count, units)) {
         return nullptr;
     }
     return MakeText(units);

@@ -58,7 +58,7 @@ LocaleState& localeState() {
 std::string localeFromEnvironment() {
     char const* value = nullptr;
     for (char const* name : {"LC_ALL", "LC_COLLATE", "LANG"}) {
-        char const* v = std::getenv(name);
+        char const* v = std::getenv(name); // NOLINT(concurrency-mt-unsafe): read under a mutex
         if (v != nullptr && *v != '\0') {
             value = v;
             break;

@@ -42,6 +42,7 @@ template <class T> class CUSharedPtr {
 
     /// Adds an owner to the new object before dropping the old one, so that assigning a
     /// pointer to itself, or to another pointer to the same object, never frees it.
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): retain-before-release covers it
     CUSharedPtr& operator=(CUSharedPtr const& other) noexcept {
         T* incoming = other.m_pObject;
         retain(incoming);

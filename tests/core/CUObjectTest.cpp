@@ -1,0 +1,185 @@
+// Tests of the root object, the shared pointer and the description convention.
+#include <VarnUtilityLib/CUObject.h>
+#include <VarnUtilityLib/CURecursiveLock.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Counts deletions, so tests can tell "deleted exactly once" from "leaked" or "freed twice".
+struct Tracked : CUObject {
+    explicit Tracked(std::atomic<int>* deletions) : deletions(deletions) {}
+    ~Tracked() override { deletions->fetch_add(1); }
+    std::atomic<int>* deletions;
+};
+
+// A class below a virtual base: the count sits behind the virtual-base adjustment.
+struct Left : virtual CUObject {
+    int left = 1;
+};
+struct Right : virtual CUObject {
+    int right = 2;
+};
+struct Diamond : Left, Right {
+    explicit Diamond(std::atomic<int>* deletions) : deletions(deletions) {}
+    ~Diamond() override { deletions->fetch_add(1); }
+    std::atomic<int>* deletions;
+};
+
+std::string text(CUSharedPtr<CUStringMac> const& s) {
+    std::string out;
+    s->GetString(out);
+    return out;
+}
+
+} // namespace
+
+TEST(CUSharedPtr, FirstPointerCountsOneAndLastDeletes) {
+    std::atomic<int> deletions{0};
+    auto* object = new Tracked(&deletions);
+    EXPECT_EQ(0, object->GetRetainCount());
+    {
+        CUSharedPtr<Tracked> p(object);
+        EXPECT_EQ(1, object->GetRetainCount());
+        CUSharedPtr<Tracked> q = p;
+        EXPECT_EQ(2, object->GetRetainCount());
+    }
+    EXPECT_EQ(1, deletions.load());
+}
+
+TEST(CUSharedPtr, AssignmentToItselfOrToTheSameObjectKeepsItAlive) {
+    std::atomic<int> deletions{0};
+    CUSharedPtr<Tracked> p(new Tracked(&deletions));
+    CUSharedPtr<Tracked>& alias = p;
+    p = alias;
+    EXPECT_EQ(1, p->GetRetainCount());
+    CUSharedPtr<Tracked> q(p.get());
+    p = q;
+    EXPECT_EQ(2, p->GetRetainCount());
+    EXPECT_EQ(0, deletions.load());
+    q.Reset();
+    p = p; // NOLINT: self-assignment is the point
+    EXPECT_EQ(0, deletions.load());
+    p.Reset();
+    EXPECT_EQ(1, deletions.load());
+}
+
+TEST(CUSharedPtr, AssignmentReleasesTheOldObject) {
+    std::atomic<int> deletions{0};
+    CUSharedPtr<Tracked> p(new Tracked(&deletions));
+    p = CUSharedPtr<Tracked>(new Tracked(&deletions));
+    EXPECT_EQ(1, deletions.load());
+    CUSharedPtr<Tracked> moved(std::move(p));
+    EXPECT_FALSE(p); // NOLINT(bugprone-use-after-move): a moved-from pointer is null
+    EXPECT_EQ(1, moved->GetRetainCount());
+    moved = CUSharedPtr<Tracked>();
+    EXPECT_EQ(2, deletions.load());
+}
+
+TEST(CUSharedPtr, ResetOnNullDoesNothingAndOnLastDeletes) {
+    CUSharedPtr<CUObject> empty;
+    empty.Reset();
+    EXPECT_FALSE(empty);
+    std::atomic<int> deletions{0};
+    CUSharedPtr<CUObject> last(new Tracked(&deletions));
+    last.Reset();
+    EXPECT_FALSE(last);
+    EXPECT_EQ(nullptr, last.get());
+    EXPECT_EQ(1, deletions.load());
+}
+
+TEST(CUSharedPtr, CheckedConversionGivesNullForTheWrongClassAndKeepsTheCount) {
+    CUSharedPtr<CUObject> lock(new CURecursiveLock);
+    CUSharedPtr<CUStringMac> asString = lock;
+    EXPECT_FALSE(asString);
+    EXPECT_EQ(1, lock->GetRetainCount());
+
+    CUSharedPtr<CULockAbstract> asLock = lock; // down-cast through a virtual base
+    ASSERT_TRUE(asLock);
+    EXPECT_EQ(2, lock->GetRetainCount());
+    CUSharedPtr<CUObject> back = asLock; // up-cast
+    EXPECT_EQ(lock.get(), back.get());
+    EXPECT_EQ(3, lock->GetRetainCount());
+
+    CUSharedPtr<CUObject> none;
+    CUSharedPtr<CUStringMac> stillNone = none;
+    EXPECT_FALSE(stillNone);
+}
+
+TEST(CUSharedPtr, WorksThroughVirtualBases) {
+    std::atomic<int> deletions{0};
+    {
+        CUSharedPtr<Diamond> d(new Diamond(&deletions));
+        CUSharedPtr<Left> l = d;
+        CUSharedPtr<Right> r = d;
+        CUSharedPtr<CUObject> o = r;
+        EXPECT_EQ(4, d->GetRetainCount());
+        EXPECT_EQ(2, r->right);
+        CUSharedPtr<Left> crossed = r; // cross-cast, checked at run time
+        EXPECT_EQ(1, crossed->left);
+    }
+    EXPECT_EQ(1, deletions.load());
+}
+
+TEST(CUSharedPtr, ManyThreadsCopyingOneObjectDeleteItExactlyOnce) {
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<int> deletions{0};
+        std::vector<std::thread> threads;
+        std::atomic<bool> go{false};
+        {
+            CUSharedPtr<Tracked> shared(new Tracked(&deletions));
+            for (int t = 0; t < 8; ++t) {
+                threads.emplace_back([copy = shared, &go]() mutable {
+                    while (!go.load()) {
+                    }
+                    for (int i = 0; i < 2000; ++i) {
+                        CUSharedPtr<Tracked> a = copy;
+                        CUSharedPtr<CUObject> b = a;
+                        a.Reset();
+                    }
+                    copy.Reset();
+                });
+            }
+            go.store(true);
+        }
+        for (auto& t : threads) {
+            t.join();
+        }
+        ASSERT_EQ(1, deletions.load()) << "round " << round;
+    }
+}
+
+TEST(CUObject, CopyStartsWithCountZeroAndAssignmentKeepsTheCount) {
+    CUSharedPtr<CUObject> source(new CUObject);
+    CUSharedPtr<CUObject> second = source;
+    CUObject copy(*source);
+    EXPECT_EQ(0, copy.GetRetainCount());
+    CUSharedPtr<CUObject> target(new CUObject);
+    *target = *source;
+    EXPECT_EQ(1, target->GetRetainCount());
+    EXPECT_EQ(2, source->GetRetainCount());
+}
+
+TEST(CUObject, DescriptionShowsMangledTypeAndDoubledHexPrefix) {
+    CUSharedPtr<CUObject> object(new CUObject);
+    char expected[64];
+    std::snprintf(expected, sizeof expected, "8CUObject(0x%p)", static_cast<void*>(object.get()));
+    EXPECT_EQ(expected, text(object->Description()));
+    EXPECT_EQ(0u, text(object->Description()).find("8CUObject(0x0x"));
+
+    CUSharedPtr<CUObject> lock(new CURecursiveLock);
+    EXPECT_EQ(0u, text(lock->Description()).find("15CURecursiveLock(0x0x"));
+    EXPECT_EQ(1, object->Description()->GetRetainCount());
+}
+
+TEST(CUObject, GlobalsAreSetByTheFirstObject) {
+    CUObject object;
+    EXPECT_EQ(1, initMutex_CUObject);
+    EXPECT_STREQ("\n", CU_NEWLINE_CHAR);
+}
