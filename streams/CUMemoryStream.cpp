@@ -65,8 +65,7 @@ CUMemoryStream* CUMemoryStream::CreateMemoryStream(CUStream* source, _CURange& r
     }
 }
 
-CUMemoryStream* CUMemoryStream::CreateMemoryStream(CUSharedPtr<CUStream> source,
-                                                   _CURange& range) {
+CUMemoryStream* CUMemoryStream::CreateMemoryStream(CUSharedPtr<CUStream> source, _CURange& range) {
     return CreateMemoryStream(source.get(), range);
 }
 
