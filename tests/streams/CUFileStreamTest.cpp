@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -498,10 +499,15 @@ TEST(CUFileStream, WritePastTheFileSizeLimitReturnsZeroAndKeepsEarlierBytes) {
 TEST(CUFileStream, TwoThreadsNeverInterleaveInsideOneWrite) {
     Fixture f("");
     CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
-    constexpr std::size_t kBlock = 4096;
-    constexpr int kBlocksPerThread = 200;
+    constexpr std::size_t kBlock = 1024;
+    constexpr int kBlocksPerThread = 2000;
+    std::atomic<int> ready{0};
     auto writer = [&](char fill) {
         std::string block(kBlock, fill);
+        ready.fetch_add(1);
+        while (ready.load() < 2) {
+            std::this_thread::yield(); // start together so that the writes overlap
+        }
         for (int i = 0; i < kBlocksPerThread; ++i) {
             // Each write finds the end, grows the file and writes: three steps under one lock.
             ASSERT_EQ(kBlock, stream.Write(data(block), kBlock, 0, CUStream_Seek_Origin_End));
