@@ -19,7 +19,10 @@ std::string num(unsigned long long n) {
 }
 
 std::string bytesText(unsigned char const* bytes, unsigned long long n) {
-    return "\"" + std::string(reinterpret_cast<char const*>(bytes), n) + "\"";
+    std::string quoted(1, '"');
+    quoted.append(reinterpret_cast<char const*>(bytes), n);
+    quoted.push_back('"');
+    return quoted;
 }
 
 // A scratch folder of the tour's own, removed at the end of the section.
