@@ -7,14 +7,18 @@
 #include <VarnUtilityLib/CUColor.h>
 #include <VarnUtilityLib/CUDateTime.h>
 #include <VarnUtilityLib/CUDictionary.h>
+#include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUEnvironment.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUEventWaitHandle.h>
 #include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUFile.h>
+#include <VarnUtilityLib/CUFileStream.h>
 #include <VarnUtilityLib/CUIdentifierGenerator.h>
 #include <VarnUtilityLib/CUIndexSet.h>
 #include <VarnUtilityLib/CULockAbstract.h>
 #include <VarnUtilityLib/CUManualResetEvent.h>
+#include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUMutableArray.h>
 #include <VarnUtilityLib/CUMutableDictionary.h>
 #include <VarnUtilityLib/CUMutableIndexSet.h>
@@ -27,6 +31,7 @@
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUSimpleMonitor.h>
 #include <VarnUtilityLib/CUSortDescriptor.h>
+#include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUStringMac.h>
 #include <VarnUtilityLib/CUThread.h>
 #include <VarnUtilityLib/CUUUID.h>
