@@ -16,11 +16,12 @@ std::string text(CUSharedPtr<CUStringMac> const& s) {
     return t != nullptr ? t : "(null text)";
 }
 
-std::string oneLine(std::string s) {
-    for (std::string::size_type at; (at = s.find_first_of("\n\t")) != std::string::npos;) {
-        s.replace(at, 1, s[at] == '\n' ? "\\n" : "\\t");
+std::string oneLine(std::string const& s) {
+    std::string out;
+    for (char c : s) {
+        out += c == '\n' ? std::string("\\n") : c == '\t' ? std::string("\\t") : std::string(1, c);
     }
-    return s;
+    return out;
 }
 
 CUSharedPtr<CUStringMac> str(char const* t) {
