@@ -28,6 +28,7 @@
 #include <VarnUtilityLib/CUSimpleMonitor.h>
 #include <VarnUtilityLib/CUSortDescriptor.h>
 #include <VarnUtilityLib/CUStringMac.h>
+#include <VarnUtilityLib/CUSynchronizedQueue.h>
 #include <VarnUtilityLib/CUThread.h>
 #include <VarnUtilityLib/CUUUID.h>
 #include <VarnUtilityLib/CUVector.h>
