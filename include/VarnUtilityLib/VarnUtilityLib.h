@@ -33,6 +33,7 @@
 #include <VarnUtilityLib/CUSortDescriptor.h>
 #include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUStringMac.h>
+#include <VarnUtilityLib/CUSynchronizedQueue.h>
 #include <VarnUtilityLib/CUThread.h>
 #include <VarnUtilityLib/CUUUID.h>
 #include <VarnUtilityLib/CUVector.h>

@@ -127,3 +127,11 @@ TEST(ApiSurface, EventsThreadsAndCounterAreExported) {
     counter.GetProcessingTime();
     EXPECT_TRUE(counter.Description());
 }
+
+TEST(ApiSurface, SynchronizedQueueIsExported) {
+    CUSynchronizedQueue queue;
+    queue.Enqueue(CUSharedPtr<CUObject>(new CUObject));
+    EXPECT_TRUE(queue.Dequeue());
+    EXPECT_FALSE(queue.Dequeue());
+    queue.Clear();
+}

@@ -89,11 +89,22 @@ void threads(std::ostream& out) {
     counter.EndCounter();
     Show(out, "after Set() and Join(), done", worker.done.load() ? "true" : "false");
     Show(out, "CUPerformanceCounter", text(counter.Description()).c_str());
+
+    CUSynchronizedQueue queue;
+    for (char const* word : {"first", "second", "third"}) {
+        queue.Enqueue(CUSharedPtr<CUStringMac>(new CUStringMac(word, CUString_CharCode_UTF8)));
+    }
+    std::string order;
+    while (CUSharedPtr<CUStringMac> next = queue.Dequeue()) {
+        order += text(next) + " ";
+    }
+    Show(out, "CUSynchronizedQueue drained", order.c_str());
+    Show(out, "Dequeue() on the empty queue", queue.Dequeue() ? "an object" : "null, at once");
 }
 
 TourSection datesSection(70, "Dates and times", dates);
 TourSection uuidSection(75, "UUIDs and identifiers", uuids);
-TourSection threadsSection(80, "Environment, events, threads and the stopwatch", threads);
+TourSection threadsSection(80, "Environment, events, threads, queue and stopwatch", threads);
 
 } // namespace
 } // namespace varnutil

@@ -1,0 +1,121 @@
+// CUSynchronizedQueueTest.cpp — order, the empty queue, and several threads feeding and
+// draining one queue without losing or duplicating anything.
+#include <VarnUtilityLib/CUSynchronizedQueue.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// An object that carries a number.
+class Item : public CUObject {
+  public:
+    explicit Item(int v) : value(v) {}
+    int value;
+};
+
+CUSharedPtr<CUObject> item(int v) {
+    return CUSharedPtr<Item>(new Item(v));
+}
+
+int valueOf(CUSharedPtr<CUObject> const& object) {
+    CUSharedPtr<Item> it = object;
+    return it ? it->value : -1;
+}
+
+} // namespace
+
+TEST(CUSynchronizedQueue, EmptyQueueAnswersNullAtOnce) {
+    CUSynchronizedQueue queue;
+    EXPECT_FALSE(queue.Dequeue());
+    EXPECT_FALSE(queue.Dequeue());
+}
+
+TEST(CUSynchronizedQueue, ItemsComeOutInTheOrderTheyWentIn) {
+    CUSynchronizedQueue queue;
+    for (int i = 1; i <= 5; ++i) {
+        queue.Enqueue(item(i));
+    }
+    for (int i = 1; i <= 3; ++i) {
+        EXPECT_EQ(i, valueOf(queue.Dequeue()));
+    }
+    queue.Enqueue(item(6));
+    for (int i = 4; i <= 6; ++i) {
+        EXPECT_EQ(i, valueOf(queue.Dequeue()));
+    }
+    EXPECT_FALSE(queue.Dequeue());
+}
+
+TEST(CUSynchronizedQueue, NullItemsAreQueuedLikeOthers) {
+    CUSynchronizedQueue queue;
+    queue.Enqueue(CUSharedPtr<CUObject>());
+    queue.Enqueue(item(7));
+    EXPECT_FALSE(queue.Dequeue()) << "the queued null";
+    EXPECT_EQ(7, valueOf(queue.Dequeue()));
+}
+
+TEST(CUSynchronizedQueue, HoldsOneOwnerPerQueuedItemUntilDequeuedOrCleared) {
+    CUSharedPtr<CUObject> kept = item(1);
+    CUSynchronizedQueue queue;
+    queue.Enqueue(kept);
+    queue.Enqueue(kept);
+    EXPECT_EQ(3, kept->GetRetainCount());
+    queue.Dequeue();
+    EXPECT_EQ(2, kept->GetRetainCount());
+    queue.Clear();
+    EXPECT_EQ(1, kept->GetRetainCount());
+    EXPECT_FALSE(queue.Dequeue());
+}
+
+TEST(CUSynchronizedQueue, SeveralThreadsLoseAndDuplicateNothing) {
+    constexpr int kProducers = 3;
+    constexpr int kConsumers = 3;
+    constexpr int kPerProducer = 2000;
+    constexpr int kTotal = kProducers * kPerProducer;
+    CUSynchronizedQueue queue;
+    std::vector<std::atomic<int>> seen(kTotal);
+    std::atomic<int> taken{0};
+    std::vector<std::thread> threads;
+    for (int p = 0; p < kProducers; ++p) {
+        threads.emplace_back([&, p] {
+            for (int i = 0; i < kPerProducer; ++i) {
+                queue.Enqueue(item(p * kPerProducer + i));
+            }
+        });
+    }
+    std::vector<std::vector<int>> orderSeen(kConsumers);
+    for (int c = 0; c < kConsumers; ++c) {
+        threads.emplace_back([&, c] {
+            while (taken.load() < kTotal) {
+                CUSharedPtr<CUObject> got = queue.Dequeue();
+                if (!got) {
+                    std::this_thread::yield();
+                    continue;
+                }
+                int v = valueOf(got);
+                seen[v].fetch_add(1);
+                orderSeen[c].push_back(v);
+                taken.fetch_add(1);
+            }
+        });
+    }
+    for (auto& t : threads) {
+        t.join();
+    }
+    for (int v = 0; v < kTotal; ++v) {
+        ASSERT_EQ(1, seen[v].load()) << "item " << v;
+    }
+    EXPECT_FALSE(queue.Dequeue());
+    // One consumer sees each producer's items in the order they were made.
+    for (auto const& order : orderSeen) {
+        std::vector<int> last(kProducers, -1);
+        for (int v : order) {
+            int p = v / kPerProducer;
+            EXPECT_LT(last[p], v);
+            last[p] = v;
+        }
+    }
+}
