@@ -132,6 +132,27 @@ std::string DeclaredEncoding(char const* bytes, std::size_t length) {
     return head.substr(open + 1, close - open - 1);
 }
 
+// Whether the encoding declared in UTF-8 text (if any) belongs to the family that the
+// byte-order mark announced: UTF-16 for a UTF-16 mark, UTF-8 for a UTF-8 one.
+bool DeclarationAgrees(std::string const& utf8, bool utf16) {
+    std::string declared = DeclaredEncoding(utf8.data(), utf8.size());
+    if (declared.empty()) {
+        return true;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<UConverter, void (*)(UConverter*)> conv(ucnv_open(declared.c_str(), &status),
+                                                            ucnv_close);
+    if (U_FAILURE(status) || !conv) {
+        return false;
+    }
+    UConverterType type = ucnv_getType(conv.get());
+    if (utf16) {
+        return type == UCNV_UTF16 || type == UCNV_UTF16_BigEndian ||
+               type == UCNV_UTF16_LittleEndian;
+    }
+    return type == UCNV_UTF8;
+}
+
 // Builds the piece tree from expat's events.
 class TreeBuilder {
   public:
@@ -397,22 +418,30 @@ bool ConvertXmlToUTF8(void const* data, std::size_t length, std::string& utf8) {
     auto const* bytes = static_cast<char const*>(data);
     auto const* u = static_cast<unsigned char const*>(data);
     if (length > 2) {
+        bool converted = false;
+        bool utf16 = false;
         if ((u[0] == 0xFF && u[1] == 0xFE) || u[1] == 0x00) {
             std::size_t skip = (u[0] == 0xFF && u[1] == 0xFE) ? 2 : 0;
-            return ConvertWithIcu("UTF-16LE", bytes + skip, length - skip, utf8);
-        }
-        if ((u[0] == 0xFE && u[1] == 0xFF) || u[0] == 0x00) {
+            converted = ConvertWithIcu("UTF-16LE", bytes + skip, length - skip, utf8);
+            utf16 = true;
+        } else if ((u[0] == 0xFE && u[1] == 0xFF) || u[0] == 0x00) {
             std::size_t skip = (u[0] == 0xFE && u[1] == 0xFF) ? 2 : 0;
-            return ConvertWithIcu("UTF-16BE", bytes + skip, length - skip, utf8);
-        }
-        if (u[0] == 0xEF && u[1] == 0xBB && u[2] == 0xBF) {
+            converted = ConvertWithIcu("UTF-16BE", bytes + skip, length - skip, utf8);
+            utf16 = true;
+        } else if (u[0] == 0xEF && u[1] == 0xBB && u[2] == 0xBF) {
             utf8.assign(bytes + 3, length - 3);
+            converted = true;
+        } else {
+            std::string declared = DeclaredEncoding(bytes, length);
+            if (!declared.empty() && !EqualsIgnoringAsciiCase(declared, "utf-8")) {
+                return ConvertWithIcu(declared.c_str(), bytes, length, utf8);
+            }
+            utf8.assign(bytes, length);
             return true;
         }
-        std::string declared = DeclaredEncoding(bytes, length);
-        if (!declared.empty() && !EqualsIgnoringAsciiCase(declared, "utf-8")) {
-            return ConvertWithIcu(declared.c_str(), bytes, length, utf8);
-        }
+        // The byte-order mark decided the encoding; a declaration naming another family
+        // contradicts it and makes the document malformed.
+        return converted && DeclarationAgrees(utf8, utf16);
     }
     utf8.assign(bytes, length);
     return true;
