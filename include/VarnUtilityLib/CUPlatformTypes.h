@@ -20,7 +20,7 @@
 
 /// Immutable Unicode text (UTF-16 units), reference counted and shared between copies.
 struct __CFString;
-/// Immutable block of bytes.
+/// Immutable block of bytes, reference counted (see CUPlatformData... below).
 struct __CFData;
 /// Immutable UUID value.
 struct __CFUUID;
@@ -81,3 +81,21 @@ CU_EXPORT __CFString const* CUPlatformStringRetain(__CFString const* text);
 
 /// Drops one owner of a text handle; the last owner frees it. Null is ignored.
 CU_EXPORT void CUPlatformRelease(__CFString const* text);
+
+/// Makes a data handle holding a copy of `length` bytes (for CUStream::WriteCFData). Returns
+/// null when `bytes` is null and `length` is not 0, or when memory runs out. The caller owns the
+/// result (release with CUPlatformRelease).
+CU_EXPORT __CFData const* CUPlatformDataCreate(void const* bytes, std::size_t length);
+
+/// Number of bytes held; 0 for a null handle.
+CU_EXPORT std::size_t CUPlatformDataGetLength(__CFData const* data);
+
+/// Address of the bytes, valid while the handle lives; null for a null handle and for a handle
+/// holding no bytes.
+CU_EXPORT unsigned char const* CUPlatformDataGetBytePtr(__CFData const* data);
+
+/// Adds one owner to a data handle and returns it; a null handle is returned as it is.
+CU_EXPORT __CFData const* CUPlatformDataRetain(__CFData const* data);
+
+/// Drops one owner of a data handle; the last owner frees it. Null is ignored.
+CU_EXPORT void CUPlatformRelease(__CFData const* data);

@@ -2,9 +2,13 @@
 #pragma once
 
 #include <VarnUtilityLib/CUAutoLock.h>
+#include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUError.h>
+#include <VarnUtilityLib/CUFile.h>
+#include <VarnUtilityLib/CUFileStream.h>
 #include <VarnUtilityLib/CUExport.h>
 #include <VarnUtilityLib/CULockAbstract.h>
+#include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUPlatformTypes.h>
@@ -12,6 +16,7 @@
 #include <VarnUtilityLib/CURecursiveLock.h>
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUSimpleMonitor.h>
+#include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUStringMac.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
