@@ -80,6 +80,41 @@ class CU_EXPORT CUStringMac : public virtual CUObject {
     /// Returns kCUStatusFailure for a null text or a non-null buffer with `size` 0.
     virtual unsigned int GetString(char* buffer, _CUString_CharCode code, unsigned int& size);
 
+    // ---- Paths (POSIX, separator "/"). Each returns kCUStatusSuccess or kCUStatusFailure
+    // (0x10001); on failure the output is left untouched unless stated. Positions are UTF-16
+    // units; "last" searches backwards. Outputs are assigned with operator=.
+
+    /// out = this + "/" + name, or this + name when this already ends with "/". `name` is
+    /// taken as it is (appending "/b" to "a" gives "a//b"). Fails for a null text.
+    virtual unsigned int PathAppend(CUStringMac const& name, CUStringMac& out);
+
+    /// The parent path: drops one trailing "/" (except from "/" itself, which gives "/"), then
+    /// keeps what stands before the last "/", at least one unit ("/a" gives "/"). Without a
+    /// "/", out becomes the empty string AND the status is kCUStatusFailure.
+    virtual unsigned int PathRemoveLastComponent(CUStringMac& out);
+
+    /// What follows the last "/"; the empty string when the path ends with "/". Fails for a
+    /// name without any "/".
+    virtual unsigned int PathGetFileName(CUStringMac& out);
+
+    /// PathGetFileName (through its virtual slot) cut before its last "." ("b.tar.gz" gives
+    /// "b.tar", ".profile" gives the empty string); the name itself when it has no ".".
+    virtual unsigned int PathGetFileNameNoExtension(CUStringMac& out);
+
+    /// From the last "." of the WHOLE path to the end, dot included ("/a/b.txt" gives ".txt",
+    /// "/a.d/b" gives ".d/b"). Fails when the path has no ".".
+    virtual unsigned int PathGetExtension(CUStringMac& out);
+
+    /// The last component without separators: "/" for "/", "b" for "/a/b" and "/a/b/". Fails
+    /// for a text without "/" and for a single component with a trailing "/" ("abc/").
+    virtual unsigned int PathGetLastComponent(CUStringMac& out);
+
+    /// The components as a new array of strings: a leading "/" is its own first element, one
+    /// trailing "/" is dropped, the rest is split at every "/" with empty pieces kept ("a//b"
+    /// gives a, "", b). "/" gives "/" alone; the empty text gives one empty text. Fails when
+    /// `out` is null or the text is null.
+    virtual unsigned int PathComponents(CUSharedPtr<CUArray>* out);
+
     /// True when both texts exist, `how` is 0 or 1, and the localized comparison (with or
     /// without case) finds them equal.
     virtual bool Equals(CUStringMac const& other, _CUStringComparison how);
@@ -116,6 +151,17 @@ class CU_EXPORT CUStringMac : public virtual CUObject {
     /// with an unpaired surrogate.
     virtual unsigned int GetString(std::string& out);
 
+    /// PathComponents with the caller's separator (UTF-8) in place of "/". A leading separator
+    /// is kept as the first element and the rest is taken from unit 1; one trailing unit is
+    /// dropped when the text ends with the separator (both rules count one unit, as for "/",
+    /// whatever the separator's length). Fails for a null `out`, a null text or separator.
+    virtual unsigned int SplitComponents(CUSharedPtr<CUArray>* out, char const* separator);
+
+    /// PathRemoveLastComponent with the caller's separator (UTF-8) in place of "/". A trailing
+    /// separator drops one unit; the text is kept whole when its length is 1, whatever the
+    /// separator's length. Fails for a null text or separator.
+    virtual unsigned int RemoveLastComponent(CUStringMac& out, char const* separator);
+
     /// The held platform text, not retained (may be null).
     virtual __CFString const* GetCFStringRef();
 
@@ -144,6 +190,13 @@ class CU_EXPORT CUStringMac : public virtual CUObject {
     /// The platform encoding constant of a code: 0x08000100 (UTF-8), 0x0100 (UTF-16),
     /// 0x0600 (ASCII); any other code gives UTF-8's.
     static unsigned int ConvertCharCode(_CUString_CharCode code);
+
+    /// Fills a file-name record from `name`: its length in UTF-16 units and its units, every
+    /// ':' replaced by '/' (the record's convention). kCUStatusFailure for a null name or
+    /// record and for a name longer than the record's 255 units; the status of the failed
+    /// conversion if the name cannot be converted. Returns kCUStatusSuccess with the record
+    /// untouched when the conversion buffer cannot be allocated.
+    static unsigned int GetUnicodeFileName(CUSharedPtr<CUStringMac> name, HFSUniStr255* out);
 
   private:
     __CFString const* m_pString;

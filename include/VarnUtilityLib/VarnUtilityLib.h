@@ -1,6 +1,7 @@
 // VarnUtilityLib.h — every public header of the library.
 #pragma once
 
+#include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUError.h>
@@ -9,6 +10,7 @@
 #include <VarnUtilityLib/CUExport.h>
 #include <VarnUtilityLib/CULockAbstract.h>
 #include <VarnUtilityLib/CUMemoryStream.h>
+#include <VarnUtilityLib/CUMutableArray.h>
 #include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUPlatformTypes.h>
@@ -17,6 +19,7 @@
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUSimpleMonitor.h>
 #include <VarnUtilityLib/CUStream.h>
+#include <VarnUtilityLib/CUSortDescriptor.h>
 #include <VarnUtilityLib/CUStringMac.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>

@@ -1,0 +1,115 @@
+// CUArray.cpp — the element sequence, its read operations, sorting and the text form.
+#include "collections/DescriptionText.h"
+#include "collections/StableMergeSort.h"
+
+#include <VarnUtilityLib/CUArray.h>
+
+#include <cstddef>
+#include <memory>
+
+CUArray::CUArray() = default;
+
+CUArray::CUArray(CUSharedPtr<CUArray> source) {
+    if (source) {
+        m_array = source->m_array;
+    }
+}
+
+CUArray::~CUArray() = default;
+
+unsigned long CUArray::Count() {
+    return m_array.size();
+}
+
+CUSharedPtr<CUObject> CUArray::ObjectAtIndex(unsigned long index) {
+    return index < m_array.size() ? m_array[index] : CUSharedPtr<CUObject>();
+}
+
+CUSharedPtr<CUObject> CUArray::LastObject() {
+    return m_array.empty() ? CUSharedPtr<CUObject>() : m_array.back();
+}
+
+bool CUArray::RemoveAtIndex(unsigned long index) {
+    if (index >= m_array.size()) {
+        return false;
+    }
+    m_array.erase(m_array.begin() + static_cast<std::ptrdiff_t>(index));
+    return true;
+}
+
+std::vector<CUSharedPtr<CUObject>>& CUArray::GetInternalArray() {
+    return m_array;
+}
+
+CUSharedPtr<CUArray> CUArray::SortedArrayUsingDescriptor(CUSharedPtr<CUSortDescriptor> descriptor) {
+    if (!descriptor) {
+        return CUSharedPtr<CUArray>();
+    }
+    CUSharedPtr<CUArray> sorted(new CUArray());
+    sorted->m_array = m_array;
+    z_SortElements(sorted->m_array, descriptor);
+    return sorted;
+}
+
+namespace {
+
+// What the merge sort moves: the object (for the predicate) and where its element stood.
+// Both are plain values, so a CompareObject that throws midway leaves nothing to release, and
+// the elements themselves are only moved once the order is known.
+struct SortEntry {
+    CUObject* object;
+    std::size_t index;
+};
+
+} // namespace
+
+void CUArray::z_SortElements(std::vector<CUSharedPtr<CUObject>>& elements,
+                             CUSharedPtr<CUSortDescriptor> const& descriptor) {
+    std::size_t const n = elements.size();
+    if (n < 2) {
+        return;
+    }
+    // The copy compares through the caller's descriptor (its `comparer`); `descriptor` keeps
+    // that one alive until we return.
+    CUSortDescriptor copy(*descriptor);
+
+    std::unique_ptr<SortEntry[]> entries(new SortEntry[n]);
+    for (std::size_t i = 0; i < n; ++i) {
+        entries[i] = SortEntry{elements[i].get(), i};
+    }
+    varn::collections::StableMergeSort(entries.get(), n,
+                                       [&copy](SortEntry const& a, SortEntry const& b) {
+                                           return copy.z_ComesBefore(a.object, b.object);
+                                       });
+
+    // Apply the permutation by following its cycles: every element is moved exactly once and
+    // no reference count changes. `index` is overwritten with the entry's own position to mark
+    // it done.
+    for (std::size_t start = 0; start < n; ++start) {
+        if (entries[start].index == start) {
+            continue;
+        }
+        CUSharedPtr<CUObject> held = std::move(elements[start]);
+        std::size_t at = start;
+        while (true) {
+            std::size_t const from = entries[at].index;
+            entries[at].index = at;
+            if (from == start) {
+                elements[at] = std::move(held);
+                break;
+            }
+            elements[at] = std::move(elements[from]);
+            at = from;
+        }
+    }
+}
+
+CUSharedPtr<CUStringMac> CUArray::Description() {
+    varn::collections::DescriptionText text;
+    text.Ascii("{").Ascii(CU_NEWLINE_CHAR);
+    for (CUSharedPtr<CUObject> const& element : m_array) {
+        text.Ascii("\t").DescriptionOf(element.get()).Ascii(CU_NEWLINE_CHAR);
+    }
+    text.Ascii("}");
+    return text.Make();
+}

@@ -1,0 +1,300 @@
+// CUStringMacPathTest.cpp — the path arithmetic of CUStringMac, as tables of inputs and results.
+#include <VarnUtilityLib/CUArray.h>
+#include <VarnUtilityLib/CUStringMac.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr unsigned int kOk = kCUStatusSuccess;
+constexpr unsigned int kFail = kCUStatusFailure;
+
+CUStringMac s(char const* text) {
+    return CUStringMac(text, CUString_CharCode_UTF8);
+}
+
+std::string textOf(CUStringMac& str) {
+    char const* t = str;
+    return t ? std::string(t) : std::string("<null>");
+}
+
+// A string with a null text (bytes that are not UTF-8).
+CUStringMac nullText() {
+    return CUStringMac("\xC3\x28", CUString_CharCode_UTF8);
+}
+
+struct Row {
+    char const* path;
+    unsigned int status;
+    char const* out; // expected output; nullptr: left untouched
+};
+
+using PathOp = unsigned int (CUStringMac::*)(CUStringMac&);
+
+void checkRows(PathOp op, std::vector<Row> const& rows) {
+    for (Row const& row : rows) {
+        CUStringMac path = s(row.path);
+        CUStringMac out = s("untouched");
+        EXPECT_EQ(row.status, (path.*op)(out)) << "path \"" << row.path << "\"";
+        EXPECT_EQ(row.out ? row.out : "untouched", textOf(out)) << "path \"" << row.path << "\"";
+    }
+    CUStringMac none = nullText();
+    CUStringMac out = s("untouched");
+    EXPECT_EQ(kFail, (none.*op)(out));
+    EXPECT_EQ("untouched", textOf(out));
+}
+
+std::vector<std::string> texts(CUSharedPtr<CUArray> const& array) {
+    std::vector<std::string> out;
+    for (unsigned long i = 0; array && i < array->Count(); ++i) {
+        CUSharedPtr<CUStringMac> element = array->ObjectAtIndex(i);
+        out.push_back(element ? textOf(*element) : "<not a string>");
+    }
+    return out;
+}
+
+std::vector<std::string> components(char const* path) {
+    CUSharedPtr<CUArray> out;
+    EXPECT_EQ(kOk, s(path).PathComponents(&out)) << path;
+    return texts(out);
+}
+
+std::vector<std::string> split(char const* text, char const* separator) {
+    CUSharedPtr<CUArray> out;
+    EXPECT_EQ(kOk, s(text).SplitComponents(&out, separator)) << text;
+    return texts(out);
+}
+
+using V = std::vector<std::string>;
+
+} // namespace
+
+TEST(CUStringMac, PathAppendAddsOneSeparatorUnlessThePathEndsWithOne) {
+    struct AppendRow {
+        char const* path;
+        char const* name;
+        char const* out;
+    };
+    for (AppendRow row :
+         {AppendRow{"a/", "b", "a/b"}, AppendRow{"a", "b", "a/b"}, AppendRow{"", "b", "/b"},
+          AppendRow{"a", "/b", "a//b"}, AppendRow{"/", "b", "/b"}, AppendRow{"a//", "b", "a//b"},
+          AppendRow{"/d\xC3\xA9j\xC3\xA0", "\xF0\x9F\x8C\x8D:x",
+                    "/d\xC3\xA9j\xC3\xA0/\xF0\x9F\x8C\x8D:x"},
+          AppendRow{"a", "", "a/"}}) {
+        CUStringMac out;
+        EXPECT_EQ(kOk, s(row.path).PathAppend(s(row.name), out)) << row.path;
+        EXPECT_EQ(row.out, textOf(out)) << row.path;
+    }
+    CUStringMac out = s("untouched");
+    EXPECT_EQ(kFail, nullText().PathAppend(s("b"), out));
+    EXPECT_EQ("untouched", textOf(out));
+}
+
+TEST(CUStringMac, PathAppendMayWriteIntoTheStringItself) {
+    CUStringMac path = s("/a");
+    EXPECT_EQ(kOk, path.PathAppend(s("b"), path));
+    EXPECT_EQ("/a/b", textOf(path));
+}
+
+TEST(CUStringMac, PathRemoveLastComponentGivesTheParent) {
+    checkRows(&CUStringMac::PathRemoveLastComponent,
+              {{"/a/b", kOk, "/a"},
+               {"/a", kOk, "/"},
+               {"/a/b/", kOk, "/a"},
+               {"/", kOk, "/"},
+               {"a", kFail, ""}, // emptied AND failed
+               {"a/", kFail, ""},
+               {"", kFail, ""},
+               {"//", kOk, "/"},
+               {"/a//b", kOk, "/a/"},
+               {"a/b", kOk, "a"},
+               {"/caf\xC3\xA9/r\xC3\xA9sum\xC3\xA9.txt", kOk, "/caf\xC3\xA9"},
+               {"/a:b/c:d", kOk, "/a:b"}});
+}
+
+TEST(CUStringMac, PathRemoveLastComponentMayWriteIntoTheStringItself) {
+    CUStringMac root = s("/");
+    EXPECT_EQ(kOk, root.PathRemoveLastComponent(root));
+    EXPECT_EQ("/", textOf(root));
+    CUStringMac path = s("/a/b");
+    EXPECT_EQ(kOk, path.PathRemoveLastComponent(path));
+    EXPECT_EQ("/a", textOf(path));
+}
+
+TEST(CUStringMac, RemoveLastComponentUsesTheCallersSeparator) {
+    struct SepRow {
+        char const* text;
+        char const* separator;
+        unsigned int status;
+        char const* out;
+    };
+    for (SepRow row : {SepRow{"a.b.c", ".", kOk, "a.b"}, SepRow{"a.b.", ".", kOk, "a"},
+                       SepRow{".", ".", kOk, "."}, SepRow{".a", ".", kOk, "."},
+                       SepRow{"abc", ".", kFail, ""}, SepRow{"/a/b", "/", kOk, "/a"},
+                       SepRow{"x\xC2\xA7y\xC2\xA7z", "\xC2\xA7", kOk, "x\xC2\xA7y"},
+                       // A two-unit separator: one unit is dropped from the end, then the last
+                       // separator is searched in what remains.
+                       SepRow{"a::b::", "::", kOk, "a"}, SepRow{"a::b", "::", kOk, "a"},
+                       SepRow{"abc", "", kFail, ""}}) {
+        CUStringMac out = s("untouched");
+        EXPECT_EQ(row.status, s(row.text).RemoveLastComponent(out, row.separator)) << row.text;
+        EXPECT_EQ(row.out, textOf(out)) << row.text << " by " << row.separator;
+    }
+    CUStringMac out = s("untouched");
+    EXPECT_EQ(kFail, s("a.b").RemoveLastComponent(out, nullptr));
+    EXPECT_EQ(kFail, nullText().RemoveLastComponent(out, "."));
+    EXPECT_EQ("untouched", textOf(out));
+}
+
+TEST(CUStringMac, PathGetFileNameTakesWhatFollowsTheLastSeparator) {
+    checkRows(&CUStringMac::PathGetFileName,
+              {{"/a/b.txt", kOk, "b.txt"},
+               {"/a/", kOk, ""},
+               {"b.txt", kFail, nullptr},
+               {"/", kOk, ""},
+               {"", kFail, nullptr},
+               {"a//b", kOk, "b"},
+               {"/a:b", kOk, "a:b"},
+               {"/\xE6\x97\xA5\xE6\x9C\xAC.txt", kOk, "\xE6\x97\xA5\xE6\x9C\xAC.txt"}});
+}
+
+TEST(CUStringMac, PathGetFileNameNoExtensionCutsAtTheLastDotOfTheName) {
+    checkRows(&CUStringMac::PathGetFileNameNoExtension,
+              {{"/a/b.tar.gz", kOk, "b.tar"},
+               {"/a/.profile", kOk, ""},
+               {"/a.d/b", kOk, "b"},
+               {"/a/b.", kOk, "b"},
+               {"/a/", kOk, ""},
+               {"b.txt", kFail, nullptr},
+               {"/x/\xC3\xA9t\xC3\xA9.md", kOk, "\xC3\xA9t\xC3\xA9"}});
+}
+
+TEST(CUStringMac, PathGetFileNameNoExtensionGoesThroughTheVirtualFileName) {
+    class FixedName : public CUStringMac {
+      public:
+        FixedName() : CUStringMac("/ignored", CUString_CharCode_UTF8) {}
+        unsigned int PathGetFileName(CUStringMac& out) override {
+            CUStringMac name("over.ride", CUString_CharCode_UTF8);
+            out = name;
+            return kCUStatusSuccess;
+        }
+    } fixed;
+    CUStringMac out;
+    EXPECT_EQ(kOk, fixed.PathGetFileNameNoExtension(out));
+    EXPECT_EQ("over", textOf(out));
+}
+
+TEST(CUStringMac, PathGetExtensionSearchesTheWholePath) {
+    checkRows(&CUStringMac::PathGetExtension, {{"/a/b.txt", kOk, ".txt"},
+                                               {"/a/b.tar.gz", kOk, ".gz"},
+                                               {"/a/b", kFail, nullptr},
+                                               {"/a.d/b", kOk, ".d/b"},
+                                               {"b.", kOk, "."},
+                                               {".profile", kOk, ".profile"},
+                                               {"", kFail, nullptr}});
+}
+
+TEST(CUStringMac, PathGetLastComponentDropsOneTrailingSeparator) {
+    checkRows(&CUStringMac::PathGetLastComponent, {{"/a/b", kOk, "b"},
+                                                   {"/a/b/", kOk, "b"},
+                                                   {"/", kOk, "/"},
+                                                   {"abc", kFail, nullptr},
+                                                   {"abc/", kFail, nullptr},
+                                                   {"a/b", kOk, "b"},
+                                                   {"/a", kOk, "a"},
+                                                   {"/a/b//", kOk, ""},
+                                                   {"//", kOk, ""},
+                                                   {"/n\xC3\xA4me:1/", kOk, "n\xC3\xA4me:1"}});
+}
+
+TEST(CUStringMac, PathComponentsSplitsAtEverySeparator) {
+    EXPECT_EQ((V{"a", "b"}), components("a/b"));
+    EXPECT_EQ((V{"/", "a"}), components("/a"));
+    EXPECT_EQ((V{"/", "a", "b"}), components("/a/b/"));
+    EXPECT_EQ((V{"a", "", "b"}), components("a//b"));
+    EXPECT_EQ((V{"/"}), components("/"));
+    EXPECT_EQ((V{""}), components(""));
+    EXPECT_EQ((V{"/", ""}), components("//"));
+    EXPECT_EQ((V{"/", "", "a", "", ""}), components("//a///"));
+    EXPECT_EQ((V{"a"}), components("a/"));
+    EXPECT_EQ((V{"/", "a:b", "\xC3\xA9t\xC3\xA9", "\xF0\x9F\x8C\x8D"}),
+              components("/a:b/\xC3\xA9t\xC3\xA9/\xF0\x9F\x8C\x8D"));
+}
+
+TEST(CUStringMac, PathComponentsFailsWithoutAnOutputOrAText) {
+    EXPECT_EQ(kFail, s("/a").PathComponents(nullptr));
+    CUSharedPtr<CUArray> out;
+    EXPECT_EQ(kFail, nullText().PathComponents(&out));
+    EXPECT_FALSE(out);
+}
+
+TEST(CUStringMac, SplitComponentsUsesTheCallersSeparator) {
+    EXPECT_EQ((V{"x", "y", "", "z"}), split("x,y,,z", ","));
+    EXPECT_EQ((V{","}), split(",", ","));
+    EXPECT_EQ((V{",", "a", "b"}), split(",a,b,", ","));
+    EXPECT_EQ((V{"a", "b", ""}), split("a,b,,", ","));
+    EXPECT_EQ((V{"abc"}), split("abc", ","));
+    EXPECT_EQ((V{""}), split("", ","));
+    EXPECT_EQ((V{"a/b"}), split("a/b", ":"));
+    EXPECT_EQ((V{"\xC3\xA9", "\xC3\xA0"}), split("\xC3\xA9\xC2\xB7\xC3\xA0", "\xC2\xB7"));
+    // A two-unit separator: the leading one is kept whole but the rest starts at unit 1.
+    EXPECT_EQ((V{"::", ":a", "b"}), split("::a::b", "::"));
+    CUSharedPtr<CUArray> out;
+    EXPECT_EQ(kFail, s("a,b").SplitComponents(nullptr, ","));
+    EXPECT_EQ(kFail, s("a,b").SplitComponents(&out, nullptr));
+    EXPECT_FALSE(out);
+}
+
+TEST(CUStringMac, ComponentElementsAreIndependentStrings) {
+    CUSharedPtr<CUArray> out;
+    ASSERT_EQ(kOk, s("/a/b").PathComponents(&out));
+    ASSERT_EQ(3u, out->Count());
+    CUSharedPtr<CUStringMac> first = out->ObjectAtIndex(0);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(2, first->GetRetainCount());
+}
+
+TEST(CUStringMac, GetUnicodeFileNameSwapsColonsForSlashes) {
+    HFSUniStr255 record{};
+    ASSERT_EQ(kOk, CUStringMac::GetUnicodeFileName(
+                       CUSharedPtr<CUStringMac>(new CUStringMac(s("a:b"))), &record));
+    EXPECT_EQ(3, record.length);
+    EXPECT_EQ(u'a', record.unicode[0]);
+    EXPECT_EQ(u'/', record.unicode[1]);
+    EXPECT_EQ(u'b', record.unicode[2]);
+
+    // Non-ASCII: units as they are, a surrogate pair counting two.
+    ASSERT_EQ(kOk, CUStringMac::GetUnicodeFileName(
+                       CUSharedPtr<CUStringMac>(new CUStringMac(s("\xC3\xA9:\xF0\x9F\x8C\x8D"))),
+                       &record));
+    EXPECT_EQ(4, record.length);
+    EXPECT_EQ(0x00E9, record.unicode[0]);
+    EXPECT_EQ(u'/', record.unicode[1]);
+    EXPECT_EQ(0xD83C, record.unicode[2]);
+    EXPECT_EQ(0xDF0D, record.unicode[3]);
+
+    ASSERT_EQ(kOk, CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac>(new CUStringMac(s(""))),
+                                                   &record));
+    EXPECT_EQ(0, record.length);
+}
+
+TEST(CUStringMac, GetUnicodeFileNameRefusesWhatTheRecordCannotHold) {
+    HFSUniStr255 record{};
+    record.length = 77;
+    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac>(), &record));
+    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(
+                         CUSharedPtr<CUStringMac>(new CUStringMac(s("a"))), nullptr));
+    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(
+                         CUSharedPtr<CUStringMac>(new CUStringMac(nullText())), &record));
+    std::string longest(255, 'x'), tooLong(256, 'x');
+    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(
+                         CUSharedPtr<CUStringMac>(new CUStringMac(s(tooLong.c_str()))), &record));
+    EXPECT_EQ(77, record.length);
+    EXPECT_EQ(kOk, CUStringMac::GetUnicodeFileName(
+                       CUSharedPtr<CUStringMac>(new CUStringMac(s(longest.c_str()))), &record));
+    EXPECT_EQ(255, record.length);
+    EXPECT_EQ(u'x', record.unicode[254]);
+}
