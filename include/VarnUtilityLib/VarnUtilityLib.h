@@ -3,14 +3,18 @@
 
 #include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUAutoLock.h>
+#include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUFile.h>
 #include <VarnUtilityLib/CUFileStream.h>
 #include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUIndexSet.h>
 #include <VarnUtilityLib/CULockAbstract.h>
 #include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUMutableArray.h>
+#include <VarnUtilityLib/CUMutableDictionary.h>
+#include <VarnUtilityLib/CUMutableIndexSet.h>
 #include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUPlatformTypes.h>
@@ -21,5 +25,13 @@
 #include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUSortDescriptor.h>
 #include <VarnUtilityLib/CUStringMac.h>
+#include <VarnUtilityLib/CUVector.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
+#include <VarnUtilityLib/CUXmlDomCharacterDataNode.h>
+#include <VarnUtilityLib/CUXmlDomDocumentNode.h>
+#include <VarnUtilityLib/CUXmlDomElementNode.h>
+#include <VarnUtilityLib/CUXmlDomEntityReferenceNode.h>
+#include <VarnUtilityLib/CUXmlDomNode.h>
+#include <VarnUtilityLib/CUXmlDomProcessingInstructionNode.h>
+#include <VarnUtilityLib/CUXmlDomTextNode.h>

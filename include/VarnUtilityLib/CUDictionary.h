@@ -1,0 +1,67 @@
+// CUDictionary.h — objects stored under text keys, kept in key order.
+//
+// An ordered, balanced tree from CUStringMac keys to CUSharedPtr<CUObject> values. Keys are
+// ordered by CUStringMac::operator< (localized, case-sensitive comparison of the current
+// locale); two keys are the same key when neither is less than the other, so texts that
+// collate equal (for instance ones that differ only by ignorable characters) share one entry.
+// The dictionary stores its own copy of each key, made when the entry is created; changing the
+// caller's string later touches neither the key nor the order. A null value is stored as such.
+// A key without text (a string built from invalid bytes) cannot be ordered: it is never stored
+// and never found.
+//
+// Ownership: count 0 at construction; operations returning CUSharedPtr give count 1. Each
+// value holds one reference, dropped when the entry goes or the dictionary dies.
+// Threads: no lock; concurrent reads are safe, a change during another use is the caller's to
+// prevent. Errors: no error code is thrown; null keys are ignored or answered with null.
+// Memory exhaustion propagates as std::bad_alloc with the other entries kept.
+#pragma once
+
+#include <VarnUtilityLib/CUArray.h>
+#include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUObject.h>
+#include <VarnUtilityLib/CUSharedPtr.h>
+#include <VarnUtilityLib/CUStringMac.h>
+
+#include <map>
+
+/// The key order of dictionaries: CUStringMac::operator<.
+struct CUDictionaryKeyOrder {
+    bool operator()(CUStringMac const& a, CUStringMac const& b) const { return a < b; }
+};
+
+class CU_EXPORT CUDictionary : public CUObject {
+  public:
+    using Map = std::map<CUStringMac, CUSharedPtr<CUObject>, CUDictionaryKeyOrder>;
+
+    /// An empty dictionary.
+    CUDictionary();
+
+    /// A copy of every entry of `source`: new key strings with the same texts, the same value
+    /// objects with one more reference each. `source` must not be null (a null source is
+    /// taken as an empty dictionary).
+    explicit CUDictionary(CUSharedPtr<CUDictionary> source);
+
+    ~CUDictionary() override;
+
+    /// Number of entries, null values included.
+    unsigned long Count();
+
+    /// A new array of new strings, one copy of each key, in ascending key order; an empty
+    /// dictionary gives an empty array (never null).
+    CUSharedPtr<CUArray> AllKeys();
+
+    /// The value stored under `key` (a new reference). Null for a null key, an absent key or
+    /// a present key whose value is null.
+    CUSharedPtr<CUObject> ObjectForKey(CUSharedPtr<CUStringMac> key);
+
+    /// "{", a line feed, then per entry in key order a tab, "Key:", the key, ",\t", "Val:",
+    /// the value's Description() ("<NULL>" for a null value or description) and a line feed,
+    /// then "}".
+    CUSharedPtr<CUStringMac> Description() override;
+
+  protected:
+    Map& z_Entries() { return m_map; }
+
+  private:
+    Map m_map;
+};

@@ -1,0 +1,215 @@
+// CUDictionaryTest.cpp — string-keyed dictionaries: key order, stored key copies, null keys
+// and values, collation-equal keys and the text form.
+#include <VarnUtilityLib/CUArray.h>
+#include <VarnUtilityLib/CUDictionary.h>
+#include <VarnUtilityLib/CUMutableDictionary.h>
+
+#include "platform/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+CUSharedPtr<CUStringMac> key(char const* text) {
+    return CUSharedPtr<CUStringMac>(new CUStringMac(text, CUString_CharCode_UTF8));
+}
+
+std::string textOf(CUSharedPtr<CUStringMac> const& s) {
+    return s ? std::string(static_cast<char const*>(*s)) : std::string("<null>");
+}
+
+std::string textOf(CUSharedPtr<CUObject> const& object) {
+    return textOf(CUSharedPtr<CUStringMac>(object));
+}
+
+std::vector<std::string> keysOf(CUSharedPtr<CUDictionary> const& dictionary) {
+    std::vector<std::string> out;
+    CUSharedPtr<CUArray> keys = dictionary->AllKeys();
+    for (unsigned long i = 0; i < keys->Count(); ++i) {
+        out.push_back(textOf(keys->ObjectAtIndex(i)));
+    }
+    return out;
+}
+
+using V = std::vector<std::string>;
+
+} // namespace
+
+TEST(CUDictionary, EmptyDictionaryAnswersNullAndAnEmptyKeyArray) {
+    CUSharedPtr<CUDictionary> empty(new CUDictionary());
+    EXPECT_EQ(0u, empty->Count());
+    CUSharedPtr<CUArray> keys = empty->AllKeys();
+    ASSERT_TRUE(keys);
+    EXPECT_EQ(0u, keys->Count());
+    EXPECT_FALSE(empty->ObjectForKey(key("a")));
+    EXPECT_FALSE(empty->ObjectForKey(CUSharedPtr<CUStringMac>()));
+    EXPECT_EQ("{\n}", textOf(empty->Description()));
+}
+
+TEST(CUMutableDictionary, SettingAKeyAgainReplacesItsValueAndReleasesTheOld) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    CUSharedPtr<CUObject> x(new CUObject), y(new CUObject);
+    d->SetObjectForKey(x, key("k"));
+    EXPECT_EQ(2, x->GetRetainCount());
+    d->SetObjectForKey(y, key("k"));
+    EXPECT_EQ(1u, d->Count());
+    EXPECT_EQ(1, x->GetRetainCount());
+    EXPECT_EQ(y.get(), d->ObjectForKey(key("k")).get());
+}
+
+TEST(CUMutableDictionary, NullValueIsStoredAndCounted) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    d->SetObjectForKey(key("v"), key("a"));
+    d->SetObjectForKey(CUSharedPtr<CUObject>(), key("k"));
+    EXPECT_EQ(2u, d->Count());
+    EXPECT_FALSE(d->ObjectForKey(key("k")));
+    EXPECT_EQ((V{"a", "k"}), keysOf(d));
+    EXPECT_EQ("{\n\tKey:a,\tVal:v\n\tKey:k,\tVal:<NULL>\n}", textOf(d->Description()));
+    // Replacing a value by null keeps the key.
+    d->SetObjectForKey(CUSharedPtr<CUObject>(), key("a"));
+    EXPECT_EQ(2u, d->Count());
+}
+
+TEST(CUMutableDictionary, NullKeysChangeNothing) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    d->SetObjectForKey(key("v"), key("a"));
+    d->SetObjectForKey(key("x"), CUSharedPtr<CUStringMac>());
+    d->RemoveObjectForKey(CUSharedPtr<CUStringMac>());
+    EXPECT_EQ(1u, d->Count());
+    EXPECT_FALSE(d->ObjectForKey(CUSharedPtr<CUStringMac>()));
+    // A key without text cannot be ordered: refused and never found.
+    CUSharedPtr<CUStringMac> noText(new CUStringMac("\xC3\x28", CUString_CharCode_UTF8));
+    d->SetObjectForKey(key("x"), noText);
+    EXPECT_EQ(1u, d->Count());
+    EXPECT_FALSE(d->ObjectForKey(noText));
+    d->RemoveObjectForKey(noText);
+    EXPECT_EQ(1u, d->Count());
+}
+
+TEST(CUMutableDictionary, KeysComeBackInCollationOrder) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    for (char const* k : {"b", "a", "c"}) {
+        d->SetObjectForKey(key(k), key(k));
+    }
+    EXPECT_EQ((V{"a", "b", "c"}), keysOf(d));
+
+    // Localized order, not byte order: lower case before upper, letters alphabetical across
+    // case, accents after the plain letter.
+    CUSharedPtr<CUMutableDictionary> words(new CUMutableDictionary());
+    for (char const* k : {"B", "a", "\xC3\xA9", "e", "f", "A", "b"}) {
+        words->SetObjectForKey(key(k), key(k));
+    }
+    EXPECT_EQ((V{"a", "A", "b", "B", "e", "\xC3\xA9", "f"}), keysOf(words));
+}
+
+TEST(CUMutableDictionary, KeysThatCollateEqualShareOneEntry) {
+    // A soft hyphen is ignorable in collation: "ab" and "a<SHY>b" are the same key.
+    ASSERT_TRUE(key("ab")->Equals(*key("a\xC2\xAD"
+                                       "b"),
+                                  CUStringComparison_CaseSensitive));
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    d->SetObjectForKey(key("first"), key("ab"));
+    d->SetObjectForKey(key("second"), key("a\xC2\xAD"
+                                          "b"));
+    EXPECT_EQ(1u, d->Count());
+    EXPECT_EQ("second", textOf(d->ObjectForKey(key("ab"))));
+    EXPECT_EQ((V{"ab"}), keysOf(d)); // the key first stored stays
+    d->RemoveObjectForKey(key("a\xC2\xAD"
+                              "b"));
+    EXPECT_EQ(0u, d->Count());
+
+    // Case is not ignorable: ABC and abc are two keys.
+    d->SetObjectForKey(key("1"), key("abc"));
+    d->SetObjectForKey(key("2"), key("ABC"));
+    EXPECT_EQ(2u, d->Count());
+}
+
+TEST(CUMutableDictionary, StoredKeyIsACopyOfTheCallersString) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    CUSharedPtr<CUStringMac> k = key("m");
+    d->SetObjectForKey(key("v"), k);
+    d->SetObjectForKey(key("w"), key("z"));
+    EXPECT_EQ(1, k->GetRetainCount());
+    *k = CUStringMac("zz", CUString_CharCode_UTF8);
+    EXPECT_EQ((V{"m", "z"}), keysOf(d));
+    EXPECT_EQ("v", textOf(d->ObjectForKey(key("m"))));
+    EXPECT_FALSE(d->ObjectForKey(k));
+
+    // The keys handed out by AllKeys are copies too.
+    CUSharedPtr<CUArray> keys = d->AllKeys();
+    CUSharedPtr<CUStringMac> handed = keys->ObjectAtIndex(0);
+    *handed = CUStringMac("q", CUString_CharCode_UTF8);
+    EXPECT_EQ((V{"m", "z"}), keysOf(d));
+}
+
+TEST(CUMutableDictionary, RemoveObjectForKeyReleasesTheValue) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    CUSharedPtr<CUObject> x(new CUObject);
+    d->SetObjectForKey(x, key("k"));
+    d->RemoveObjectForKey(key("absent"));
+    EXPECT_EQ(1u, d->Count());
+    d->RemoveObjectForKey(key("k"));
+    EXPECT_EQ(0u, d->Count());
+    EXPECT_EQ(1, x->GetRetainCount());
+    d->SetObjectForKey(x, key("k"));
+    d->SetObjectForKey(x, key("l"));
+    EXPECT_EQ(3, x->GetRetainCount());
+    d->RemoveAllObjects();
+    EXPECT_EQ(0u, d->Count());
+    EXPECT_EQ(1, x->GetRetainCount());
+}
+
+TEST(CUDictionary, CopyHoldsTheSameValuesUnderEqualKeys) {
+    CUSharedPtr<CUMutableDictionary> source(new CUMutableDictionary());
+    CUSharedPtr<CUObject> x(new CUObject);
+    source->SetObjectForKey(x, key("k"));
+    CUSharedPtr<CUDictionary> copy(new CUDictionary(source));
+    CUSharedPtr<CUMutableDictionary> mutableCopy(new CUMutableDictionary(source));
+    EXPECT_EQ(4, x->GetRetainCount());
+    source->RemoveAllObjects();
+    EXPECT_EQ(x.get(), copy->ObjectForKey(key("k")).get());
+    mutableCopy->SetObjectForKey(key("y"), key("j"));
+    EXPECT_EQ(1u, copy->Count());
+    EXPECT_EQ(2u, mutableCopy->Count());
+}
+
+TEST(CUDictionary, DescriptionWritesKeyAndValueLinesInKeyOrder) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    d->SetObjectForKey(key("x"), key("a"));
+    d->SetObjectForKey(key("caf\xC3\xA9"), key("\xE6\x97\xA5"));
+    CUSharedPtr<CUMutableDictionary> inner(new CUMutableDictionary());
+    inner->SetObjectForKey(key("1"), key("i"));
+    d->SetObjectForKey(inner, key("b"));
+    EXPECT_EQ("{\n\tKey:a,\tVal:x\n\tKey:b,\tVal:{\n\tKey:i,\tVal:1\n}\n"
+              "\tKey:\xE6\x97\xA5,\tVal:caf\xC3\xA9\n}",
+              textOf(d->Description()));
+}
+
+TEST(CUMutableDictionary, ManyKeysStayFindableAndOrdered) {
+    std::vector<std::string> words;
+    std::mt19937 rng(42);
+    for (int i = 0; i < 3000; ++i) {
+        std::string w;
+        for (int n = 1 + static_cast<int>(rng() % 8); n > 0; --n) {
+            w += static_cast<char>('a' + rng() % 26);
+        }
+        words.push_back(w);
+    }
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    for (std::string const& w : words) {
+        d->SetObjectForKey(key(w.c_str()), key(w.c_str()));
+    }
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    ASSERT_EQ(words.size(), d->Count());
+    // Lower-case ASCII words collate like their bytes.
+    EXPECT_EQ(words, keysOf(d));
+    for (std::string const& w : words) {
+        ASSERT_EQ(w, textOf(d->ObjectForKey(key(w.c_str()))));
+    }
+}
