@@ -38,7 +38,8 @@ void AppendDump(CUXmlDomNode* node, int depth, std::string& out) {
     if (!attributes) {
         out += indent + "Attributes:Invalid" + newline;
     } else {
-        out += indent + "Attributes:Num=" + std::to_string(static_cast<long long>(attributes->Count())) +
+        out += indent +
+               "Attributes:Num=" + std::to_string(static_cast<long long>(attributes->Count())) +
                newline;
         CUSharedPtr<CUArray> keys = attributes->AllKeys();
         unsigned long count = keys ? keys->Count() : 0;
@@ -126,12 +127,13 @@ CUSharedPtr<CUMutableArray> CUXmlDomNode::GetChildNodes() {
 }
 
 CUSharedPtr<CUStringMac> CUXmlDomNode::GetXmlDomNodeTypeString(_CUXmlDomNodeType type) {
-    static char const* const kNames[] = {
-        "Node_Unknown",          "Node_Element",  "Node_Attribute",
-        "Node_Text",             "Node_Cdata_Section",
-        "Node_Entity_Reference", "Node_Entity",   "Node_Processing_Instruction",
-        "Node_Comment",          "Node_Document", "Node_Document_Type",
-        "Node_Document_Fragment", "Node_Notation"};
+    static char const* const kNames[] = {"Node_Unknown",       "Node_Element",
+                                         "Node_Attribute",     "Node_Text",
+                                         "Node_Cdata_Section", "Node_Entity_Reference",
+                                         "Node_Entity",        "Node_Processing_Instruction",
+                                         "Node_Comment",       "Node_Document",
+                                         "Node_Document_Type", "Node_Document_Fragment",
+                                         "Node_Notation"};
     int index = static_cast<int>(type);
     if (index < 1 || index > 12) {
         index = 0;
@@ -150,6 +152,6 @@ void CUXmlDomNode::DumpDOMNode(CUXmlDomNode* node, int depth, CUStringMac& out) 
     if (text.empty()) {
         return;
     }
-    out = out + CUStringMac(text.data(), static_cast<unsigned int>(text.size()),
-                            CUString_CharCode_UTF8);
+    out = out +
+          CUStringMac(text.data(), static_cast<unsigned int>(text.size()), CUString_CharCode_UTF8);
 }

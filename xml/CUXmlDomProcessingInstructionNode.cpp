@@ -7,8 +7,7 @@ CUXmlDomProcessingInstructionNode::CUXmlDomProcessingInstructionNode() {
 
 CUXmlDomProcessingInstructionNode::~CUXmlDomProcessingInstructionNode() = default;
 
-unsigned int
-CUXmlDomProcessingInstructionNode::SetAttribute(CUSharedPtr<CUStringMac> /*name*/,
-                                                CUSharedPtr<CUStringMac> /*value*/) {
+unsigned int CUXmlDomProcessingInstructionNode::SetAttribute(CUSharedPtr<CUStringMac> /*name*/,
+                                                             CUSharedPtr<CUStringMac> /*value*/) {
     return kCUStatusFailure;
 }

@@ -70,8 +70,7 @@ class CU_EXPORT CUXmlDomDocumentNode : public CUXmlDomNode {
     static CUSharedPtr<CUXmlDomTextNode> CreateTextNode(CUSharedPtr<CUStringMac> text);
     /// A new processing instruction; null when either argument is null.
     static CUSharedPtr<CUXmlDomProcessingInstructionNode>
-    CreateProcessingInstructionNode(CUSharedPtr<CUStringMac> target,
-                                    CUSharedPtr<CUStringMac> data);
+    CreateProcessingInstructionNode(CUSharedPtr<CUStringMac> target, CUSharedPtr<CUStringMac> data);
     /// A new entity reference named `name`; null for a null name. (The doubled "NodeNode" is
     /// part of the interface.)
     static CUSharedPtr<CUXmlDomEntityReferenceNode>
