@@ -153,6 +153,13 @@ bool DeclarationAgrees(std::string const& utf8, bool utf16) {
     return type == UCNV_UTF8;
 }
 
+// Names are not resolved against namespaces, but the two prefixes that every namespace-aware
+// reader reserves may not be rebound: such a document is malformed for all of them.
+bool BindsReservedPrefix(std::string const& attribute, std::string const& value) {
+    return attribute == "xmlns:xmlns" ||
+           (attribute == "xmlns:xml" && value != "http://www.w3.org/XML/1998/namespace");
+}
+
 // Builds the piece tree from expat's events.
 class TreeBuilder {
   public:
@@ -224,6 +231,11 @@ class TreeBuilder {
         element.kind = XmlPieceKind::Element;
         element.name = name;
         for (std::size_t i = 0; atts[i] != nullptr; i += 2) {
+            if (BindsReservedPrefix(atts[i], atts[i + 1])) {
+                m_error = "attempt to bind a reserved namespace prefix";
+                XML_StopParser(m_parser, XML_FALSE);
+                return;
+            }
             element.attributes.emplace_back(atts[i], atts[i + 1]);
         }
         m_open.push_back(std::move(element));
@@ -399,7 +411,7 @@ void Serialize(XmlPiece const& piece, std::string& out) {
         out += "<?";
         out += piece.name;
         out += ' ';
-        out += piece.value;
+        out += piece.name == "xml" ? DeclarationForUTF8(piece.value) : piece.value;
         out += "?>";
         break;
     case XmlPieceKind::EntityReference:
@@ -493,6 +505,35 @@ XmlParseResult ParseXml(void const* bytes, std::size_t length) {
     result.ok = true;
     result.topLevel = builder.TakeTopLevel();
     return result;
+}
+
+std::string DeclarationForUTF8(std::string const& data) {
+    std::size_t at = data.find("encoding");
+    while (at != std::string::npos) {
+        std::size_t i = at + 8;
+        while (i < data.size() && IsXmlBlank(data[i])) {
+            ++i;
+        }
+        if (i < data.size() && data[i] == '=') {
+            ++i;
+            while (i < data.size() && IsXmlBlank(data[i])) {
+                ++i;
+            }
+            if (i < data.size() && (data[i] == '"' || data[i] == '\'')) {
+                std::size_t close = data.find(data[i], i + 1);
+                if (close == std::string::npos) {
+                    return data;
+                }
+                std::string name = data.substr(i + 1, close - i - 1);
+                if (EqualsIgnoringAsciiCase(name, "utf-8")) {
+                    return data;
+                }
+                return data.substr(0, i + 1) + "UTF-8" + data.substr(close);
+            }
+        }
+        at = data.find("encoding", at + 8);
+    }
+    return data;
 }
 
 std::string EscapeXmlText(std::string const& text) {

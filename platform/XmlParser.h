@@ -58,6 +58,10 @@ bool ConvertXmlToUTF8(void const* bytes, std::size_t length, std::string& utf8);
 /// changes.
 std::string EscapeXmlText(std::string const& text);
 
+/// The data of an XML declaration with its encoding pseudo-attribute, if it names anything
+/// but UTF-8, changed to name UTF-8 (the quotes kept); other data is returned unchanged.
+std::string DeclarationForUTF8(std::string const& data);
+
 /// Writes the pieces as XML text: elements always with a start and an end tag, attributes in
 /// the given order with their values escaped (tab, line feed and carriage return as character
 /// references, so that they load back unchanged), text written as it is (the caller escapes

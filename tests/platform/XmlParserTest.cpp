@@ -221,3 +221,34 @@ TEST(XmlParser, SerializedAttributesLoadBackUnchanged) {
     ASSERT_EQ(back.attributes.size(), 1u);
     EXPECT_EQ(back.attributes[0].second, root.attributes[0].second);
 }
+
+TEST(XmlParser, DeclarationIsWrittenNamingUtf8) {
+    using varn::platform::DeclarationForUTF8;
+    EXPECT_EQ(DeclarationForUTF8("version='1.0' encoding='UTF-16'"),
+              "version='1.0' encoding='UTF-8'");
+    EXPECT_EQ(DeclarationForUTF8("version=\"1.0\" encoding = \"ISO-8859-1\" standalone='no'"),
+              "version=\"1.0\" encoding = \"UTF-8\" standalone='no'");
+    EXPECT_EQ(DeclarationForUTF8("version='1.0' encoding='utf-8'"),
+              "version='1.0' encoding='utf-8'");
+    EXPECT_EQ(DeclarationForUTF8("version='1.0'"), "version='1.0'");
+
+    XmlPiece decl;
+    decl.kind = XmlPieceKind::ProcessingInstruction;
+    decl.name = "xml";
+    decl.value = "version='1.0' encoding='UTF-16'";
+    XmlPiece other = decl;
+    other.name = "other";
+    XmlPiece root;
+    root.kind = XmlPieceKind::Element;
+    root.name = "a";
+    std::string text = SerializeXml({decl, other, root});
+    EXPECT_EQ(text, "<?xml version='1.0' encoding='UTF-8'?><?other version='1.0' "
+                    "encoding='UTF-16'?><a></a>");
+    EXPECT_TRUE(Parse(text).ok);
+}
+
+TEST(XmlParser, RebindingReservedPrefixesFails) {
+    EXPECT_FALSE(Parse("<a xmlns:xmlns=\"\"/>").ok);
+    EXPECT_FALSE(Parse("<a xmlns:xml=\"\"/>").ok);
+    EXPECT_TRUE(Parse("<a xmlns:xml=\"http://www.w3.org/XML/1998/namespace\" xmlns:p=\"u\"/>").ok);
+}
