@@ -1,5 +1,6 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
 #include "Tour.h"
+#include "XmlCommand.h"
 
 #include <VarnUtilityLib/CUVersion.h>
 
@@ -42,6 +43,8 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     CLI::App* tour = app.add_subcommand("tour", "Show what the library does, part by part");
+    int exitCode = 0;
+    varnutil::AddXmlCommand(app, exitCode);
 
     CLI11_PARSE(app, argc, argv);
 
@@ -49,5 +52,5 @@ int main(int argc, char** argv) {
         pinTourLocale(std::cout);
         return varnutil::RunTour(std::cout);
     }
-    return 0;
+    return exitCode;
 }
