@@ -227,6 +227,13 @@ class TreeBuilder {
             XML_StopParser(m_parser, XML_FALSE);
             return;
         }
+        if (m_open.size() >= kMaxXmlDepth) {
+            // Building, converting, dumping and freeing a tree all recurse once per level;
+            // a bound keeps a hostile document from exhausting the stack.
+            m_error = "elements nested deeper than " + std::to_string(kMaxXmlDepth) + " levels";
+            XML_StopParser(m_parser, XML_FALSE);
+            return;
+        }
         XmlPiece element;
         element.kind = XmlPieceKind::Element;
         element.name = name;

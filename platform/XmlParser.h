@@ -47,7 +47,11 @@ struct XmlParseResult {
     std::vector<XmlPiece> topLevel; ///< the document's own children in document order
 };
 
-/// Parses a whole document held in `length` bytes.
+/// The deepest nesting of elements a document may have.
+inline constexpr std::size_t kMaxXmlDepth = 1024;
+
+/// Parses a whole document held in `length` bytes. Fails for elements nested deeper than
+/// kMaxXmlDepth.
 XmlParseResult ParseXml(void const* bytes, std::size_t length);
 
 /// The document's bytes converted to UTF-8 by the encoding rules above (byte-order mark

@@ -252,3 +252,20 @@ TEST(XmlParser, RebindingReservedPrefixesFails) {
     EXPECT_FALSE(Parse("<a xmlns:xml=\"\"/>").ok);
     EXPECT_TRUE(Parse("<a xmlns:xml=\"http://www.w3.org/XML/1998/namespace\" xmlns:p=\"u\"/>").ok);
 }
+
+TEST(XmlParser, NestingIsBoundedAtTheMaximumDepth) {
+    auto nested = [](std::size_t depth) {
+        std::string text;
+        for (std::size_t i = 0; i < depth; ++i) {
+            text += "<e>";
+        }
+        for (std::size_t i = 0; i < depth; ++i) {
+            text += "</e>";
+        }
+        return text;
+    };
+    EXPECT_TRUE(Parse(nested(varn::platform::kMaxXmlDepth)).ok);
+    XmlParseResult deep = Parse(nested(varn::platform::kMaxXmlDepth + 1));
+    EXPECT_FALSE(deep.ok);
+    EXPECT_NE(deep.error.find("nested"), std::string::npos) << deep.error;
+}
