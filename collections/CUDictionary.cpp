@@ -7,6 +7,59 @@
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUMutableArray.h>
 
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace platform = varn::platform;
+
+void CUDictionaryKeyInfo::Fill(__CFString const* t) {
+    text = t;
+    if (t == nullptr) {
+        return;
+    }
+    length = t->length;
+    std::copy_n(t->Units(), std::min<std::uint32_t>(length, kUnits), units);
+    generation = platform::CollationKeyPrefix(t, keyBytes, kKeyBytes, keySize);
+}
+
+CUDictionaryKey::CUDictionaryKey(CUStringMac const& source) : string(source) {
+    info.Fill(static_cast<__CFString const*>(string));
+}
+
+// The copied string may hold another text object with the same units: point at the copy's.
+CUDictionaryKey::CUDictionaryKey(CUDictionaryKey const& other)
+    : string(other.string), info(other.info) {
+    info.text = static_cast<__CFString const*>(string);
+}
+
+int CUDictionaryKeyOrder::Compare(CUDictionaryKeyInfo const& a, CUDictionaryKeyInfo const& b) {
+    if (a.text == nullptr || b.text == nullptr) {
+        return 0;
+    }
+    // Fast path. When the texts differ within their copied leading units, neither is a prefix
+    // of the other, so the localized order is that of the collation keys; if those differ
+    // within the copied bytes, that difference decides. Anything else (equal or prefix-related
+    // texts, keys alike in their first bytes, keys from another locale) goes the full way.
+    if (a.generation == b.generation && a.generation != 0) {
+        std::uint32_t const n = std::min({a.length, b.length, CUDictionaryKeyInfo::kUnits});
+        if (!std::equal(a.units, a.units + n, b.units)) {
+            std::uint32_t const m =
+                std::min({a.keySize, b.keySize, CUDictionaryKeyInfo::kKeyBytes});
+            int const c = std::memcmp(a.keyBytes, b.keyBytes, m);
+            if (c != 0) {
+                return c < 0 ? -1 : 1;
+            }
+        }
+    }
+    try {
+        return platform::CompareLocalized(a.text, b.text, false);
+    } catch (...) {
+        return 0; // as CUStringMac::operator<, which answers false when it cannot compare
+    }
+}
+
 CUDictionary::CUDictionary() = default;
 
 CUDictionary::CUDictionary(CUSharedPtr<CUDictionary> source) {
@@ -25,7 +78,7 @@ CUSharedPtr<CUArray> CUDictionary::AllKeys() {
     CUSharedPtr<CUMutableArray> keys(new CUMutableArray());
     keys->GetInternalArray().reserve(m_map.size());
     for (auto const& entry : m_map) {
-        keys->AddObject(CUSharedPtr<CUStringMac>(new CUStringMac(entry.first)));
+        keys->AddObject(CUSharedPtr<CUStringMac>(new CUStringMac(entry.first.string)));
     }
     return keys;
 }
@@ -34,7 +87,9 @@ CUSharedPtr<CUObject> CUDictionary::ObjectForKey(CUSharedPtr<CUStringMac> key) {
     if (!key || static_cast<__CFString const*>(*key) == nullptr) {
         return CUSharedPtr<CUObject>();
     }
-    auto found = m_map.find(*key);
+    CUDictionaryKeyInfo probe;
+    probe.Fill(static_cast<__CFString const*>(*key));
+    auto found = m_map.find(probe);
     return found == m_map.end() ? CUSharedPtr<CUObject>() : found->second;
 }
 
@@ -42,7 +97,7 @@ CUSharedPtr<CUStringMac> CUDictionary::Description() {
     varn::collections::DescriptionText text;
     text.Ascii("{").Ascii(CU_NEWLINE_CHAR);
     for (auto const& entry : m_map) {
-        text.Ascii("\tKey:").Units(static_cast<__CFString const*>(entry.first));
+        text.Ascii("\tKey:").Units(static_cast<__CFString const*>(entry.first.string));
         text.Ascii(",\tVal:").DescriptionOf(entry.second.get()).Ascii(CU_NEWLINE_CHAR);
     }
     text.Ascii("}");

@@ -15,20 +15,26 @@ void CUMutableDictionary::SetObjectForKey(CUSharedPtr<CUObject> object,
         return;
     }
     Map& entries = z_Entries();
-    auto at = entries.lower_bound(*key);
-    if (at != entries.end() && !(*key < at->first)) {
+    CUDictionaryKey stored(*key); // the dictionary's own copy of the caller's string
+    auto at = entries.lower_bound(stored.info);
+    if (at != entries.end() && !entries.key_comp()(stored.info, at->first)) {
         at->second = std::move(object);
         return;
     }
-    // The stored key is the dictionary's own copy of the caller's string.
-    entries.emplace_hint(at, CUStringMac(*key), std::move(object));
+    entries.emplace_hint(at, std::move(stored), std::move(object));
 }
 
 void CUMutableDictionary::RemoveObjectForKey(CUSharedPtr<CUStringMac> key) {
     if (!key || static_cast<__CFString const*>(*key) == nullptr) {
         return;
     }
-    z_Entries().erase(*key);
+    CUDictionaryKeyInfo probe;
+    probe.Fill(static_cast<__CFString const*>(*key));
+    Map& entries = z_Entries();
+    auto found = entries.find(probe);
+    if (found != entries.end()) {
+        entries.erase(found);
+    }
 }
 
 void CUMutableDictionary::RemoveAllObjects() {

@@ -334,6 +334,19 @@ void ResetCollationLocale() {
     state.generation.store(previous + 1, std::memory_order_release);
 }
 
+std::uint32_t CollationKeyPrefix(Text const* text, std::uint8_t* out, std::uint32_t capacity,
+                                 std::uint32_t& fullSize) {
+    bool owned = false;
+    CollationKey const* key = keyOf(text, owned);
+    fullSize = key->size;
+    std::memcpy(out, key->Bytes(), std::min(capacity, key->size));
+    std::uint32_t const generation = key->generation;
+    if (owned) {
+        FreeCollationKey(key);
+    }
+    return generation;
+}
+
 int CompareLocalized(Text const* a, Text const* b, bool caseInsensitive) {
     if (!caseInsensitive) {
         if (SameUnits(a, b)) {

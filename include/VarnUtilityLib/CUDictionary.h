@@ -22,16 +22,58 @@
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUStringMac.h>
 
+#include <cstdint>
 #include <map>
 
-/// The key order of dictionaries: CUStringMac::operator<.
-struct CUDictionaryKeyOrder {
-    bool operator()(CUStringMac const& a, CUStringMac const& b) const { return a < b; }
+/// What a dictionary keeps beside each key so that most comparisons need no memory outside
+/// the tree node: the key's length, its first units and the leading bytes of its collation
+/// key. The order it gives is exactly that of CUStringMac::operator<.
+struct CU_EXPORT CUDictionaryKeyInfo {
+    static constexpr unsigned kUnits = 8;
+    static constexpr unsigned kKeyBytes = 24;
+
+    /// Records `text` (not retained; may be null) and copies what the comparison needs.
+    void Fill(__CFString const* text);
+
+    __CFString const* text = nullptr;
+    std::uint32_t generation = 0; ///< locale generation of keyBytes; 0 when not filled
+    std::uint32_t length = 0;     ///< UTF-16 units
+    std::uint32_t keySize = 0;    ///< bytes of the whole collation key
+    char16_t units[kUnits] = {};
+    std::uint8_t keyBytes[kKeyBytes] = {};
+};
+
+/// A stored key: the dictionary's own copy of the caller's string, with its comparison data.
+struct CU_EXPORT CUDictionaryKey {
+    explicit CUDictionaryKey(CUStringMac const& source);
+    CUDictionaryKey(CUDictionaryKey const& other);
+    CUDictionaryKey& operator=(CUDictionaryKey const&) = delete;
+
+    CUStringMac string;
+    CUDictionaryKeyInfo info;
+};
+
+/// The key order of dictionaries: CUStringMac::operator< (localized, case-sensitive).
+struct CU_EXPORT CUDictionaryKeyOrder {
+    using is_transparent = void;
+
+    /// -1, 0 or 1 as CUStringMac's localized order; keys without text compare equal.
+    static int Compare(CUDictionaryKeyInfo const& a, CUDictionaryKeyInfo const& b);
+
+    bool operator()(CUDictionaryKey const& a, CUDictionaryKey const& b) const {
+        return Compare(a.info, b.info) < 0;
+    }
+    bool operator()(CUDictionaryKeyInfo const& a, CUDictionaryKey const& b) const {
+        return Compare(a, b.info) < 0;
+    }
+    bool operator()(CUDictionaryKey const& a, CUDictionaryKeyInfo const& b) const {
+        return Compare(a.info, b) < 0;
+    }
 };
 
 class CU_EXPORT CUDictionary : public CUObject {
   public:
-    using Map = std::map<CUStringMac, CUSharedPtr<CUObject>, CUDictionaryKeyOrder>;
+    using Map = std::map<CUDictionaryKey, CUSharedPtr<CUObject>, CUDictionaryKeyOrder>;
 
     /// An empty dictionary.
     CUDictionary();

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -212,4 +213,63 @@ TEST(CUMutableDictionary, ManyKeysStayFindableAndOrdered) {
     for (std::string const& w : words) {
         ASSERT_EQ(w, textOf(d->ObjectForKey(key(w.c_str()))));
     }
+}
+
+// The dictionary compares keys through copied leading units and collation-key bytes; that
+// must order exactly as CUStringMac::operator< does, also for long common prefixes, texts that
+// are prefixes of others, accents, combining marks and ignorable characters.
+TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
+    std::vector<std::string> const pieces = {"a",         "b",
+                                             "A",         "\xC3\xA9",
+                                             "e\xCC\x81", "e",
+                                             "\xC2\xAD",  "abcdefgh",
+                                             "z",         "\xEF\xBC\xA1",
+                                             "1",         "-",
+                                             " ",         "\xF0\x9F\x8C\x8D"};
+    std::mt19937 rng(2024);
+    std::vector<CUSharedPtr<CUStringMac>> texts;
+    for (int i = 0; i < 400; ++i) {
+        std::string t;
+        for (int n = static_cast<int>(rng() % 6); n > 0; --n) {
+            t += pieces[rng() % pieces.size()];
+        }
+        texts.push_back(key(t.c_str()));
+        if (i % 4 == 0 && !t.empty()) {
+            texts.push_back(key(t.substr(0, t.size() - 1).c_str())); // often a prefix (or invalid)
+        }
+    }
+    int checked = 0;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        for (std::size_t j = 0; j < texts.size(); j += 7) {
+            CUStringMac& a = *texts[i];
+            CUStringMac& b = *texts[(i + j) % texts.size()];
+            if (static_cast<__CFString const*>(a) == nullptr ||
+                static_cast<__CFString const*>(b) == nullptr) {
+                continue;
+            }
+            CUDictionaryKey ka(a), kb(b);
+            int expected = a < b ? -1 : b < a ? 1 : 0;
+            ASSERT_EQ(expected, CUDictionaryKeyOrder::Compare(ka.info, kb.info))
+                << static_cast<char const*>(a) << " vs " << static_cast<char const*>(b);
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 10000);
+}
+
+TEST(CUMutableDictionary, KeysStayFindableAfterTheLocaleChanges) {
+    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
+    for (char const* k : {"b", "a", "c"}) {
+        d->SetObjectForKey(key(k), key(k));
+    }
+    char const* saved = std::getenv("LANG");
+    std::string previous = saved ? saved : "";
+    ::setenv("LANG", "de_DE.UTF-8", 1);
+    varn::platform::ResetCollationLocale();
+    // Keys compared under the old locale's cached bytes are no longer used for the fast path.
+    EXPECT_EQ("b", textOf(d->ObjectForKey(key("b"))));
+    EXPECT_EQ("c", textOf(d->ObjectForKey(key("c"))));
+    ::setenv("LANG", previous.c_str(), 1);
+    varn::platform::ResetCollationLocale();
+    EXPECT_EQ("a", textOf(d->ObjectForKey(key("a"))));
 }
