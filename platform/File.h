@@ -59,8 +59,8 @@ int CreateNewFile(char const* path, FileAccess access) noexcept;
 
 /// Outcome of ReadAt.
 struct ReadResult {
-    int error;         ///< 0, or the errno value of a failed read
-    bool endOfFile;    ///< fewer bytes than asked were available
+    int error;           ///< 0, or the errno value of a failed read
+    bool endOfFile;      ///< fewer bytes than asked were available
     std::uint64_t count; ///< bytes read
 };
 

@@ -42,8 +42,8 @@ platform::FileAccess accessForPermission(signed char permission) {
 
 CUFileStream::CUFileStream(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access,
                            bool noThrow)
-    : m_bCanRead(false), m_bCanWrite(false), m_bCanSeek(false), m_bOpened(false),
-      m_nForkRef(-1), m_nForkPosition(0) {
+    : m_bCanRead(false), m_bCanWrite(false), m_bCanSeek(false), m_bOpened(false), m_nForkRef(-1),
+      m_nForkPosition(0) {
     try {
         Init(path, mode, access);
     } catch (unsigned int) {

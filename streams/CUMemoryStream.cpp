@@ -2,15 +2,17 @@
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUMemoryStream.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-// malloc takes a size_t; a request that does not fit is an allocation failure.
+// No object may be larger than PTRDIFF_MAX bytes: a request past that fails here, as malloc
+// would fail it, without asking the allocator.
 unsigned char* allocate(unsigned long long size) {
-    if (size > SIZE_MAX) {
+    if (size > static_cast<unsigned long long>(PTRDIFF_MAX)) {
         return nullptr;
     }
     return static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(size)));
@@ -65,8 +67,7 @@ CUMemoryStream* CUMemoryStream::CreateMemoryStream(CUStream* source, _CURange& r
     }
 }
 
-CUMemoryStream* CUMemoryStream::CreateMemoryStream(CUSharedPtr<CUStream> source,
-                                                   _CURange& range) {
+CUMemoryStream* CUMemoryStream::CreateMemoryStream(CUSharedPtr<CUStream> source, _CURange& range) {
     return CreateMemoryStream(source.get(), range);
 }
 

@@ -27,8 +27,8 @@ class CU_EXPORT CUFileStream : public CUStream {
     /// stream results: CanRead, CanWrite and CanSeek false), thrown otherwise.
     CUFileStream(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access,
                  bool noThrow);
-    CUFileStream(CUSharedPtr<CUStringMac>& path, CUStream_FileMode mode,
-                 CUStream_FileAccess access, bool noThrow);
+    CUFileStream(CUSharedPtr<CUStringMac>& path, CUStream_FileMode mode, CUStream_FileAccess access,
+                 bool noThrow);
 
     CUFileStream(CUFileStream const&) = delete;
     CUFileStream& operator=(CUFileStream const&) = delete;
@@ -47,8 +47,7 @@ class CU_EXPORT CUFileStream : public CUStream {
     /// empty one, 5 when it names a folder, 4 for a mode that needs write access opened
     /// read-only, for CreateNew of an existing file, for an unknown mode and for any failure
     /// of the system, 9 for Open or Truncate of a missing file. Append positions at the end.
-    unsigned long long Init(CUStringMac* path, CUStream_FileMode mode,
-                            CUStream_FileAccess access);
+    unsigned long long Init(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access);
 
     /// Under the lock: closes the file if open. Closing a closed stream does nothing.
     void Close();

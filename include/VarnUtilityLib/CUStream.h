@@ -31,7 +31,7 @@ enum CUStream_FileMode : int {
     CUStream_FileMode_CreateNew = 2,    ///< create; fails if the file exists
     CUStream_FileMode_Open = 3,         ///< open an existing file; fails if missing
     CUStream_FileMode_OpenOrCreate = 4, ///< open, creating the file if missing
-    CUStream_FileMode_Truncate = 5,     ///< open an existing file, truncate to 0; needs write access
+    CUStream_FileMode_Truncate = 5, ///< open an existing file, truncate to 0; needs write access
 };
 
 /// What CUFileStream may do with an open file.
@@ -105,8 +105,7 @@ class CU_EXPORT CUStream : public CUObject {
     /// The span that a read of `count` bytes at (`offset`, `origin`) may really touch: clipped
     /// at the end of the readable range, {0, 0} when the start lies before the range, at or
     /// past its end, when `count` is 0 or the origin is unknown. Does not lock.
-    _CURange CalcReadRange(unsigned long long count, long long offset,
-                           CUStream_Seek_Origin origin);
+    _CURange CalcReadRange(unsigned long long count, long long offset, CUStream_Seek_Origin origin);
 
     /// The current readable range (read without locking).
     _CURange GetReadableRange() const { return m_readableRange; }

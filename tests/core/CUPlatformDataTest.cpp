@@ -1,0 +1,38 @@
+// CUPlatformDataTest.cpp — data handles made from bytes and read back.
+#include <VarnUtilityLib/CUPlatformTypes.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+TEST(CUPlatformData, HoldsACopyOfTheBytes) {
+    char bytes[] = {'a', '\0', 'b'};
+    __CFData const* data = CUPlatformDataCreate(bytes, sizeof bytes);
+    ASSERT_NE(nullptr, data);
+    bytes[0] = 'z';
+    EXPECT_EQ(3u, CUPlatformDataGetLength(data));
+    EXPECT_EQ(std::string("a\0b", 3),
+              std::string(reinterpret_cast<char const*>(CUPlatformDataGetBytePtr(data)), 3));
+    CUPlatformRelease(data);
+}
+
+TEST(CUPlatformData, EmptyAndNullHandlesHaveNoBytes) {
+    __CFData const* empty = CUPlatformDataCreate(nullptr, 0);
+    ASSERT_NE(nullptr, empty);
+    EXPECT_EQ(0u, CUPlatformDataGetLength(empty));
+    EXPECT_EQ(nullptr, CUPlatformDataGetBytePtr(empty));
+    CUPlatformRelease(empty);
+    EXPECT_EQ(nullptr, CUPlatformDataCreate(nullptr, 4));
+    EXPECT_EQ(0u, CUPlatformDataGetLength(nullptr));
+    EXPECT_EQ(nullptr, CUPlatformDataGetBytePtr(nullptr));
+    EXPECT_EQ(nullptr, CUPlatformDataRetain(nullptr));
+    CUPlatformRelease(static_cast<__CFData const*>(nullptr));
+}
+
+TEST(CUPlatformData, LivesUntilItsLastOwnerReleasesIt) {
+    __CFData const* data = CUPlatformDataCreate("xyz", 3);
+    EXPECT_EQ(data, CUPlatformDataRetain(data));
+    CUPlatformRelease(data);
+    EXPECT_EQ('y', CUPlatformDataGetBytePtr(data)[1]); // the sanitizers catch a use after free
+    CUPlatformRelease(data);
+}

@@ -1,0 +1,549 @@
+// CUFileStreamTest.cpp — opening errors, clipped reads, growing writes, positions, resizing,
+// the swallowed codes, injected system faults, a size limit and two writing threads.
+#include "fakes/FileFaults.h"
+
+#include <VarnUtilityLib/CUFileStream.h>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+using varn::test::FaultyFiles;
+using varn::test::ReadFile;
+using varn::test::ScopedFaultyFiles;
+using varn::test::TempFolder;
+using varn::test::WriteFile;
+
+namespace {
+
+std::string bytes(std::size_t n, char first = 'a') {
+    std::string s(n, '\0');
+    for (std::size_t i = 0; i < n; ++i) {
+        s[i] = static_cast<char>(first + i % 26);
+    }
+    return s;
+}
+
+unsigned char* data(std::string& s) {
+    return reinterpret_cast<unsigned char*>(s.data());
+}
+
+unsigned int openCode(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access) {
+    try {
+        CUFileStream stream(path, mode, access, false);
+    } catch (unsigned int code) {
+        return code;
+    }
+    return 0;
+}
+
+// A file of `contents` in its own folder, and its path as a library string.
+struct Fixture {
+    explicit Fixture(std::string const& contents = "", bool create = true)
+        : file(folder.File("f.bin")), path(file.c_str(), CUString_CharCode_UTF8) {
+        if (create) {
+            WriteFile(file, contents);
+        }
+    }
+    TempFolder folder;
+    std::string file;
+    CUStringMac path;
+};
+
+} // namespace
+
+// ---- opening ----------------------------------------------------------------------------------
+
+TEST(CUFileStream, OpeningRefusesNullEmptyAndFolderPaths) {
+    TempFolder folder;
+    CUStringMac empty("", CUString_CharCode_UTF8);
+    CUStringMac dir(folder.Path().string().c_str(), CUString_CharCode_UTF8);
+    EXPECT_EQ(2u, openCode(nullptr, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Read));
+    EXPECT_EQ(1u, openCode(&empty, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Read));
+    EXPECT_EQ(5u, openCode(&dir, CUStream_FileMode_Open, CUStream_FileAccess_Read));
+    EXPECT_EQ(5u, openCode(&dir, CUStream_FileMode_Create, CUStream_FileAccess_Write));
+    CUSharedPtr<CUStringMac> none;
+    try {
+        CUFileStream stream(none, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+        ADD_FAILURE() << "no code thrown";
+    } catch (unsigned int code) {
+        EXPECT_EQ(2u, code);
+    }
+}
+
+TEST(CUFileStream, OpeningInAMissingFolderThrows4) {
+    TempFolder folder;
+    std::string const file = folder.File("no/such/f.bin");
+    CUStringMac path(file.c_str(), CUString_CharCode_UTF8);
+    EXPECT_EQ(4u, openCode(&path, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Write));
+}
+
+TEST(CUFileStream, NoThrowGivesAClosedStreamThatReadsNothing) {
+    Fixture f("", false);
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, true);
+    EXPECT_FALSE(stream.CanRead());
+    EXPECT_FALSE(stream.CanWrite());
+    EXPECT_FALSE(stream.CanSeek());
+    EXPECT_FALSE(stream.IsOSFileHandleValid());
+    unsigned char out[4];
+    EXPECT_EQ(0u, stream.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_THROW(stream.CheackFileOpened(), unsigned int);
+}
+
+TEST(CUFileStream, SharedPointerPathOpensTheSameFile) {
+    Fixture f("hello");
+    CUSharedPtr<CUStringMac> path(new CUStringMac(f.path));
+    CUFileStream stream(path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    EXPECT_EQ(5u, stream.Length());
+}
+
+TEST(CUFileStream, ReadOnlyFileOpenedForWritingThrows4) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "running as root: permission bits do not stop writes (the injected "
+                        "refusal below covers this case)";
+    }
+    Fixture f("keep");
+    std::filesystem::permissions(f.file, std::filesystem::perms::owner_read);
+    EXPECT_EQ(4u, openCode(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write));
+    EXPECT_EQ(4u, openCode(&f.path, CUStream_FileMode_Create, CUStream_FileAccess_ReadWrite));
+    EXPECT_EQ(0u, openCode(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read));
+    EXPECT_EQ("keep", ReadFile(f.file));
+}
+
+TEST(CUFileStream, RefusedOpenForWritingThrows4) {
+    Fixture f("keep");
+    ScopedFaultyFiles faults;
+    FaultyFiles::openError = EACCES;
+    EXPECT_EQ(4u, openCode(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write));
+    EXPECT_EQ(4u, openCode(&f.path, CUStream_FileMode_Truncate, CUStream_FileAccess_ReadWrite));
+    EXPECT_EQ(0, FaultyFiles::ftruncates.load()); // nothing was truncated
+    EXPECT_EQ(0u, openCode(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read));
+    EXPECT_EQ("keep", ReadFile(f.file));
+}
+
+TEST(CUFileStream, SizeQueryFailureOnOpenThrows4AndClosesTheFile) {
+    Fixture f("abc");
+    ScopedFaultyFiles faults;
+    FaultyFiles::fsizeError = EIO;
+    EXPECT_EQ(4u, openCode(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read));
+    EXPECT_EQ(1, FaultyFiles::opens.load());
+    EXPECT_EQ(1, FaultyFiles::closes.load());
+}
+
+TEST(CUFileStream, FailedTruncationLeavesInitsFileOpen) {
+    Fixture f("abc");
+    ScopedFaultyFiles faults;
+    FaultyFiles::ftruncateError = EIO;
+    CUFileStream stream(&f.path, CUStream_FileMode_Truncate, CUStream_FileAccess_Write, true);
+    EXPECT_TRUE(stream.IsOSFileHandleValid()); // the fork stays open
+    EXPECT_FALSE(stream.CanWrite());
+    EXPECT_EQ(0, FaultyFiles::closes.load());
+    stream.Close();
+    EXPECT_EQ(1, FaultyFiles::closes.load());
+    // A constructor that lets the code out closes what it opened.
+    EXPECT_EQ(4u, openCode(&f.path, CUStream_FileMode_Create, CUStream_FileAccess_Write));
+    EXPECT_EQ(2, FaultyFiles::closes.load());
+    EXPECT_EQ("abc", ReadFile(f.file));
+}
+
+TEST(CUFileStream, DestructorAndCloseCloseTheFileOnce) {
+    Fixture f("abc");
+    ScopedFaultyFiles faults;
+    {
+        CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+        stream.Close();
+        stream.Close();
+        EXPECT_FALSE(stream.IsOSFileHandleValid());
+    }
+    EXPECT_EQ(1, FaultyFiles::closes.load());
+    { CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false); }
+    EXPECT_EQ(2, FaultyFiles::closes.load());
+}
+
+TEST(CUFileStream, InitAgainClosesTheFirstFile) {
+    Fixture f("abc");
+    ScopedFaultyFiles faults;
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    EXPECT_EQ(3u, stream.Init(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite));
+    EXPECT_EQ(1, FaultyFiles::closes.load());
+    EXPECT_TRUE(stream.CanWrite());
+}
+
+// ---- reading and writing ------------------------------------------------------------------------
+
+TEST(CUFileStream, AppendStartsAtTheEndAndWritesAtCurrentExtend) {
+    std::string const hundred = bytes(100);
+    Fixture f(hundred);
+    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_Write, false);
+    EXPECT_EQ(100u, stream.Position());
+    std::string ten = bytes(10, 'A');
+    EXPECT_EQ(10u, stream.Write(data(ten), 10, 0, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(110u, stream.Length());
+    EXPECT_EQ(110u, stream.Position());
+    EXPECT_EQ(hundred + ten, ReadFile(f.file));
+}
+
+TEST(CUFileStream, WritePastTheEndGrowsTheFileWithZeros) {
+    std::string const hundred = bytes(100);
+    Fixture f(hundred);
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    std::string ten = bytes(10, 'A');
+    EXPECT_EQ(10u, stream.Write(data(ten), 10, 200, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(210u, stream.Length());
+    EXPECT_EQ(210u, stream.Position());
+    EXPECT_EQ(210u, stream.GetReadableRange().length);
+    EXPECT_EQ(hundred + std::string(100, '\0') + ten, ReadFile(f.file));
+    std::string back(210, 'x');
+    EXPECT_EQ(210u, stream.Read(data(back), 210, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(ReadFile(f.file), back);
+}
+
+TEST(CUFileStream, EmptyWritePastTheEndStillGrowsTheFile) {
+    Fixture f("abc");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    unsigned char none[1] = {0};
+    EXPECT_EQ(0u, stream.Write(none, 0, 8, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(8u, stream.Length());
+    EXPECT_EQ(8u, std::filesystem::file_size(f.file));
+}
+
+TEST(CUFileStream, WritesInsideTheFileOverwriteInPlace) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    std::string xy = "XY";
+    EXPECT_EQ(2u, stream.Write(data(xy), 2, -4, CUStream_Seek_Origin_End));
+    EXPECT_EQ(8u, stream.Position());
+    EXPECT_EQ(2u, stream.Write(data(xy), 2, -6, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(2u, stream.Write(data(xy), 2, 7, static_cast<CUStream_Seek_Origin>(9))); // at 0
+    EXPECT_EQ("XYXY45XY89", ReadFile(f.file));
+    EXPECT_EQ(10u, stream.Length());
+}
+
+TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
+    std::string const hundred = bytes(100);
+    Fixture f(hundred);
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    std::string out(50, 'x');
+    EXPECT_EQ(20u, stream.Read(data(out), 50, 80, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(hundred.substr(80), out.substr(0, 20));
+    EXPECT_EQ(100u, stream.Position());
+    EXPECT_EQ(0u, stream.Read(data(out), 50, 0, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(0u, stream.Read(data(out), 0, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, stream.Read(data(out), 5, -1, CUStream_Seek_Origin_Begin));
+}
+
+TEST(CUFileStream, NarrowedRangeConfinesReads) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    ASSERT_EQ(kCUStatusSuccess, stream.SetReadaleRange({3, 4}));
+    std::string out(10, 'x');
+    EXPECT_EQ(0u, stream.Read(data(out), 10, 2, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(4u, stream.Read(data(out), 10, 3, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ("3456", out.substr(0, 4));
+}
+
+TEST(CUFileStream, FileShortenedBehindTheStreamReadsWhatIsLeft) {
+    std::string const hundred = bytes(100);
+    Fixture f(hundred);
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    std::filesystem::resize_file(f.file, 90);
+    std::string out(50, 'x');
+    EXPECT_EQ(10u, stream.Read(data(out), 50, 80, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(hundred.substr(80, 10), out.substr(0, 10));
+    EXPECT_EQ(100u, stream.Position()); // advanced by the request, not by the bytes
+    EXPECT_TRUE(stream.CanRead());      // end of file is not an error
+    EXPECT_EQ(0u, stream.Read(data(out), 5, 95, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(100u, stream.Position());
+}
+
+TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
+    Fixture f("");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    ScopedFaultyFiles faults;
+    std::string block = bytes(16);
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_EQ(16u, stream.Write(data(block), 16, 0, CUStream_Seek_Origin_Current));
+    }
+    // One system call per append: growing is folded into the write itself.
+    EXPECT_EQ(4, FaultyFiles::pwrites.load());
+    EXPECT_EQ(0, FaultyFiles::ftruncates.load());
+    EXPECT_EQ((std::vector<unsigned long long>{0, 16, 32, 48}), FaultyFiles::pwriteOffsets);
+    std::string out(16, 'x');
+    ASSERT_EQ(16u, stream.Read(data(out), 16, 8, CUStream_Seek_Origin_Begin));
+    ASSERT_EQ(16u, stream.Read(data(out), 16, 0, CUStream_Seek_Origin_Current));
+    ASSERT_EQ(8u, stream.Read(data(out), 16, 16, CUStream_Seek_Origin_Current));
+    EXPECT_EQ((std::vector<unsigned long long>{8, 24, 56}), FaultyFiles::preadOffsets);
+    ASSERT_EQ(16u, stream.Write(data(block), 16, -16, CUStream_Seek_Origin_End));
+    EXPECT_EQ(48u, FaultyFiles::pwriteOffsets.back());
+    EXPECT_EQ(bytes(16) + bytes(16) + bytes(16) + bytes(16), ReadFile(f.file));
+}
+
+TEST(CUFileStream, ReadAndWriteNeedTheirAccessAndABuffer) {
+    Fixture f("abc");
+    CUFileStream reader(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    CUFileStream writer(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    std::string buf = "xyz";
+    EXPECT_EQ(0u, reader.Write(data(buf), 3, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, writer.Read(data(buf), 3, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, reader.Read(nullptr, 3, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, writer.Write(nullptr, 3, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_TRUE(reader.IsOSFileHandleValid()); // Read and Write never close
+    EXPECT_TRUE(writer.IsOSFileHandleValid());
+    EXPECT_EQ("abc", ReadFile(f.file));
+    writer.Close();
+    EXPECT_EQ(0u, writer.Write(data(buf), 3, 0, CUStream_Seek_Origin_Begin));
+}
+
+TEST(CUFileStream, WriteCFDataWritesThroughTheStream) {
+    Fixture f("");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    __CFData const* payload = CUPlatformDataCreate("payload", 7);
+    EXPECT_EQ(7u, stream.WriteCFData(payload, 3, CUStream_Seek_Origin_Begin));
+    CUPlatformRelease(payload);
+    EXPECT_EQ(std::string(3, '\0') + "payload", ReadFile(f.file));
+}
+
+// ---- positions and resizing -------------------------------------------------------------------
+
+TEST(CUFileStream, SeekOnlySetsThePositionField) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    ScopedFaultyFiles faults;
+    EXPECT_EQ(5u, stream.Seek(5, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(7u, stream.Seek(2, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(9u, stream.Seek(-1, CUStream_Seek_Origin_End));
+    EXPECT_EQ(0u, stream.Seek(4, static_cast<CUStream_Seek_Origin>(5)));
+    EXPECT_EQ(30u, stream.SetPosition(30)); // past the end is allowed
+    EXPECT_EQ(30u, stream.Position());
+    EXPECT_EQ(0, FaultyFiles::preads + FaultyFiles::pwrites + FaultyFiles::ftruncates +
+                     FaultyFiles::fsizes + FaultyFiles::opens + FaultyFiles::stats);
+    std::string out(4, 'x');
+    stream.Seek(6, CUStream_Seek_Origin_Begin);
+    EXPECT_EQ(4u, stream.Read(data(out), 4, 0, CUStream_Seek_Origin_Current));
+    EXPECT_EQ("6789", out);
+}
+
+TEST(CUFileStream, PositionOfAClosedStreamIsTheLastPosition) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_Write, false);
+    EXPECT_EQ(10u, stream.Position());
+    stream.Close();
+    EXPECT_EQ(10u, stream.Position());
+    EXPECT_EQ(10u, stream.Seek(3, CUStream_Seek_Origin_Begin)); // the old position
+    EXPECT_FALSE(stream.IsOSFileHandleValid());
+}
+
+TEST(CUFileStream, SetLengthResizesAndKeepsThePosition) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
+    stream.SetLength(4);
+    EXPECT_TRUE(stream.IsOSFileHandleValid());
+    EXPECT_EQ(4u, stream.Length());
+    EXPECT_EQ(10u, stream.Position()); // now past the end
+    EXPECT_EQ(4u, stream.GetReadableRange().length);
+    EXPECT_EQ("0123", ReadFile(f.file));
+    std::string out(10, 'x');
+    EXPECT_EQ(4u, stream.Read(data(out), 10, 0, CUStream_Seek_Origin_Begin));
+    std::string z = "Z";
+    EXPECT_EQ(1u, stream.Write(data(z), 1, 2, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(std::string("0123") + std::string(2, '\0') + "Z", ReadFile(f.file));
+    stream.SetLength(20);
+    EXPECT_EQ(20u, std::filesystem::file_size(f.file));
+}
+
+TEST(CUFileStream, SetLengthOnAReadOnlyStreamClosesIt) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    stream.SetLength(2);
+    EXPECT_FALSE(stream.IsOSFileHandleValid());
+    EXPECT_EQ("0123456789", ReadFile(f.file));
+}
+
+TEST(CUFileStream, SetLengthFailureClosesTheStream) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    ScopedFaultyFiles faults;
+    FaultyFiles::ftruncateError = EIO;
+    stream.SetLength(3);
+    EXPECT_FALSE(stream.IsOSFileHandleValid());
+    EXPECT_EQ(10u, stream.Length());
+}
+
+TEST(CUFileStream, BaseInterfaceKeepsTheBaseBehaviour) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    CUStream& base = stream;
+    EXPECT_EQ(10u, base.Length());
+    EXPECT_THROW(base.SetLength(1), unsigned int);
+    EXPECT_THROW(base.Position(), unsigned int);
+    EXPECT_EQ(4u, base.SetPosition(4)); // through the virtual Seek
+    EXPECT_EQ(4u, stream.Position());
+}
+
+TEST(CUFileStream, MappingTablesGiveThePlatformValues) {
+    EXPECT_EQ(1, CUFileStream::CUStream_FileAccess_To_OS_FileAccess(CUStream_FileAccess_Read));
+    EXPECT_EQ(3, CUFileStream::CUStream_FileAccess_To_OS_FileAccess(CUStream_FileAccess_ReadWrite));
+    EXPECT_EQ(2, CUFileStream::CUStream_FileAccess_To_OS_FileAccess(CUStream_FileAccess_Write));
+    EXPECT_EQ(
+        0, CUFileStream::CUStream_FileAccess_To_OS_FileAccess(static_cast<CUStream_FileAccess>(3)));
+    EXPECT_EQ(1u, CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(3u,
+              CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(CUStream_Seek_Origin_Current));
+    EXPECT_EQ(2u, CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(CUStream_Seek_Origin_End));
+    EXPECT_EQ(0u, CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(
+                      static_cast<CUStream_Seek_Origin>(7)));
+}
+
+// ---- faults -------------------------------------------------------------------------------------
+
+TEST(CUFileStream, FullDiskWriteReturnsZeroAndKeepsEarlierBytes) {
+    Fixture f("");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    std::string first = bytes(100);
+    ASSERT_EQ(100u, stream.Write(data(first), 100, 0, CUStream_Seek_Origin_End));
+    ScopedFaultyFiles faults;
+    FaultyFiles::writeBudget = 30; // 30 more bytes fit, then ENOSPC
+    std::string second = bytes(64, 'A');
+    EXPECT_EQ(0u, stream.Write(data(second), 64, 0, CUStream_Seek_Origin_End));
+    EXPECT_TRUE(stream.IsOSFileHandleValid()); // a failed write does not close
+    EXPECT_EQ(first, ReadFile(f.file).substr(0, 100));
+    // The state is the one a resize-then-write leaves: the file has the new length.
+    EXPECT_EQ(164u, stream.Length());
+    EXPECT_EQ(164u, std::filesystem::file_size(f.file));
+    // Once space is back, writing goes on.
+    FaultyFiles::writeBudget = -1;
+    EXPECT_EQ(64u, stream.Write(data(second), 64, 100, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(first + second, ReadFile(f.file));
+}
+
+TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
+    Fixture f(bytes(100));
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    ScopedFaultyFiles faults;
+    FaultyFiles::writeBudget = 5;
+    FaultyFiles::pwriteError = EIO;
+    std::string block(20, '#');
+    EXPECT_EQ(0u, stream.Write(data(block), 20, 10, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(2, FaultyFiles::pwrites.load()); // the partial write was continued, then failed
+    EXPECT_EQ(0u, stream.Position());          // neither the mark nor the position moved
+    EXPECT_EQ(100u, stream.Length());
+    EXPECT_TRUE(stream.IsOSFileHandleValid());
+}
+
+TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
+    Fixture f(bytes(10));
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    ScopedFaultyFiles faults;
+    FaultyFiles::preadError = ESTALE;
+    std::string out(10, 'x');
+    EXPECT_EQ(0u, stream.Read(data(out), 10, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, stream.Position());
+    EXPECT_TRUE(stream.CanRead());
+    FaultyFiles::preadError = 0;
+    EXPECT_EQ(10u, stream.Read(data(out), 10, 0, CUStream_Seek_Origin_Begin));
+}
+
+TEST(CUFileStream, GrowthRefusedByTheSystemClosesTheStreamAndKeepsTheFile) {
+    Fixture f(bytes(10));
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    ScopedFaultyFiles faults;
+    FaultyFiles::writeBudget = 0;
+    FaultyFiles::pwriteError = EFBIG;
+    FaultyFiles::ftruncateError = EFBIG;
+    std::string block(20, '#');
+    EXPECT_EQ(0u, stream.Write(data(block), 20, 0, CUStream_Seek_Origin_End));
+    EXPECT_FALSE(stream.IsOSFileHandleValid());
+    EXPECT_EQ(bytes(10), ReadFile(f.file));
+}
+
+TEST(CUFileStream, WritePastTheFileSizeLimitReturnsZeroAndKeepsEarlierBytes) {
+    // Process-wide settings, restored below; the tests of this program run one at a time.
+    struct rlimit saved;
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved));
+    if (saved.rlim_max != RLIM_INFINITY && saved.rlim_max < 4096) {
+        GTEST_SKIP() << "hard file-size limit too low to test";
+    }
+    auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    Fixture f("");
+    std::string first = bytes(3000);
+    std::string second = bytes(3000, 'A');
+    unsigned long long written = 0, overflow = 0;
+    bool openAfter = true;
+    {
+        CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+        struct rlimit limited = saved;
+        limited.rlim_cur = 4096;
+        ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limited));
+        written = stream.Write(data(first), first.size(), 0, CUStream_Seek_Origin_End);
+        overflow = stream.Write(data(second), second.size(), 0, CUStream_Seek_Origin_End);
+        openAfter = stream.IsOSFileHandleValid();
+        setrlimit(RLIMIT_FSIZE, &saved);
+    }
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(3000u, written);
+    EXPECT_EQ(0u, overflow);
+    EXPECT_FALSE(openAfter); // the file could not grow: closed, as a failed resize closes
+    EXPECT_EQ(first, ReadFile(f.file));
+}
+
+// ---- threads ------------------------------------------------------------------------------------
+
+TEST(CUFileStream, TwoThreadsNeverInterleaveInsideOneWrite) {
+    Fixture f("");
+    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
+    constexpr std::size_t kBlock = 1024;
+    constexpr int kBlocksPerThread = 2000;
+    std::atomic<int> ready{0};
+    auto writer = [&](char fill) {
+        std::string block(kBlock, fill);
+        ready.fetch_add(1);
+        while (ready.load() < 2) {
+            std::this_thread::yield(); // start together so that the writes overlap
+        }
+        for (int i = 0; i < kBlocksPerThread; ++i) {
+            // Each write finds the end, grows the file and writes: three steps under one lock.
+            ASSERT_EQ(kBlock, stream.Write(data(block), kBlock, 0, CUStream_Seek_Origin_End));
+        }
+    };
+    std::thread a(writer, 'a'), b(writer, 'b');
+    a.join();
+    b.join();
+    std::string const contents = ReadFile(f.file);
+    ASSERT_EQ(2 * kBlocksPerThread * kBlock, contents.size());
+    int as = 0, bs = 0;
+    for (std::size_t at = 0; at < contents.size(); at += kBlock) {
+        std::string const block = contents.substr(at, kBlock);
+        ASSERT_EQ(std::string(kBlock, block[0]), block) << "mixed block at " << at;
+        (block[0] == 'a' ? as : bs) += 1;
+    }
+    EXPECT_EQ(kBlocksPerThread, as);
+    EXPECT_EQ(kBlocksPerThread, bs);
+}
+
+TEST(CUFileStream, ReadersAndWritersShareOneStreamSafely) {
+    Fixture f(std::string(64, 'x'));
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    std::thread writer([&] {
+        for (int i = 0; i < 500; ++i) {
+            std::string block(64, static_cast<char>('a' + i % 26));
+            stream.Write(data(block), 64, 0, CUStream_Seek_Origin_Begin);
+        }
+    });
+    std::thread reader([&] {
+        for (int i = 0; i < 500; ++i) {
+            std::string out(64, '?');
+            ASSERT_EQ(64u, stream.Read(data(out), 64, 0, CUStream_Seek_Origin_Begin));
+            ASSERT_EQ(std::string(64, out[0]), out); // a whole write or none of it
+        }
+    });
+    writer.join();
+    reader.join();
+}

@@ -1,0 +1,172 @@
+// CUStreamTest.cpp — the stream base: read-range arithmetic, the readable range, WriteCFData,
+// the unsupported defaults and the lock-dropping assignment.
+#include <VarnUtilityLib/CUMemoryStream.h>
+#include <VarnUtilityLib/CUStream.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+// A readable stream whose readable range and position the tests set directly.
+class ProbeStream : public CUStream {
+  public:
+    explicit ProbeStream(unsigned long long length) { m_nLength = length; }
+    bool CanRead() override { return readable; }
+    void SetPositionField(unsigned long long p) { m_nPosition = p; }
+    bool readable = true;
+};
+
+// Records what WriteCFData hands to Write.
+class RecordingStream : public CUStream {
+  public:
+    unsigned long long Write(unsigned char* in, unsigned long long count, long long offset,
+                             CUStream_Seek_Origin origin) override {
+        written.assign(reinterpret_cast<char*>(in), count);
+        lastOffset = offset;
+        lastOrigin = origin;
+        return count;
+    }
+    std::string written;
+    long long lastOffset = -1;
+    CUStream_Seek_Origin lastOrigin = CUStream_Seek_Origin_Begin;
+};
+
+void expectRange(_CURange r, unsigned long long location, unsigned long long length) {
+    EXPECT_EQ(location, r.location);
+    EXPECT_EQ(length, r.length);
+}
+
+template <class F> unsigned int codeOf(F f) {
+    try {
+        f();
+    } catch (unsigned int code) {
+        return code;
+    }
+    return 0;
+}
+
+} // namespace
+
+TEST(CUStream, StartsEmptyAndSupportsNothing) {
+    CUStream stream;
+    EXPECT_EQ(0u, stream.Length());
+    expectRange(stream.GetReadableRange(), 0, 0);
+    EXPECT_FALSE(stream.CanRead());
+    EXPECT_FALSE(stream.CanWrite());
+    EXPECT_FALSE(stream.CanSeek());
+    unsigned char buffer[4] = {};
+    EXPECT_EQ(5u, codeOf([&] { stream.Read(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, codeOf([&] { stream.Write(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, codeOf([&] { stream.Seek(0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, codeOf([&] { stream.SetLength(3); }));
+    EXPECT_EQ(5u, codeOf([&] { stream.Position(); }));
+    EXPECT_EQ(5u, codeOf([&] { stream.SetPosition(1); }));
+}
+
+TEST(CUStream, CalcReadRangeClipsAtTheEndOfTheReadableRange) {
+    ProbeStream s(10);
+    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 10}));
+    expectRange(s.CalcReadRange(4, 8, CUStream_Seek_Origin_Begin), 8, 2);
+    expectRange(s.CalcReadRange(4, 2, CUStream_Seek_Origin_Begin), 2, 4);
+    expectRange(s.CalcReadRange(4, -2, CUStream_Seek_Origin_End), 8, 2);
+    expectRange(s.CalcReadRange(4, 10, CUStream_Seek_Origin_Begin), 0, 0);
+    expectRange(s.CalcReadRange(0, 3, CUStream_Seek_Origin_Begin), 0, 0);
+    expectRange(s.CalcReadRange(4, -1, CUStream_Seek_Origin_Begin), 0, 0); // huge start
+    expectRange(s.CalcReadRange(10, 0, CUStream_Seek_Origin_Begin), 0, 10);
+}
+
+TEST(CUStream, CalcReadRangeCountsCurrentFromThePositionField) {
+    ProbeStream s(10);
+    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 10}));
+    s.SetPositionField(6);
+    expectRange(s.CalcReadRange(3, 1, CUStream_Seek_Origin_Current), 7, 3);
+    expectRange(s.CalcReadRange(3, -6, CUStream_Seek_Origin_Current), 0, 3);
+}
+
+TEST(CUStream, CalcReadRangeOfAnUnknownOriginIsEmpty) {
+    ProbeStream s(10);
+    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 10}));
+    expectRange(s.CalcReadRange(4, 2, static_cast<CUStream_Seek_Origin>(3)), 0, 0);
+    expectRange(s.CalcReadRange(4, 2, static_cast<CUStream_Seek_Origin>(-1)), 0, 0);
+}
+
+TEST(CUStream, CalcReadRangeGivesNothingForAStartBeforeTheRange) {
+    ProbeStream s(10);
+    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({3, 4}));
+    expectRange(s.CalcReadRange(10, 2, CUStream_Seek_Origin_Begin), 0, 0);
+    expectRange(s.CalcReadRange(10, 3, CUStream_Seek_Origin_Begin), 3, 4);
+    expectRange(s.CalcReadRange(10, 6, CUStream_Seek_Origin_Begin), 6, 1);
+    expectRange(s.CalcReadRange(10, 7, CUStream_Seek_Origin_Begin), 0, 0);
+}
+
+TEST(CUStream, SetReadaleRangeRefusesRangesPastTheLengthOrWithoutLocation) {
+    ProbeStream s(10);
+    EXPECT_EQ(kCUStatusFailure, s.SetReadaleRange({5, 6}));
+    EXPECT_EQ(kCUStatusSuccess, s.SetReadaleRange({4, 6}));
+    expectRange(s.GetReadableRange(), 4, 6);
+    EXPECT_EQ(kCUStatusFailure, s.SetReadaleRange({kCURangeNoLocation, 0}));
+    EXPECT_EQ(0x10001u, s.SetReadaleRange({11, 0}));
+    expectRange(s.GetReadableRange(), 4, 6); // the old range stays
+    EXPECT_EQ(kCUStatusSuccess, s.SetReadaleRange({10, 0}));
+}
+
+TEST(CUStream, SetReadaleRangeIsRefusedWhenTheStreamCannotRead) {
+    ProbeStream s(10);
+    s.readable = false;
+    EXPECT_EQ(kCUStatusFailure, s.SetReadaleRange({0, 4}));
+    expectRange(s.GetReadableRange(), 0, 0);
+    s.ResetReadaleRange();
+    expectRange(s.GetReadableRange(), 0, 0);
+    s.readable = true;
+    s.ResetReadaleRange();
+    expectRange(s.GetReadableRange(), 0, 10);
+}
+
+TEST(CUStream, WriteCFDataWritesTheBytesAtTheGivenOffset) {
+    RecordingStream s;
+    __CFData const* data = CUPlatformDataCreate("hello", 5);
+    ASSERT_NE(nullptr, data);
+    EXPECT_EQ(5u, s.WriteCFData(data, 7, CUStream_Seek_Origin_End));
+    EXPECT_EQ("hello", s.written);
+    EXPECT_EQ(7, s.lastOffset);
+    EXPECT_EQ(CUStream_Seek_Origin_End, s.lastOrigin);
+    CUPlatformRelease(data);
+}
+
+TEST(CUStream, WriteCFDataOfNullOrEmptyDataWritesNothing) {
+    RecordingStream s;
+    EXPECT_EQ(0u, s.WriteCFData(nullptr, 0, CUStream_Seek_Origin_Begin));
+    __CFData const* empty = CUPlatformDataCreate(nullptr, 0);
+    ASSERT_NE(nullptr, empty);
+    EXPECT_EQ(0u, s.WriteCFData(empty, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(-1, s.lastOffset); // Write was never called
+    CUPlatformRelease(empty);
+}
+
+TEST(CUStream, WriteCFDataOnAStreamThatCannotWriteThrowsItsCode) {
+    char bytes[] = "abc";
+    CUMemoryStream memory(bytes, 3, true);
+    __CFData const* data = CUPlatformDataCreate("x", 1);
+    EXPECT_EQ(5u, codeOf([&] { memory.WriteCFData(data, 0, CUStream_Seek_Origin_Begin); }));
+    CUPlatformRelease(data);
+}
+
+TEST(CUStream, AssignmentEmptiesTheTargetAndDropsItsLock) {
+    char bytes[] = "0123456789";
+    CUMemoryStream target(bytes, 10, true);
+    CUMemoryStream source(bytes, 4, true);
+    ASSERT_EQ(kCUStatusSuccess, target.SetReadaleRange({2, 3}));
+    CUStream& base = target;
+    base = static_cast<CUStream const&>(source);
+    EXPECT_EQ(0u, target.Length());
+    expectRange(target.GetReadableRange(), 0, 0);
+    // Nothing was copied from the source, and the stream still works without a lock.
+    unsigned char out[4];
+    EXPECT_EQ(0u, target.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(kCUStatusFailure, target.SetReadaleRange({0, 1}));
+    EXPECT_EQ(4u, source.Length());
+    EXPECT_EQ(4u, source.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+}
