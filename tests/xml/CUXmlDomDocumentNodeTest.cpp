@@ -1,7 +1,13 @@
 // CUXmlDomDocumentNodeTest.cpp — loading, the merging pass and writing of documents.
 #include "XmlTestSupport.h"
 
+#include <VarnUtilityLib/CUFileStream.h>
+#include <VarnUtilityLib/CUMemoryStream.h>
+
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
 
 namespace {
 
@@ -379,4 +385,46 @@ TEST(CUXmlDomDocumentNode, WrittenDocumentLoadsBackToTheSameTree) {
     auto again = NewDoc();
     ASSERT_EQ(LoadText(again, written), 0u) << written;
     EXPECT_EQ(Utf8(again->Description()), Utf8(doc->Description())) << written;
+}
+
+// ---- with the library's own streams ----
+
+TEST(CUXmlDomDocumentNode, EmptyMemoryStreamFails) {
+    auto doc = NewDoc();
+    EXPECT_EQ(doc->LoadXml(CUSharedPtr<CUStream>(new CUMemoryStream())), kCUStatusFailure);
+    EXPECT_EQ(doc->GetChildNodes()->Count(), 0u);
+}
+
+TEST(CUXmlDomDocumentNode, WritesToAndLoadsFromAFileStream) {
+    std::filesystem::path folder = std::filesystem::temp_directory_path() /
+                                   ("varn-xml-test-" + std::to_string(std::random_device{}()));
+    std::filesystem::create_directories(folder);
+    struct RemoveAtExit {
+        std::filesystem::path path;
+        ~RemoveAtExit() {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        }
+    } cleanup{folder};
+    std::string path = (folder / "doc.xml").string();
+    {
+        auto source = NewDoc();
+        ASSERT_EQ(LoadText(source, "<?xml version=\"1.0\"?><r a=\"1\">x &lt; y<e/></r>"), 0u);
+        CUSharedPtr<CUStringMac> name = Str(path);
+        CUSharedPtr<CUFileStream> file(
+            new CUFileStream(name, CUStream_FileMode_Create, CUStream_FileAccess_ReadWrite, false));
+        char head[] = "<!-- not ours -->";
+        file->Write(reinterpret_cast<unsigned char*>(head), sizeof head - 1, 0,
+                    CUStream_Seek_Origin_Begin);
+        ASSERT_EQ(source->WriteXml(file), 0u);
+        // The comment written first now makes the file unloadable: proof the document went
+        // after it, and that loading reads from the first byte.
+        EXPECT_EQ(NewDoc()->LoadXml(file), kCUStatusFailure);
+        file->SetLength(0);
+        file->SetPosition(0);
+        ASSERT_EQ(source->WriteXml(file), 0u);
+        auto again = NewDoc();
+        ASSERT_EQ(again->LoadXml(file), 0u);
+        EXPECT_EQ(Utf8(again->Description()), Utf8(source->Description()));
+    }
 }
