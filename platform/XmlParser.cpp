@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 namespace varn::platform {
 namespace {
@@ -134,7 +135,7 @@ std::string DeclaredEncoding(char const* bytes, std::size_t length) {
 
 // Whether the encoding declared in UTF-8 text (if any) belongs to the family that the
 // byte-order mark announced: UTF-16 for a UTF-16 mark, UTF-8 for a UTF-8 one.
-bool DeclarationAgrees(std::string const& utf8, bool utf16) {
+bool DeclarationAgrees(std::string_view utf8, bool utf16) {
     std::string declared = DeclaredEncoding(utf8.data(), utf8.size());
     if (declared.empty()) {
         return true;
@@ -163,7 +164,7 @@ bool BindsReservedPrefix(std::string const& attribute, std::string const& value)
 // Builds the piece tree from expat's events.
 class TreeBuilder {
   public:
-    TreeBuilder(XML_Parser parser, std::string const& input) : m_parser(parser), m_input(input) {}
+    TreeBuilder(XML_Parser parser, std::string_view input) : m_parser(parser), m_input(input) {}
 
     std::vector<XmlPiece> TakeTopLevel() { return std::move(m_top); }
     std::string const& Error() const { return m_error; }
@@ -175,7 +176,7 @@ class TreeBuilder {
         static_cast<TreeBuilder*>(self)->End();
     }
     static void XMLCALL OnDefault(void* self, XML_Char const* s, int len) {
-        static_cast<TreeBuilder*>(self)->Raw(std::string(s, static_cast<std::size_t>(len)));
+        static_cast<TreeBuilder*>(self)->Raw(std::string_view(s, static_cast<std::size_t>(len)));
     }
     static void XMLCALL OnSkipped(void* self, XML_Char const* name, int isParameterEntity) {
         if (isParameterEntity == 0) {
@@ -265,7 +266,7 @@ class TreeBuilder {
             static_cast<std::size_t>(index) + static_cast<std::size_t>(count) > m_input.size()) {
             return false;
         }
-        std::string tag =
+        std::string_view tag =
             m_input.substr(static_cast<std::size_t>(index), static_cast<std::size_t>(count));
         for (std::size_t amp = tag.find('&'); amp != std::string::npos;
              amp = tag.find('&', amp + 1)) {
@@ -273,7 +274,7 @@ class TreeBuilder {
             if (semi == std::string::npos) {
                 return true;
             }
-            std::string ref = tag.substr(amp + 1, semi - amp - 1);
+            std::string_view ref = tag.substr(amp + 1, semi - amp - 1);
             if (!ref.empty() && ref[0] != '#' && ref != "lt" && ref != "gt" && ref != "amp" &&
                 ref != "quot" && ref != "apos") {
                 return true;
@@ -282,14 +283,14 @@ class TreeBuilder {
         return false;
     }
 
-    void Raw(std::string piece) {
+    void Raw(std::string_view piece) {
         if (m_inCData) {
             if (piece == "]]>") {
                 m_inCData = false;
             }
             return;
         }
-        if (piece.rfind("<!DOCTYPE", 0) == 0) {
+        if (piece.starts_with("<!DOCTYPE")) {
             AddMarker(XmlPieceKind::DocumentType);
             m_inDoctype = true;
             m_sawDoctype = true;
@@ -298,37 +299,37 @@ class TreeBuilder {
         if (m_inDoctype) {
             return;
         }
-        if (piece.rfind("<!--", 0) == 0) {
+        if (piece.starts_with("<!--")) {
             AddMarker(XmlPieceKind::Comment);
-        } else if (piece.rfind("<![CDATA[", 0) == 0) {
+        } else if (piece.starts_with("<![CDATA[")) {
             AddMarker(XmlPieceKind::CDataSection);
             m_inCData = true;
-        } else if (piece.rfind("<?", 0) == 0) {
+        } else if (piece.starts_with("<?")) {
             Flush();
             AddProcessingInstruction(piece);
-        } else if (piece.rfind("&#", 0) == 0) {
+        } else if (piece.starts_with("&#")) {
             if (!m_open.empty()) {
                 bool hex = piece.size() > 2 && piece[2] == 'x';
                 std::uint32_t cp = static_cast<std::uint32_t>(
-                    std::stoul(piece.substr(hex ? 3 : 2), nullptr, hex ? 16 : 10));
+                    std::stoul(std::string(piece.substr(hex ? 3 : 2)), nullptr, hex ? 16 : 10));
                 AppendUTF8(m_run, cp);
                 m_runHasCharRef = true;
             }
-        } else if (piece.rfind("&", 0) == 0 && piece.size() >= 3 && piece.back() == ';') {
+        } else if (piece.starts_with("&") && piece.size() >= 3 && piece.back() == ';') {
             Flush();
             XmlPiece ref;
             ref.kind = XmlPieceKind::EntityReference;
-            ref.name = piece.substr(1, piece.size() - 2);
+            ref.name = std::string(piece.substr(1, piece.size() - 2));
             Add(std::move(ref));
         } else if (!m_open.empty()) {
             m_run += piece;
         }
     }
 
-    void AddProcessingInstruction(std::string const& raw) {
+    void AddProcessingInstruction(std::string_view raw) {
         // raw is "<?target data?>": the data starts after the blanks that follow the target
         // and runs to the closing "?>", trailing blanks included.
-        std::string body = raw.substr(2, raw.size() >= 4 ? raw.size() - 4 : 0);
+        std::string_view body = raw.substr(2, raw.size() >= 4 ? raw.size() - 4 : 0);
         std::size_t nameEnd = 0;
         while (nameEnd < body.size() && !IsXmlBlank(body[nameEnd])) {
             ++nameEnd;
@@ -339,13 +340,13 @@ class TreeBuilder {
         }
         XmlPiece pi;
         pi.kind = XmlPieceKind::ProcessingInstruction;
-        pi.name = body.substr(0, nameEnd);
-        pi.value = body.substr(dataStart);
+        pi.name = std::string(body.substr(0, nameEnd));
+        pi.value = std::string(body.substr(dataStart));
         Add(std::move(pi));
     }
 
     XML_Parser m_parser;
-    std::string const& m_input;
+    std::string_view m_input;
     std::vector<XmlPiece> m_top;
     std::vector<XmlPiece> m_open;
     std::string m_run;
@@ -431,45 +432,65 @@ void Serialize(XmlPiece const& piece, std::string& out) {
     }
 }
 
+// The document as UTF-8: a view of the caller's bytes when they are UTF-8 already (the
+// common case costs no copy), else a view of `storage` holding the converted text.
+bool DecodeInput(void const* data, std::size_t length, std::string& storage,
+                 std::string_view& input) {
+    auto const* bytes = static_cast<char const*>(data);
+    auto const* u = static_cast<unsigned char const*>(data);
+    input = std::string_view(bytes, length);
+    if (length <= 2) {
+        return true;
+    }
+    bool utf16 = false;
+    if ((u[0] == 0xFF && u[1] == 0xFE) || u[1] == 0x00) {
+        std::size_t skip = (u[0] == 0xFF && u[1] == 0xFE) ? 2 : 0;
+        if (!ConvertWithIcu("UTF-16LE", bytes + skip, length - skip, storage)) {
+            return false;
+        }
+        utf16 = true;
+        input = storage;
+    } else if ((u[0] == 0xFE && u[1] == 0xFF) || u[0] == 0x00) {
+        std::size_t skip = (u[0] == 0xFE && u[1] == 0xFF) ? 2 : 0;
+        if (!ConvertWithIcu("UTF-16BE", bytes + skip, length - skip, storage)) {
+            return false;
+        }
+        utf16 = true;
+        input = storage;
+    } else if (u[0] == 0xEF && u[1] == 0xBB && u[2] == 0xBF) {
+        input = std::string_view(bytes + 3, length - 3);
+    } else {
+        std::string declared = DeclaredEncoding(bytes, length);
+        if (!declared.empty() && !EqualsIgnoringAsciiCase(declared, "utf-8")) {
+            if (!ConvertWithIcu(declared.c_str(), bytes, length, storage)) {
+                return false;
+            }
+            input = storage;
+        }
+        return true;
+    }
+    // The byte-order mark decided the encoding; a declaration naming another family
+    // contradicts it and makes the document malformed.
+    return DeclarationAgrees(input, utf16);
+}
+
 } // namespace
 
 bool ConvertXmlToUTF8(void const* data, std::size_t length, std::string& utf8) {
-    auto const* bytes = static_cast<char const*>(data);
-    auto const* u = static_cast<unsigned char const*>(data);
-    if (length > 2) {
-        bool converted = false;
-        bool utf16 = false;
-        if ((u[0] == 0xFF && u[1] == 0xFE) || u[1] == 0x00) {
-            std::size_t skip = (u[0] == 0xFF && u[1] == 0xFE) ? 2 : 0;
-            converted = ConvertWithIcu("UTF-16LE", bytes + skip, length - skip, utf8);
-            utf16 = true;
-        } else if ((u[0] == 0xFE && u[1] == 0xFF) || u[0] == 0x00) {
-            std::size_t skip = (u[0] == 0xFE && u[1] == 0xFF) ? 2 : 0;
-            converted = ConvertWithIcu("UTF-16BE", bytes + skip, length - skip, utf8);
-            utf16 = true;
-        } else if (u[0] == 0xEF && u[1] == 0xBB && u[2] == 0xBF) {
-            utf8.assign(bytes + 3, length - 3);
-            converted = true;
-        } else {
-            std::string declared = DeclaredEncoding(bytes, length);
-            if (!declared.empty() && !EqualsIgnoringAsciiCase(declared, "utf-8")) {
-                return ConvertWithIcu(declared.c_str(), bytes, length, utf8);
-            }
-            utf8.assign(bytes, length);
-            return true;
-        }
-        // The byte-order mark decided the encoding; a declaration naming another family
-        // contradicts it and makes the document malformed.
-        return converted && DeclarationAgrees(utf8, utf16);
+    std::string storage;
+    std::string_view input;
+    if (!DecodeInput(data, length, storage, input)) {
+        return false;
     }
-    utf8.assign(bytes, length);
+    utf8.assign(input);
     return true;
 }
 
 XmlParseResult ParseXml(void const* bytes, std::size_t length) {
     XmlParseResult result;
-    std::string utf8;
-    if (!ConvertXmlToUTF8(bytes, length, utf8)) {
+    std::string storage;
+    std::string_view utf8;
+    if (!DecodeInput(bytes, length, storage, utf8)) {
         result.error = "unknown encoding or bytes that do not decode";
         return result;
     }

@@ -15,6 +15,7 @@
 #include "platform/XmlParser.h"
 
 #include <memory>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -42,15 +43,17 @@ bool CreateCFDataFromStreamMac(CUSharedPtr<CUStream> const& stream, std::string&
         return false;
     }
     unsigned long long length = stream->Length();
-    std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[length + 1]);
-    if (!buffer) {
+    try {
+        data.resize(static_cast<std::size_t>(length));
+    } catch (std::exception const&) { // bad_alloc, or length_error past max_size()
         return false;
     }
-    unsigned long long read = stream->Read(buffer.get(), length, 0, CUStream_Seek_Origin_Begin);
+    unsigned long long read = stream->Read(reinterpret_cast<unsigned char*>(data.data()), length, 0,
+                                           CUStream_Seek_Origin_Begin);
     if (read != length) {
+        data.clear();
         return false;
     }
-    data.assign(reinterpret_cast<char const*>(buffer.get()), static_cast<std::size_t>(length));
     return true;
 }
 
