@@ -1,7 +1,8 @@
 // XmlCommand.cpp — XML documents from the command line, through CUXmlDomDocumentNode.
 //
 //   xml dump FILE    the loaded tree as the document's Description text
-//   xml fmt FILE     the loaded tree written back as UTF-8 XML to standard output
+//   xml fmt FILE     the loaded tree written back as UTF-8 XML to standard output, byte for
+//                    byte what WriteXml makes (no newline added)
 //   xml check FILE   exit status 0 when the file loads, with a one-line verdict either way
 #include "XmlCommand.h"
 
@@ -65,7 +66,6 @@ int Run(Action action, std::string const& path) {
                       << status << std::dec << ")\n";
             return 1;
         }
-        std::cout << "\n";
         return 0;
     }
     case Action::Check:
