@@ -567,7 +567,27 @@ std::string DeclarationForUTF8(std::string const& data) {
 std::string EscapeXmlText(std::string const& text) {
     std::string out;
     out.reserve(text.size());
-    AppendEscaped(out, text, false);
+    // A run of blanks between two references (or a reference and the end of the text) would
+    // be dropped by the reader as whitespace between markup; written as character references
+    // it loads back as itself. Every other character but the five is written as it is.
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        std::size_t end = text.find_first_of("&<>'\"", start);
+        std::size_t stop = end == std::string::npos ? text.size() : end;
+        std::string segment = text.substr(start, stop - start);
+        if (!segment.empty() && AllBlank(segment)) {
+            for (char c : segment) {
+                out += "&#" + std::to_string(static_cast<int>(c)) + ";";
+            }
+        } else {
+            out += segment;
+        }
+        if (end == std::string::npos) {
+            break;
+        }
+        AppendEscaped(out, std::string(1, text[end]), false);
+        start = end + 1;
+    }
     return out;
 }
 

@@ -428,3 +428,18 @@ TEST(CUXmlDomDocumentNode, WritesToAndLoadsFromAFileStream) {
         EXPECT_EQ(Utf8(again->Description()), Utf8(source->Description()));
     }
 }
+
+TEST(CUXmlDomDocumentNode, BlankTextBetweenEscapesSurvivesWriteAndLoad) {
+    for (char const* value : {" ", "< >", "a & \n& b"}) {
+        auto doc = NewDoc();
+        auto a = Element("a");
+        a->GetChildNodes()->AddObject(Text(value));
+        doc->GetChildNodes()->AddObject(a);
+        unsigned int status = 1;
+        std::string written = WriteText(doc, &status);
+        ASSERT_EQ(status, 0u);
+        auto again = NewDoc();
+        ASSERT_EQ(LoadText(again, written), 0u) << written;
+        EXPECT_EQ(Utf8(again->Description()), Utf8(doc->Description())) << written;
+    }
+}
