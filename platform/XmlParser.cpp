@@ -110,7 +110,9 @@ bool ConvertWithIcu(char const* charset, char const* bytes, std::size_t length, 
 
 // The charset named by `encoding="..."` in a leading XML declaration, or empty.
 std::string DeclaredEncoding(char const* bytes, std::size_t length) {
-    if (length < 5 || std::memcmp(bytes, "<?xml", 5) != 0) {
+    // Only a real declaration counts: "<?xml" followed by a blank, not a PI whose target
+    // merely starts with those letters.
+    if (length < 6 || std::memcmp(bytes, "<?xml", 5) != 0 || !IsXmlBlank(bytes[5])) {
         return {};
     }
     std::size_t end = 5;

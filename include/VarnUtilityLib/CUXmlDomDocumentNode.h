@@ -19,13 +19,12 @@
 // through. Statuses: 0 success, 0x10001 failure, 0x10005 a failure to build or write the text.
 #pragma once
 
+#include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUXmlDomElementNode.h>
 #include <VarnUtilityLib/CUXmlDomEntityReferenceNode.h>
 #include <VarnUtilityLib/CUXmlDomNode.h>
 #include <VarnUtilityLib/CUXmlDomProcessingInstructionNode.h>
 #include <VarnUtilityLib/CUXmlDomTextNode.h>
-
-class CUStream;
 
 /// Status of WriteXml when the document text could not be built or fully written.
 inline constexpr unsigned int kCUStatusXmlWriteFailed = 0x10005;

@@ -12,12 +12,11 @@
 #pragma once
 
 #include <VarnUtilityLib/CUExport.h>
+#include <VarnUtilityLib/CUMutableArray.h>
+#include <VarnUtilityLib/CUMutableDictionary.h>
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUSharedPtr.h>
 #include <VarnUtilityLib/CUStringMac.h>
-
-class CUMutableArray;
-class CUMutableDictionary;
 
 /// Node kinds, numbered as the W3C DOM numbers its node types.
 enum _CUXmlDomNodeType : int {

@@ -300,3 +300,11 @@ TEST(XmlParser, NestingIsBoundedAtTheMaximumDepth) {
     EXPECT_FALSE(deep.ok);
     EXPECT_NE(deep.error.find("nested"), std::string::npos) << deep.error;
 }
+
+TEST(XmlParser, OnlyARealDeclarationNamesTheEncoding) {
+    // A PI whose target only starts with "xml" declares nothing: the text stays UTF-8.
+    XmlParseResult r = Parse("<?xmlfoo encoding='UTF-16'?><a>\xC3\xA9</a>");
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(r.topLevel[0].name, "xmlfoo");
+    EXPECT_EQ(r.topLevel[1].children[0].value, "\xC3\xA9");
+}
