@@ -359,7 +359,11 @@ class TreeBuilder {
     bool m_sawDoctype = false;
 };
 
-void AppendEscaped(std::string& out, std::string const& text, bool attribute) {
+bool IsXmlSpecial(char c) {
+    return c == '&' || c == '<' || c == '>' || c == '\'' || c == '"';
+}
+
+void AppendEscaped(std::string& out, std::string_view text, bool attribute) {
     for (char c : text) {
         switch (c) {
         case '&':
@@ -568,26 +572,32 @@ std::string DeclarationForUTF8(std::string const& data) {
 
 std::string EscapeXmlText(std::string const& text) {
     std::string out;
-    out.reserve(text.size());
-    // A run of blanks between two references (or a reference and the end of the text) would
+    out.reserve(text.size() + text.size() / 8);
+    // A run of blanks between two references (or a reference and an end of the text) would
     // be dropped by the reader as whitespace between markup; written as character references
     // it loads back as itself. Every other character but the five is written as it is.
     std::size_t start = 0;
-    while (start <= text.size()) {
-        std::size_t end = text.find_first_of("&<>'\"", start);
-        std::size_t stop = end == std::string::npos ? text.size() : end;
-        std::string segment = text.substr(start, stop - start);
-        if (!segment.empty() && AllBlank(segment)) {
-            for (char c : segment) {
-                out += "&#" + std::to_string(static_cast<int>(c)) + ";";
+    std::size_t const size = text.size();
+    while (true) {
+        std::size_t end = start;
+        bool blank = true;
+        while (end < size && !IsXmlSpecial(text[end])) {
+            blank = blank && IsXmlBlank(text[end]);
+            ++end;
+        }
+        if (blank && end > start) {
+            for (std::size_t k = start; k < end; ++k) {
+                out += "&#";
+                out += std::to_string(static_cast<int>(text[k]));
+                out += ';';
             }
         } else {
-            out += segment;
+            out.append(text, start, end - start);
         }
-        if (end == std::string::npos) {
+        if (end == size) {
             break;
         }
-        AppendEscaped(out, std::string(1, text[end]), false);
+        AppendEscaped(out, std::string_view(&text[end], 1), false);
         start = end + 1;
     }
     return out;

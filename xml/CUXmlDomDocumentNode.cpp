@@ -14,8 +14,8 @@
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
-#include <memory>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -171,6 +171,7 @@ bool StrictUtf8(CUSharedPtr<CUStringMac> const& text, std::string& out) {
     }
     char16_t const* units = handle->Units();
     std::size_t count = handle->length;
+    out.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         std::uint32_t cp = units[i];
         if (cp >= 0xD800 && cp <= 0xDBFF) {
