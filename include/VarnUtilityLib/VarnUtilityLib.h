@@ -39,3 +39,10 @@
 #include <VarnUtilityLib/CUVector.h>
 #include <VarnUtilityLib/CUVersion.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
+#include <VarnUtilityLib/CUXmlDomCharacterDataNode.h>
+#include <VarnUtilityLib/CUXmlDomDocumentNode.h>
+#include <VarnUtilityLib/CUXmlDomElementNode.h>
+#include <VarnUtilityLib/CUXmlDomEntityReferenceNode.h>
+#include <VarnUtilityLib/CUXmlDomNode.h>
+#include <VarnUtilityLib/CUXmlDomProcessingInstructionNode.h>
+#include <VarnUtilityLib/CUXmlDomTextNode.h>

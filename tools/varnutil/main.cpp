@@ -1,5 +1,6 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
 #include "Tour.h"
+#include "XmlCommand.h"
 
 #include <VarnUtilityLib/CUDateTime.h>
 #include <VarnUtilityLib/CUUUID.h>
@@ -123,6 +124,8 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     CLI::App* tour = app.add_subcommand("tour", "Show what the library does, part by part");
+    int exitCode = 0;
+    varnutil::AddXmlCommand(app, exitCode);
 
     CLI::App* date = app.add_subcommand("date", "Print the current date and time");
     bool gmt = false;
@@ -157,5 +160,5 @@ int main(int argc, char** argv) {
         pinTourLocale(std::cout);
         return varnutil::RunTour(std::cout);
     }
-    return 0;
+    return exitCode;
 }

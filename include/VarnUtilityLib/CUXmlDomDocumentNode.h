@@ -1,0 +1,77 @@
+// CUXmlDomDocumentNode.h — the root of a document tree, its loading and writing, and the node
+// factories.
+//
+// The document is named "#document", has type 9 and a child list; it refuses all three
+// setters. LoadXml reads a whole stream (always from its first byte, whatever its position)
+// and appends the document's content below this node; WriteXml writes the tree as UTF-8 XML at
+// the stream's current position with one write.
+//
+// Loading keeps elements, processing instructions (the XML declaration arrives as one named
+// "xml"), text and entity references; each element's text and references to the five
+// predefined entities are merged into one text node. A comment, CDATA section, document type
+// declaration or a reference to any other entity fails the load; whatever was appended before
+// the failure stays. Whitespace-only text is dropped. Accepted input: UTF-8, UTF-16 with a
+// byte-order mark, and any encoding named in the XML declaration that the platform converts.
+//
+// Ownership: count 0 at construction; the Create factories return count 1 (or null).
+// Threads: no lock; the document must not be used by another thread while it loads or writes.
+// Errors: nothing is thrown on the document's own account; codes thrown by the stream pass
+// through. Statuses: 0 success, 0x10001 failure, 0x10005 a failure to build or write the text.
+#pragma once
+
+#include <VarnUtilityLib/CUStream.h>
+#include <VarnUtilityLib/CUXmlDomElementNode.h>
+#include <VarnUtilityLib/CUXmlDomEntityReferenceNode.h>
+#include <VarnUtilityLib/CUXmlDomNode.h>
+#include <VarnUtilityLib/CUXmlDomProcessingInstructionNode.h>
+#include <VarnUtilityLib/CUXmlDomTextNode.h>
+
+/// Status of WriteXml when the document text could not be built or fully written.
+inline constexpr unsigned int kCUStatusXmlWriteFailed = 0x10005;
+
+class CU_EXPORT CUXmlDomDocumentNode : public CUXmlDomNode {
+  public:
+    /// Type 9, name "#document", an empty child list.
+    CUXmlDomDocumentNode();
+    ~CUXmlDomDocumentNode() override;
+
+    /// Refused: returns 0x10001.
+    unsigned int SetNodeName(CUSharedPtr<CUStringMac> name) override;
+    /// Refused: returns 0x10001.
+    unsigned int SetAttribute(CUSharedPtr<CUStringMac> name,
+                              CUSharedPtr<CUStringMac> value) override;
+    /// Refused: returns 0x10001.
+    unsigned int SetNodeValue(CUSharedPtr<CUStringMac> value) override;
+
+    /// Appends the document read from `stream` below this node. 0 on success; 0x10001 for a
+    /// null stream, a short read, malformed XML or content the model refuses.
+    virtual unsigned int LoadXml(CUSharedPtr<CUStream> stream);
+    /// Writes this tree as XML at the stream's current position. 0 on success; 0x10001 for a
+    /// null stream; 0x10005 when the text cannot be built or the stream takes fewer bytes.
+    virtual unsigned int WriteXml(CUSharedPtr<CUStream> stream);
+
+    /// The load itself (LoadXml without its null check of its own).
+    unsigned int LoadXmlMac(CUSharedPtr<CUStream> stream);
+    /// The writing itself (WriteXml without its null check of its own).
+    unsigned int WriteXmlMac(CUSharedPtr<CUStream> stream);
+
+    /// The merging pass over one child list: every text node and every reference to lt, gt,
+    /// amp, quot or apos is removed and their text, joined in list order (across other
+    /// children), is inserted as one text node where the first of them stood. 0 on success;
+    /// 0x10001 for a null list, or when the list holds a reference to any other entity (the
+    /// text pieces are then gone and no text node is inserted).
+    static unsigned int
+    CombineCuDomXmlEntityReferenceAndTextNodeMac(CUSharedPtr<CUMutableArray> list);
+
+    /// A new element named `name`; null for a null name.
+    static CUSharedPtr<CUXmlDomElementNode> CreateElementNode(CUSharedPtr<CUStringMac> name);
+    /// A new text node holding `text`; null for a null text.
+    static CUSharedPtr<CUXmlDomTextNode> CreateTextNode(CUSharedPtr<CUStringMac> text);
+    /// A new processing instruction; null when either argument is null.
+    static CUSharedPtr<CUXmlDomProcessingInstructionNode>
+    CreateProcessingInstructionNode(CUSharedPtr<CUStringMac> target, CUSharedPtr<CUStringMac> data);
+    /// A new entity reference named `name`; null for a null name. (The doubled "NodeNode" is
+    /// part of the interface.)
+    static CUSharedPtr<CUXmlDomEntityReferenceNode>
+    CreateEntityReferenceNodeNode(CUSharedPtr<CUStringMac> name);
+};

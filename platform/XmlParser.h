@@ -1,0 +1,78 @@
+// XmlParser.h — parses an XML document into a portable tree of the pieces the document model
+// keeps, and serialises such a tree back to UTF-8 text.
+//
+// The parser reports what the document holds, piece by piece, without judging it: elements
+// with their attributes, processing instructions (the XML declaration is one, named "xml"),
+// text, references to named entities as pieces of their own (not replaced), and the kinds the
+// document model refuses (comments, CDATA sections, a document type declaration) as pieces
+// marking the place where they stood. Whitespace-only text is dropped; character references
+// are decoded into the text around them; attribute values arrive decoded.
+//
+// Input encodings: UTF-8, UTF-16 with a byte-order mark (or recognisable by a zero byte in
+// the first two), and anything named in the XML declaration that ICU can convert.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace varn::platform {
+
+/// Kinds of parsed pieces, numbered as the macOS XML tree service numbers its nodes so that the
+/// document model's conversion reads the same on every platform.
+enum class XmlPieceKind : int {
+    Element = 2,
+    ProcessingInstruction = 4,
+    Comment = 5,
+    Text = 6,
+    CDataSection = 7,
+    EntityReference = 10,
+    DocumentType = 11,
+};
+
+/// One parsed piece. All strings are UTF-8.
+struct XmlPiece {
+    XmlPieceKind kind = XmlPieceKind::Text;
+    std::string name;  ///< element name, PI target or entity name
+    std::string value; ///< text, or PI data (after the blanks that follow the target)
+    std::vector<std::pair<std::string, std::string>> attributes; ///< document order, decoded
+    std::vector<XmlPiece> children;                              ///< elements only
+};
+
+/// Result of a parse: `ok` false on any error (nothing is delivered then).
+struct XmlParseResult {
+    bool ok = false;
+    std::string error;              ///< what went wrong, with the line, when not ok
+    std::vector<XmlPiece> topLevel; ///< the document's own children in document order
+};
+
+/// The deepest nesting of elements a document may have.
+inline constexpr std::size_t kMaxXmlDepth = 1024;
+
+/// Parses a whole document held in `length` bytes. Fails for elements nested deeper than
+/// kMaxXmlDepth.
+XmlParseResult ParseXml(void const* bytes, std::size_t length);
+
+/// The document's bytes converted to UTF-8 by the encoding rules above (byte-order mark
+/// removed). False when the encoding is unknown or the bytes do not decode.
+bool ConvertXmlToUTF8(void const* bytes, std::size_t length, std::string& utf8);
+
+/// The text with &, <, >, ' and " replaced by the five predefined entities. A stretch made
+/// only of blanks (space, tab, CR, LF) that lies between two of those characters or between one
+/// and an end of the text is written as character references, so that the reader, which drops
+/// whitespace between markup, gives it back. Nothing else changes.
+std::string EscapeXmlText(std::string const& text);
+
+/// The data of an XML declaration with its encoding pseudo-attribute, if it names anything
+/// but UTF-8, changed to name UTF-8 (the quotes kept); other data is returned unchanged.
+std::string DeclarationForUTF8(std::string const& data);
+
+/// Writes the pieces as XML text: elements always with a start and an end tag, attributes in
+/// the given order with their values escaped (tab, line feed and carriage return as character
+/// references, so that they load back unchanged), text written as it is (the caller escapes
+/// it), processing instructions as "<?target data?>", entity references as "&name;".
+/// Comment, CDATA and document-type pieces are not written. No declaration, no indentation.
+std::string SerializeXml(std::vector<XmlPiece> const& pieces);
+
+} // namespace varn::platform

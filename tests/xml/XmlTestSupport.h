@@ -1,0 +1,104 @@
+// XmlTestSupport.h — helpers shared by the XML document model tests: strings, a stream over a
+// growable buffer that can be told to take fewer bytes than offered, and loading from text.
+#pragma once
+
+#include <VarnUtilityLib/CUMutableArray.h>
+#include <VarnUtilityLib/CUMutableDictionary.h>
+#include <VarnUtilityLib/CUStream.h>
+#include <VarnUtilityLib/CUXmlDomDocumentNode.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+inline CUSharedPtr<CUStringMac> Str(std::string const& utf8) {
+    return CUSharedPtr<CUStringMac>(new CUStringMac(
+        utf8.data(), static_cast<unsigned int>(utf8.size()), CUString_CharCode_UTF8));
+}
+
+inline std::string Utf8(CUSharedPtr<CUStringMac> const& text) {
+    if (!text) {
+        return "<null>";
+    }
+    char const* bytes = static_cast<char const*>(*text);
+    return bytes != nullptr ? bytes : "";
+}
+
+// A readable and writable stream over a std::string with a position, like a file stream
+// but in memory. `acceptLimit` caps how many bytes one Write takes.
+class BufferStream : public CUStream {
+  public:
+    explicit BufferStream(std::string initial = {}) : m_bytes(std::move(initial)) { Sync(); }
+
+    bool CanRead() override { return true; }
+    bool CanWrite() override { return true; }
+    bool CanSeek() override { return true; }
+
+    unsigned long long Read(unsigned char* out, unsigned long long count, long long offset,
+                            CUStream_Seek_Origin origin) override {
+        unsigned long long start = Start(offset, origin);
+        if (start >= m_bytes.size()) {
+            return 0;
+        }
+        unsigned long long n = std::min<unsigned long long>(count, m_bytes.size() - start);
+        std::memcpy(out, m_bytes.data() + start, n);
+        return n;
+    }
+
+    unsigned long long Write(unsigned char* in, unsigned long long count, long long offset,
+                             CUStream_Seek_Origin origin) override {
+        unsigned long long start = Start(offset, origin);
+        unsigned long long n = std::min<unsigned long long>(count, acceptLimit);
+        if (m_bytes.size() < start + n) {
+            m_bytes.resize(start + n);
+        }
+        std::memcpy(m_bytes.data() + start, in, n);
+        m_nPosition = start + n;
+        ++writeCalls;
+        Sync();
+        return n;
+    }
+
+    unsigned long long Seek(long long offset, CUStream_Seek_Origin origin) override {
+        m_nPosition = Start(offset, origin);
+        return m_nPosition;
+    }
+
+    std::string const& Bytes() const { return m_bytes; }
+
+    unsigned long long acceptLimit = ~0ULL;
+    int writeCalls = 0;
+
+  private:
+    unsigned long long Start(long long offset, CUStream_Seek_Origin origin) const {
+        long long base =
+            origin == CUStream_Seek_Origin_Current ? static_cast<long long>(m_nPosition)
+            : origin == CUStream_Seek_Origin_End   ? static_cast<long long>(m_bytes.size())
+                                                   : 0;
+        return static_cast<unsigned long long>(std::max(0LL, base + offset));
+    }
+    void Sync() {
+        m_nLength = m_bytes.size();
+        m_readableRange = {0, m_nLength};
+    }
+
+    std::string m_bytes;
+};
+
+// Loads `text` into `doc` through a BufferStream; returns LoadXml's status.
+inline unsigned int LoadText(CUSharedPtr<CUXmlDomDocumentNode> const& doc,
+                             std::string const& text) {
+    CUSharedPtr<CUStream> stream(new BufferStream(text));
+    return doc->LoadXml(stream);
+}
+
+// The document's text as WriteXml makes it; `status` receives WriteXml's status.
+inline std::string WriteText(CUSharedPtr<CUXmlDomDocumentNode> const& doc, unsigned int* status) {
+    CUSharedPtr<BufferStream> stream(new BufferStream());
+    *status = doc->WriteXml(stream);
+    return stream->Bytes();
+}
+
+inline CUSharedPtr<CUXmlDomNode> Child(CUSharedPtr<CUXmlDomNode> const& node, unsigned long i) {
+    return node->GetChildNodes()->ObjectAtIndex(i);
+}

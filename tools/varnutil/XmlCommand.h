@@ -1,0 +1,13 @@
+// XmlCommand.h — `varnutil xml dump|fmt|check FILE`.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace varnutil {
+
+/// Registers the `xml` subcommand and its three actions on `app`. The action that runs stores
+/// the process exit code in `exitCode`: 0 success, 1 the document cannot be loaded or written,
+/// 2 the file cannot be opened.
+void AddXmlCommand(CLI::App& app, int& exitCode);
+
+} // namespace varnutil
