@@ -3,6 +3,7 @@
 
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUError.h>
+#include <VarnUtilityLib/CUDriveInfo.h>
 #include <VarnUtilityLib/CUExport.h>
 #include <VarnUtilityLib/CULockAbstract.h>
 #include <VarnUtilityLib/CUMutex.h>
