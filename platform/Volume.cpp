@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
@@ -101,6 +102,14 @@ std::string parentFolder(std::string_view path) {
 std::string baseName(std::string_view path) {
     std::size_t slash = path.rfind('/');
     return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
+}
+
+// "MAJ:MIN" as sysfs and udev name devices. snprintf rather than std::to_string: the latter
+// drags a libstdc++ table into the shared library's exported symbols.
+std::string deviceNumbers(MountEntry const& mount) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%u:%u", mount.major, mount.minor);
+    return text;
 }
 
 // A test may swap the root while library objects elsewhere read it; the lock keeps the copy
@@ -572,8 +581,7 @@ std::optional<BlockDeviceFacts> VolumeService::DeviceOf(MountEntry const& mount)
     // btrfs and friends report an anonymous device (major 0); the source names the disk. For
     // the others the numbers find the device even when the source is "/dev/root".
     if (name.empty() && mount.major != 0) {
-        std::string link =
-            "/sys/dev/block/" + std::to_string(mount.major) + ":" + std::to_string(mount.minor);
+        std::string link = "/sys/dev/block/" + deviceNumbers(mount);
         std::string resolved = Resolve(link);
         if (resolved != link && Exists(resolved)) {
             name = baseName(resolved);
@@ -607,7 +615,7 @@ std::string VolumeService::LabelOf(MountEntry const& mount) const {
         }
         std::string numbers = trim(Read("/sys/class/block/" + device->name + "/dev").value_or(""));
         if (numbers.empty() && mount.major != 0) {
-            numbers = std::to_string(mount.major) + ":" + std::to_string(mount.minor);
+            numbers = deviceNumbers(mount);
         }
         std::string encoded = UdevProperty(numbers, "ID_FS_LABEL_ENC");
         if (!encoded.empty()) {

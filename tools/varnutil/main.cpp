@@ -1,4 +1,5 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
+#include "DriveCommand.h"
 #include "Tour.h"
 
 #include <VarnUtilityLib/CUVersion.h>
@@ -42,12 +43,16 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     CLI::App* tour = app.add_subcommand("tour", "Show what the library does, part by part");
+    CLI::App* drive = varnutil::AddDriveCommand(app);
 
     CLI11_PARSE(app, argc, argv);
 
     if (tour->parsed()) {
         pinTourLocale(std::cout);
         return varnutil::RunTour(std::cout);
+    }
+    if (drive->parsed()) {
+        return varnutil::RunDriveCommand(std::cout, std::cerr);
     }
     return 0;
 }
