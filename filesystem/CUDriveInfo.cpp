@@ -104,11 +104,12 @@ CUSharedPtr<CUStringMac> CUDriveInfo::GetName() {
 }
 
 CUSharedPtr<CUStringMac> CUDriveInfo::GetVolumeLabel() {
-    std::optional<vp::MountEntry> mount = vp::CurrentVolumeService().MountFor(utf8(m_name));
+    vp::VolumeService service = vp::CurrentVolumeService();
+    std::optional<vp::MountEntry> mount = service.MountFor(utf8(m_name));
     if (!mount) {
         return CUSharedPtr<CUStringMac>();
     }
-    std::string label = vp::CurrentVolumeService().LabelOf(*mount);
+    std::string label = service.LabelOf(*mount);
     CUSharedPtr<CUStringMac> result(new CUStringMac(label.c_str(), CUString_CharCode_UTF8));
     if (result->GetCFStringRef() == nullptr) {
         // Labels are bytes to the kernel; one that is not UTF-8 has no text to give.

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -226,19 +227,12 @@ std::optional<std::size_t> FindMountFor(std::vector<MountEntry> const& entries,
             continue;
         }
         bool matches = entry.major == major && entry.minor == minor;
-        if (!best) {
-            best = i;
-            bestMatchesDevice = matches;
-            continue;
-        }
-        std::size_t bestLength = entries[*best].mountPoint.size();
-        if (entry.mountPoint.size() > bestLength) {
-            best = i;
-            bestMatchesDevice = matches;
-        } else if (entry.mountPoint == entries[*best].mountPoint &&
-                   (matches || !bestMatchesDevice)) {
-            // A later mount on the same point hides the earlier one; the device numbers of
-            // the path tell which of them the path really lies on.
+        // A later mount on the same point hides the earlier one; the device numbers of the
+        // path tell which of them the path really lies on.
+        bool longer = !best || entry.mountPoint.size() > entries[*best].mountPoint.size();
+        bool stacked = best && entry.mountPoint == entries[*best].mountPoint &&
+                       (matches || !bestMatchesDevice);
+        if (longer || stacked) {
             best = i;
             bestMatchesDevice = matches;
         }
@@ -380,6 +374,7 @@ std::vector<std::string> VolumeService::List(std::string const& folder) const {
     if (dir == nullptr) {
         return names;
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream is private to this call
     while (dirent* entry = ::readdir(dir)) {
         std::string_view name = entry->d_name;
         if (name != "." && name != "..") {

@@ -13,6 +13,7 @@
 // unreadable tables and unknown devices come back as empty optionals, false or zeros.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
