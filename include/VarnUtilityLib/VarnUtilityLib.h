@@ -8,6 +8,7 @@
 #include <VarnUtilityLib/CUDateTime.h>
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUDirectory.h>
+#include <VarnUtilityLib/CUDriveInfo.h>
 #include <VarnUtilityLib/CUEnvironment.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUEventWaitHandle.h>

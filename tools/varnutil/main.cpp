@@ -1,4 +1,5 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
+#include "DriveCommand.h"
 #include "Tour.h"
 #include "XmlCommand.h"
 
@@ -146,6 +147,7 @@ int main(int argc, char** argv) {
     uuid->add_option("--serial", serial,
                      "Five bytes written into bytes 11-15, e.g. 01:02:03:04:05");
     uuid->add_option("-n,--count", count, "How many UUIDs")->check(CLI::Range(1, 100000));
+    CLI::App* drive = varnutil::AddDriveCommand(app);
 
     CLI11_PARSE(app, argc, argv);
 
@@ -159,6 +161,9 @@ int main(int argc, char** argv) {
     if (tour->parsed()) {
         pinTourLocale(std::cout);
         return varnutil::RunTour(std::cout);
+    }
+    if (drive->parsed()) {
+        return varnutil::RunDriveCommand(std::cout, std::cerr);
     }
     return exitCode;
 }

@@ -1,0 +1,415 @@
+// VolumeTest.cpp — the volume service: mount-table parsing, path rules, classification, and
+// the service itself over a fake kernel tree and over the running system.
+#include "platform/Volume.h"
+
+#include "fakes/FakeMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace varn::platform;
+
+namespace {
+
+MountEntry mountAt(std::string point, unsigned major, unsigned minor) {
+    MountEntry e;
+    e.mountPoint = std::move(point);
+    e.major = major;
+    e.minor = minor;
+    return e;
+}
+
+} // namespace
+
+TEST(Volume, MountInfoEscapesDecodeOctalTriplesOnly) {
+    struct Row {
+        char const* in;
+        std::string out;
+    } rows[] = {
+        {"/plain", "/plain"},
+        {"/media/a/My\\040Disk", "/media/a/My Disk"},
+        {"/tab\\011and\\012line", std::string("/tab\tand\nline")},
+        {"/back\\134slash", "/back\\slash"},
+        {"/caf\\303\\251", "/caf\xC3\xA9"},
+        {"/short\\04", "/short\\04"},         // too few digits: kept
+        {"/notoctal\\089", "/notoctal\\089"}, // 8 is not octal: kept
+        {"/end\\", "/end\\"},
+        {"\\040\\040", "  "},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.out, DecodeMountInfoEscapes(row.in)) << row.in;
+    }
+}
+
+TEST(Volume, UdevEscapesDecodeHexPairsOnly) {
+    struct Row {
+        char const* in;
+        char const* out;
+    } rows[] = {
+        {"USB\\x20Stick", "USB Stick"},
+        {"a\\x2fb", "a/b"},
+        {"data\\x20\\x26\\x20more", "data & more"},
+        {"caf\\xc3\\xA9", "caf\xC3\xA9"},
+        {"odd\\x2", "odd\\x2"},
+        {"odd\\xzz", "odd\\xzz"},
+        {"trail\\", "trail\\"},
+        {"plain", "plain"},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.out, DecodeUdevEscapes(row.in)) << row.in;
+    }
+}
+
+TEST(Volume, MountInfoLineFieldsAreParsed) {
+    std::optional<MountEntry> e = ParseMountInfoLine(
+        "36 35 98:0 /mnt1 /mnt/my\\040disk rw,noatime master:1 shared:7 - ext3 /dev/root "
+        "rw,errors=continue");
+    ASSERT_TRUE(e);
+    EXPECT_EQ(36, e->mountId);
+    EXPECT_EQ(35, e->parentId);
+    EXPECT_EQ(98u, e->major);
+    EXPECT_EQ(0u, e->minor);
+    EXPECT_EQ("/mnt1", e->root);
+    EXPECT_EQ("/mnt/my disk", e->mountPoint);
+    EXPECT_EQ("rw,noatime", e->options);
+    EXPECT_EQ("ext3", e->fsType);
+    EXPECT_EQ("/dev/root", e->source);
+    EXPECT_EQ("rw,errors=continue", e->superOptions);
+}
+
+TEST(Volume, MountInfoLinesOfOddFileSystems) {
+    struct Row {
+        char const* line;
+        char const* mountPoint;
+        char const* type;
+        char const* source;
+        unsigned major;
+    } rows[] = {
+        {"26 1 254:0 / / rw,relatime - ext4 /dev/vda rw", "/", "ext4", "/dev/vda", 254},
+        {"40 26 0:45 / /run/user/1000 rw - tmpfs tmpfs rw,size=100k", "/run/user/1000", "tmpfs",
+         "tmpfs", 0},
+        {"50 26 0:60 / /net/home rw - nfs4 server:/export\\040share rw,vers=4.2", "/net/home",
+         "nfs4", "server:/export share", 0},
+        {"51 26 0:61 / /var/lib/x/merged rw - overlay overlay rw,lowerdir=/a:/b",
+         "/var/lib/x/merged", "overlay", "overlay", 0},
+        {"52 26 0:62 / /home/u/remote rw,nosuid - fuse.sshfs u@host: rw,user_id=0",
+         "/home/u/remote", "fuse.sshfs", "u@host:", 0},
+        {"53 26 0:33 /@home /home rw - btrfs /dev/nvme0n1p2 rw,subvol=/@home", "/home", "btrfs",
+         "/dev/nvme0n1p2", 0},
+        {"54 26 8:17 / /media/alice/caf\\303\\251\\011tab rw - vfat /dev/sdb1 rw",
+         "/media/alice/caf\xC3\xA9\ttab", "vfat", "/dev/sdb1", 8},
+    };
+    for (auto const& row : rows) {
+        std::optional<MountEntry> e = ParseMountInfoLine(row.line);
+        ASSERT_TRUE(e) << row.line;
+        EXPECT_EQ(row.mountPoint, e->mountPoint) << row.line;
+        EXPECT_EQ(row.type, e->fsType) << row.line;
+        EXPECT_EQ(row.source, e->source) << row.line;
+        EXPECT_EQ(row.major, e->major) << row.line;
+    }
+}
+
+TEST(Volume, MalformedMountInfoLinesAreRejected) {
+    char const* bad[] = {
+        "",
+        "26 1 254:0 / / rw,relatime ext4 /dev/vda rw", // no separator
+        "26 1 254:0 / / rw - ext4",                    // no source
+        "x 1 254:0 / / rw - ext4 /dev/vda rw",         // id not a number
+        "26 1 2540 / / rw - ext4 /dev/vda rw",         // no colon in the numbers
+        "26 1 a:0 / / rw - ext4 /dev/vda rw",
+        "26 1 254:0 / / - ext4 /dev/vda rw", // separator inside the fixed fields
+    };
+    for (char const* line : bad) {
+        EXPECT_FALSE(ParseMountInfoLine(line)) << line;
+    }
+    std::vector<MountEntry> all = ParseMountInfo("garbage\n26 1 254:0 / / rw - ext4 /dev/vda rw\n\n"
+                                                 "27 26 0:5 / /proc rw - proc proc rw");
+    ASSERT_EQ(2u, all.size());
+    EXPECT_EQ("/", all[0].mountPoint);
+    EXPECT_EQ("/proc", all[1].mountPoint);
+}
+
+TEST(Volume, MountPointsHoldWholeComponentsOnly) {
+    EXPECT_TRUE(MountPointHolds("/", "/anything/at/all"));
+    EXPECT_TRUE(MountPointHolds("/a", "/a"));
+    EXPECT_TRUE(MountPointHolds("/a", "/a/b"));
+    EXPECT_FALSE(MountPointHolds("/a", "/ab"));
+    EXPECT_FALSE(MountPointHolds("/a/b", "/a"));
+    EXPECT_TRUE(MountPointHolds("/media/x/My Disk", "/media/x/My Disk/f"));
+    EXPECT_FALSE(MountPointHolds("/", "relative"));
+}
+
+TEST(Volume, LongestMountPointWinsAndDeviceBreaksTiesOfStackedMounts) {
+    std::vector<MountEntry> entries = {mountAt("/", 8, 1), mountAt("/home", 8, 2),
+                                       mountAt("/home/u/usb", 8, 17), mountAt("/homer", 8, 3)};
+    EXPECT_EQ(0u, FindMountFor(entries, "/etc/passwd", 8, 1));
+    EXPECT_EQ(1u, FindMountFor(entries, "/home/u/file", 8, 2));
+    EXPECT_EQ(2u, FindMountFor(entries, "/home/u/usb/f", 8, 17));
+    EXPECT_EQ(3u, FindMountFor(entries, "/homer", 8, 3));
+    // A device that matches no entry does not move the answer away from the longest prefix.
+    EXPECT_EQ(1u, FindMountFor(entries, "/home/u/file", 0, 99));
+
+    std::vector<MountEntry> stacked = {mountAt("/", 8, 1), mountAt("/mnt/x", 8, 17),
+                                       mountAt("/mnt/x", 0, 40)};
+    EXPECT_EQ(2u, FindMountFor(stacked, "/mnt/x/f", 0, 40));
+    EXPECT_EQ(1u, FindMountFor(stacked, "/mnt/x/f", 8, 17));
+    EXPECT_EQ(2u, FindMountFor(stacked, "/mnt/x/f", 0, 99)); // none matches: the last mount
+    EXPECT_FALSE(FindMountFor({mountAt("/a", 1, 1)}, "/b", 1, 1));
+}
+
+TEST(Volume, ParentPathFollowsTheStringClassRules) {
+    struct Row {
+        char const* in;
+        bool ok;
+        char const* parent;
+    } rows[] = {
+        {"/a/b", true, "/a"},   {"/a/b/", true, "/a"},      {"/a", true, "/"},
+        {"/", true, "/"},       {"a/b", true, "a"},         {"a", false, ""},
+        {"", false, ""},        {"a/", false, ""},          {"//", true, "/"},
+        {"/a//b", true, "/a/"}, {"/a b/c d", true, "/a b"},
+    };
+    for (Row const& row : rows) {
+        std::string parent = "unchanged";
+        EXPECT_EQ(row.ok, ParentPathText(row.in, parent)) << row.in;
+        EXPECT_EQ(row.parent, parent) << row.in;
+    }
+    EXPECT_EQ("/", LastComponentText("/"));
+    EXPECT_EQ("b", LastComponentText("/a/b/"));
+    EXPECT_EQ("My Disk", LastComponentText("/media/u/My Disk"));
+}
+
+TEST(Volume, MediaRootsAreVolumesMntAndPerUserMediaFolders) {
+    struct Row {
+        char const* folder;
+        bool root;
+    } rows[] = {
+        {"/Volumes", true},
+        {"/mnt", true},
+        {"/media/alice", true},
+        {"/run/media/bob", true},
+        {"/media", false},
+        {"/run/media", false},
+        {"/media/", false},
+        {"/media/alice/x", false},
+        {"/run/media/bob/x", false},
+        {"/Volumes/x", false},
+        {"/mnt/x", false},
+        {"/volumes", false},
+        {"/", false},
+        {"media/alice", false},
+        {"/run/media/", false},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.root, IsMediaRootFolder(row.folder)) << row.folder;
+    }
+}
+
+TEST(Volume, ClassificationKeepsOpticalThenRamThenRemovableOrder) {
+    auto facts = [](char const* disk) {
+        BlockDeviceFacts f;
+        f.inSysfs = true;
+        f.disk = disk;
+        return f;
+    };
+    BlockDeviceFacts opticalUsb = facts("sr1");
+    opticalUsb.onUsb = true;
+    opticalUsb.mediaRemovable = true;
+    EXPECT_EQ(DriveKind::Optical, ClassifyBlockDevice(opticalUsb));
+    BlockDeviceFacts scsiRom = facts("sdx");
+    scsiRom.deviceType = "5";
+    EXPECT_EQ(DriveKind::Optical, ClassifyBlockDevice(scsiRom));
+    BlockDeviceFacts udevCd = facts("vdb");
+    udevCd.udevCdrom = true;
+    EXPECT_EQ(DriveKind::Optical, ClassifyBlockDevice(udevCd));
+
+    BlockDeviceFacts ramRemovable = facts("ram0");
+    ramRemovable.mediaRemovable = true; // RAM is decided before removable
+    EXPECT_EQ(DriveKind::Ram, ClassifyBlockDevice(ramRemovable));
+    EXPECT_EQ(DriveKind::Ram, ClassifyBlockDevice(facts("zram3")));
+
+    BlockDeviceFacts media = facts("sdb");
+    media.mediaRemovable = true;
+    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(media));
+    BlockDeviceFacts port = facts("sdb");
+    port.deviceRemovable = true;
+    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(port));
+    BlockDeviceFacts usb = facts("sdb");
+    usb.onUsb = true;
+    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(usb));
+    BlockDeviceFacts sd = facts("mmcblk0");
+    sd.deviceType = "SD";
+    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(sd));
+    BlockDeviceFacts emmc = facts("mmcblk1");
+    emmc.deviceType = "MMC";
+    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(emmc));
+    BlockDeviceFacts image = facts("loop0");
+    image.loop = true;
+    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(image));
+
+    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(facts("nvme0n1")));
+    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(facts("loop1"))); // no backing file
+    BlockDeviceFacts unknown;                                         // not in sysfs
+    unknown.disk = "sr0";
+    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(unknown));
+}
+
+TEST(Volume, MemoryFileSystemsAreRamAndDevicelessVolumesHaveNoDevice) {
+    EXPECT_EQ(DriveKind::Ram, ClassifyVolume("tmpfs", nullptr));
+    EXPECT_EQ(DriveKind::Ram, ClassifyVolume("ramfs", nullptr));
+    EXPECT_EQ(DriveKind::Ram, ClassifyVolume("devtmpfs", nullptr));
+    for (char const* type : {"nfs4", "cifs", "overlay", "fuse.sshfs", "proc", "sysfs"}) {
+        EXPECT_EQ(DriveKind::NoDevice, ClassifyVolume(type, nullptr)) << type;
+    }
+    BlockDeviceFacts disk;
+    disk.inSysfs = true;
+    disk.disk = "sda";
+    EXPECT_EQ(DriveKind::Fixed, ClassifyVolume("ext4", &disk));
+    EXPECT_STREQ("RAM", DriveKindName(DriveKind::Ram));
+    EXPECT_STREQ("no device", DriveKindName(DriveKind::NoDevice));
+}
+
+// ---- the service over a fake tree ----
+
+// One fake machine serves the whole suite: building it costs a few hundred file operations.
+class VolumeFakeTree : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { shared = new fakes::FakeMachine; }
+    static void TearDownTestSuite() {
+        delete shared;
+        shared = nullptr;
+    }
+
+    static inline fakes::FakeMachine* shared = nullptr;
+    fakes::FakeMachine& machine = *shared;
+    VolumeService service{machine.tree.Kernel()};
+
+    MountEntry mountOf(std::string const& path) {
+        std::optional<MountEntry> m = service.MountFor(path);
+        EXPECT_TRUE(m) << path;
+        return m ? *m : MountEntry{};
+    }
+    DriveKind kindOf(std::string const& mountPoint) {
+        return service.Classify(mountOf(mountPoint + "/"));
+    }
+};
+
+TEST_F(VolumeFakeTree, EveryKindOfVolumeIsClassified) {
+    EXPECT_EQ(DriveKind::Optical, kindOf(machine.optical));
+    EXPECT_EQ(DriveKind::Ram, kindOf(machine.ramDisk));
+    EXPECT_EQ(DriveKind::Ram, kindOf(machine.zram));
+    EXPECT_EQ(DriveKind::Ram, kindOf(machine.tmpfs));
+    EXPECT_EQ(DriveKind::Removable, kindOf(machine.usb));
+    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.nvme));
+    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.mapper));
+    EXPECT_EQ(DriveKind::Removable, kindOf(machine.mapperUsb));
+    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.raid));
+    EXPECT_EQ(DriveKind::Removable, kindOf(machine.loop));
+    EXPECT_EQ(DriveKind::NoDevice, kindOf(machine.nfs));
+    EXPECT_EQ(DriveKind::NoDevice, kindOf(machine.overlay));
+    EXPECT_EQ(DriveKind::Removable, kindOf(machine.sdCard));
+    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.orphan));
+}
+
+TEST_F(VolumeFakeTree, DevicesAreWalkedFromPartitionToWholeDisk) {
+    BlockDeviceFacts usb = *service.DeviceOf(mountOf(machine.usb));
+    EXPECT_EQ("sdb1", usb.name);
+    EXPECT_EQ("sdb", usb.disk);
+    EXPECT_EQ((std::vector<std::string>{"sdb1", "sdb"}), usb.chain);
+    EXPECT_FALSE(usb.mediaRemovable);
+    EXPECT_TRUE(usb.deviceRemovable);
+    EXPECT_TRUE(usb.onUsb);
+
+    BlockDeviceFacts mapper = *service.DeviceOf(mountOf(machine.mapper));
+    EXPECT_EQ("dm-0", mapper.name);
+    EXPECT_EQ("nvme0n1", mapper.disk);
+    EXPECT_EQ((std::vector<std::string>{"dm-0", "nvme0n1p3", "nvme0n1"}), mapper.chain);
+
+    BlockDeviceFacts secret = *service.DeviceOf(mountOf(machine.mapperUsb));
+    EXPECT_EQ((std::vector<std::string>{"dm-1", "sdc1", "sdc"}), secret.chain);
+    EXPECT_TRUE(secret.mediaRemovable);
+
+    // md0 lists sdd1 and sda1; the first by name decides.
+    BlockDeviceFacts raid = *service.DeviceOf(mountOf(machine.raid));
+    EXPECT_EQ((std::vector<std::string>{"md0", "sda1", "sda"}), raid.chain);
+
+    BlockDeviceFacts loop = *service.DeviceOf(mountOf(machine.loop));
+    EXPECT_TRUE(loop.loop);
+    EXPECT_EQ("/home/alice/disk.img", loop.loopBackingFile);
+
+    BlockDeviceFacts cd = *service.DeviceOf(mountOf(machine.optical));
+    EXPECT_EQ("5", cd.deviceType);
+    EXPECT_TRUE(cd.mediaRemovable);
+
+    EXPECT_FALSE(service.DeviceOf(mountOf(machine.nfs)));
+    EXPECT_FALSE(service.DeviceOf(mountOf(machine.tmpfs)));
+    BlockDeviceFacts orphan = *service.DeviceOf(mountOf(machine.orphan));
+    EXPECT_FALSE(orphan.inSysfs);
+    EXPECT_EQ("vdz1", orphan.name);
+}
+
+TEST_F(VolumeFakeTree, AnonymousDeviceNumbersFallBackToTheSourceAndSourcesToTheNumbers) {
+    MountEntry btrfs;
+    btrfs.mountPoint = "/home";
+    btrfs.fsType = "btrfs";
+    btrfs.source = "/dev/nvme0n1p3"; // btrfs reports 0:NN, the source names the partition
+    std::optional<BlockDeviceFacts> viaSource = service.DeviceOf(btrfs);
+    ASSERT_TRUE(viaSource);
+    EXPECT_EQ("nvme0n1", viaSource->disk);
+
+    MountEntry rootAlias;
+    rootAlias.mountPoint = "/";
+    rootAlias.fsType = "ext4";
+    rootAlias.source = "/dev/root"; // no such node: the numbers find the device
+    rootAlias.major = 259;
+    rootAlias.minor = 2;
+    std::optional<BlockDeviceFacts> viaNumbers = service.DeviceOf(rootAlias);
+    ASSERT_TRUE(viaNumbers);
+    EXPECT_EQ("nvme0n1p2", viaNumbers->name);
+}
+
+TEST_F(VolumeFakeTree, MountPointWithABlankAndPathsBelowItResolve) {
+    std::string inside = machine.tree.Folder("media/alice/USB Stick/photos/2024");
+    MountEntry m = mountOf(inside);
+    EXPECT_EQ(machine.usb, m.mountPoint);
+    EXPECT_EQ("vfat", m.fsType);
+    EXPECT_TRUE(service.IsMountPoint(machine.usb));
+    EXPECT_TRUE(service.IsMountPoint(machine.usb + "/"));
+    EXPECT_FALSE(service.IsMountPoint(inside));
+    EXPECT_TRUE(service.IsMountPoint("/"));
+}
+
+TEST_F(VolumeFakeTree, LabelsComeFromByLabelThenUdevThenTheMountPointName) {
+    EXPECT_EQ("My Disc", service.LabelOf(mountOf(machine.optical)));
+    EXPECT_EQ("USB Stick", service.LabelOf(mountOf(machine.usb)));
+    // The udev database's encoded label wins over its "safe" form.
+    EXPECT_EQ("data & more\\x", service.LabelOf(mountOf(machine.nvme)));
+    EXPECT_EQ("home", service.LabelOf(mountOf(machine.nfs)));
+    EXPECT_EQ("1000", service.LabelOf(mountOf(machine.tmpfs)));
+    EXPECT_EQ("zram", service.LabelOf(mountOf(machine.zram)));
+}
+
+TEST_F(VolumeFakeTree, MissingMountTableGivesNoVolumes) {
+    VolumeService empty(machine.tree.Kernel() + "/nothing-here");
+    EXPECT_TRUE(empty.MountedVolumes().empty());
+    EXPECT_FALSE(empty.MountFor(machine.usb));
+    EXPECT_FALSE(empty.IsMountPoint("/"));
+    EXPECT_EQ(15u, service.MountedVolumes().size());
+}
+
+// ---- the running system ----
+
+TEST(Volume, RunningSystemHasARootMountWithSizes) {
+    VolumeService real;
+    std::optional<MountEntry> root = real.MountFor("/");
+    ASSERT_TRUE(root);
+    EXPECT_EQ("/", root->mountPoint);
+    EXPECT_TRUE(real.IsMountPoint("/"));
+    VolumeSizes sizes = VolumeService::SizesOf("/");
+    ASSERT_TRUE(sizes.ok);
+    EXPECT_GT(sizes.total, 0u);
+    EXPECT_LE(sizes.free, sizes.total);
+    EXPECT_FALSE(VolumeService::SizesOf("/no/such/varn/path").ok);
+    EXPECT_EQ("/proc", real.MountFor("/proc/self")->mountPoint);
+}
