@@ -58,19 +58,16 @@ bool CUDriveInfo::Init(CUStringMac* path) {
     }
     std::string text = utf8(*path);
     if (!vp::VolumeService::PathExists(text)) {
-        // The parent is taken on the text, as the string class's PathRemoveLastComponent
-        // takes it; ParentPathText follows the same rules.
-        std::string parent;
-        if (!vp::ParentPathText(text, parent)) {
+        CUStringMac parentPath;
+        if (CUStatusFailed(path->PathRemoveLastComponent(parentPath))) {
             throw static_cast<unsigned int>(CUError_NotReady);
         }
-        if (vp::IsMediaRootFolder(parent)) {
+        if (vp::IsMediaRootFolder(utf8(parentPath))) {
             // A would-be mount point: the name is the path as given, the type stays.
             m_drivePath = *path;
             m_name = *path;
             return true;
         }
-        CUStringMac parentPath = makeString(parent);
         if (!Init(&parentPath)) {
             throw static_cast<unsigned int>(CUError_NotReady);
         }

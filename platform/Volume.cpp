@@ -242,24 +242,6 @@ std::optional<std::size_t> FindMountFor(std::vector<MountEntry> const& entries,
 
 // ---- path text ----
 
-bool ParentPathText(std::string_view path, std::string& parent) {
-    std::string_view work = path;
-    if (!work.empty() && work.back() == '/') {
-        if (work.size() == 1) {
-            parent = "/";
-            return true;
-        }
-        work.remove_suffix(1);
-    }
-    std::size_t slash = work.rfind('/');
-    if (slash == std::string_view::npos) {
-        parent.clear();
-        return false;
-    }
-    parent = std::string(work.substr(0, std::max<std::size_t>(slash, 1)));
-    return true;
-}
-
 std::string LastComponentText(std::string_view path) {
     std::string trimmed = withoutTrailingSeparators(path);
     if (trimmed == "/") {

@@ -64,12 +64,7 @@ bool MountPointHolds(std::string_view mountPoint, std::string_view path);
 std::optional<std::size_t> FindMountFor(std::vector<MountEntry> const& entries,
                                         std::string_view path, unsigned major, unsigned minor);
 
-// ---- path text (stand-ins for the string class's path operations) ----
-
-/// The parent of a path as the string class's PathRemoveLastComponent gives it: "/a/b" and
-/// "/a/b/" give "/a", "/a" and "/" give "/". False (and `parent` empty) when the text has no
-/// separator.
-bool ParentPathText(std::string_view path, std::string& parent);
+// ---- path text ----
 
 /// The last component of a path, trailing separators ignored; "/" for the root.
 std::string LastComponentText(std::string_view path);

@@ -159,22 +159,7 @@ TEST(Volume, LongestMountPointWinsAndDeviceBreaksTiesOfStackedMounts) {
     EXPECT_FALSE(FindMountFor({mountAt("/a", 1, 1)}, "/b", 1, 1));
 }
 
-TEST(Volume, ParentPathFollowsTheStringClassRules) {
-    struct Row {
-        char const* in;
-        bool ok;
-        char const* parent;
-    } rows[] = {
-        {"/a/b", true, "/a"},   {"/a/b/", true, "/a"},      {"/a", true, "/"},
-        {"/", true, "/"},       {"a/b", true, "a"},         {"a", false, ""},
-        {"", false, ""},        {"a/", false, ""},          {"//", true, "/"},
-        {"/a//b", true, "/a/"}, {"/a b/c d", true, "/a b"},
-    };
-    for (Row const& row : rows) {
-        std::string parent = "unchanged";
-        EXPECT_EQ(row.ok, ParentPathText(row.in, parent)) << row.in;
-        EXPECT_EQ(row.parent, parent) << row.in;
-    }
+TEST(Volume, LastComponentIgnoresTrailingSeparators) {
     EXPECT_EQ("/", LastComponentText("/"));
     EXPECT_EQ("b", LastComponentText("/a/b/"));
     EXPECT_EQ("My Disk", LastComponentText("/media/u/My Disk"));
