@@ -8,9 +8,16 @@
 namespace varnutil {
 namespace {
 
+// Appends in place: GCC's -Wrestrict misfires on "literal" + std::string temporaries.
+std::string quote(char const* text) {
+    std::string result(1, '"');
+    result.append(text).push_back('"');
+    return result;
+}
+
 std::string quoted(CUStringMac& s) {
     char const* text = s;
-    return text != nullptr ? "\"" + std::string(text) + "\"" : "(null text)";
+    return text != nullptr ? quote(text) : "(null text)";
 }
 
 std::string yesNo(bool b) {
@@ -50,7 +57,7 @@ void strings(std::ostream& out) {
     char small[8];
     size = sizeof small;
     word.GetString(small, CUString_CharCode_UTF8, size);
-    Show(out, "GetString into 8 bytes (cut)", ("\"" + std::string(small) + "\"").c_str());
+    Show(out, "GetString into 8 bytes (cut)", quote(small).c_str());
 }
 
 void comparison(std::ostream& out) {
