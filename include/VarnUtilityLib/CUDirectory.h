@@ -1,9 +1,11 @@
 // CUDirectory.h — operations on folders by path.
 //
 // All members are static; a CUDirectory holds nothing. Paths are absolute or relative to the
-// working directory; symbolic links are followed. Nothing here throws.
+// working directory. Exists never throws; the others make a temporary CUDirectoryInfo on the
+// path (so a null path throws 2 and an empty one 1) and throw or return what it does.
 #pragma once
 
+#include <VarnUtilityLib/CUDirectoryInfo.h>
 #include <VarnUtilityLib/CUObject.h>
 
 class CU_EXPORT CUDirectory : public CUObject {
@@ -12,4 +14,24 @@ class CU_EXPORT CUDirectory : public CUObject {
     /// pointer, a missing object, a file or a path that cannot be resolved.
     static bool Exists(CUStringMac* path);
     static bool Exists(CUSharedPtr<CUStringMac> path);
+
+    /// CUDirectoryInfo::Create on the path; returns the entry.
+    static CUSharedPtr<CUDirectoryInfo> CreateDirectory(CUSharedPtr<CUStringMac> path);
+    static CUSharedPtr<CUDirectoryInfo> CreateDirectory(CUStringMac* path);
+    /// CUDirectoryInfo::Delete() on the path.
+    static void Delete(CUSharedPtr<CUStringMac> path);
+    static void Delete(CUStringMac* path);
+    /// CUDirectoryInfo::Delete(recursive) on the path.
+    static void Delete(CUSharedPtr<CUStringMac> path, bool recursive);
+    static void Delete(CUStringMac* path, bool recursive);
+    /// CUDirectoryInfo::Recycle on the path.
+    static void Recycle(CUSharedPtr<CUStringMac> path);
+    /// CUFileSysytemInfo::Rename on the path.
+    static void Rename(CUSharedPtr<CUStringMac> path, CUSharedPtr<CUStringMac> newName);
+    /// CUDirectoryInfo::GetDirectories on the path.
+    static CUSharedPtr<CUArray> GetDirectories(CUSharedPtr<CUStringMac> path);
+    static CUSharedPtr<CUArray> GetDirectories(CUStringMac* path);
+    /// CUDirectoryInfo::GetFiles on the path.
+    static CUSharedPtr<CUArray> GetFiles(CUSharedPtr<CUStringMac> path);
+    static CUSharedPtr<CUArray> GetFiles(CUStringMac* path);
 };

@@ -1,9 +1,11 @@
 // CUFile.h — operations on files by path.
 //
 // All members are static; a CUFile holds nothing. Paths are absolute or relative to the
-// working directory; symbolic links are followed. Nothing here throws.
+// working directory. Exists never throws; the others make a temporary CUFileInfo on the path
+// (so a null path throws 2 and an empty one 1) and throw or return what it does.
 #pragma once
 
+#include <VarnUtilityLib/CUFileInfo.h>
 #include <VarnUtilityLib/CUObject.h>
 
 class CU_EXPORT CUFile : public CUObject {
@@ -13,4 +15,20 @@ class CU_EXPORT CUFile : public CUObject {
     /// be resolved.
     static bool Exists(CUStringMac* path);
     static bool Exists(CUSharedPtr<CUStringMac> path);
+
+    /// CUFileInfo::Delete on the path.
+    static void Delete(CUStringMac& path);
+    static void Delete(CUSharedPtr<CUStringMac> path);
+    /// CUFileSysytemInfo::Rename on the path.
+    static void Rename(CUSharedPtr<CUStringMac> path, CUSharedPtr<CUStringMac> newName);
+    /// CUFileInfo::CopyFile: 0, 0x10001 or 0x10003.
+    static unsigned int Copy(CUSharedPtr<CUStringMac> source, CUSharedPtr<CUStringMac> dest);
+    /// CUFileInfo::CopyWithProgress.
+    static unsigned int CopyWithProgress(CUSharedPtr<CUStringMac> source,
+                                         CUSharedPtr<CUStringMac> dest, _CopyProgress_Info* info,
+                                         bool overwrite);
+    /// CUFileInfo::MoveWithProgress.
+    static unsigned int MoveWithProgress(CUSharedPtr<CUStringMac> source,
+                                         CUSharedPtr<CUStringMac> dest, _CopyProgress_Info* info,
+                                         bool overwrite);
 };

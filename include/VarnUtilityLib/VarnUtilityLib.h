@@ -8,13 +8,16 @@
 #include <VarnUtilityLib/CUDateTime.h>
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUDirectory.h>
+#include <VarnUtilityLib/CUDirectoryInfo.h>
 #include <VarnUtilityLib/CUDriveInfo.h>
 #include <VarnUtilityLib/CUEnvironment.h>
 #include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CUEventWaitHandle.h>
 #include <VarnUtilityLib/CUExport.h>
 #include <VarnUtilityLib/CUFile.h>
+#include <VarnUtilityLib/CUFileInfo.h>
 #include <VarnUtilityLib/CUFileStream.h>
+#include <VarnUtilityLib/CUFileSysytemInfo.h>
 #include <VarnUtilityLib/CUIdentifierGenerator.h>
 #include <VarnUtilityLib/CUIndexSet.h>
 #include <VarnUtilityLib/CULockAbstract.h>

@@ -1,0 +1,184 @@
+// CUDirectoryInfo.cpp — folder entries: creation with ancestors, deletion, listing, the trash.
+#include "filesystem/FileNames.h"
+
+#include <VarnUtilityLib/CUDirectory.h>
+#include <VarnUtilityLib/CUDirectoryInfo.h>
+#include <VarnUtilityLib/CUError.h>
+#include <VarnUtilityLib/CUFileInfo.h>
+#include <VarnUtilityLib/CUMutableArray.h>
+
+#include "platform/FileOperation.h"
+#include "platform/FileSystem.h"
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+namespace vp = varn::platform;
+
+namespace {
+
+constexpr double kRecycleStep = 0.5;
+
+} // namespace
+
+CUDirectoryInfo::CUDirectoryInfo(CUStringMac& path) : CUFileSysytemInfo(path) {}
+
+CUDirectoryInfo::CUDirectoryInfo(CUSharedPtr<CUStringMac> path) : CUFileSysytemInfo(path) {}
+
+CUDirectoryInfo::~CUDirectoryInfo() = default;
+
+bool CUDirectoryInfo::CreateDirectory(CUSharedPtr<CUStringMac> path) {
+    try {
+        if (!path) {
+            return false;
+        }
+        if (CUDirectory::Exists(path)) {
+            return true;
+        }
+        CUStringMac parent;
+        CUSharedPtr<CUStringMac> name(new CUStringMac());
+        if (path->PathRemoveLastComponent(parent) != kCUStatusSuccess ||
+            path->PathGetFileName(*name) != kCUStatusSuccess) {
+            return false;
+        }
+        if (!CUDirectory::Exists(&parent)) {
+            return false;
+        }
+        std::string fileName;
+        if (!cu_files::PosixFileName(name, fileName)) {
+            return false;
+        }
+        std::string target = cu_files::Utf8(parent);
+        target += target.back() == '/' ? "" : "/";
+        target += fileName;
+        return vp::MakeDirectory(target.c_str()) == 0;
+    } catch (...) {
+        return false;
+    }
+}
+
+void CUDirectoryInfo::Create() {
+    if (CUDirectory::Exists(&m_fullName)) {
+        return;
+    }
+    std::vector<CUSharedPtr<CUStringMac>> missing{
+        CUSharedPtr<CUStringMac>(new CUStringMac(m_fullName))};
+    for (;;) {
+        CUSharedPtr<CUStringMac> parent(new CUStringMac());
+        if (missing.back()->PathRemoveLastComponent(*parent) != kCUStatusSuccess ||
+            CUDirectory::Exists(parent)) {
+            break;
+        }
+        if (*parent == *missing.back()) {
+            break; // "/" is its own parent; it exists on any running system
+        }
+        missing.push_back(parent);
+    }
+    for (auto level = missing.rbegin(); level != missing.rend(); ++level) {
+        if (!CreateDirectory(*level)) {
+            throw static_cast<unsigned int>(CUError_PlatformFailure);
+        }
+    }
+}
+
+void CUDirectoryInfo::Delete() {
+    if (!CUDirectory::Exists(&m_fullName)) {
+        throw static_cast<unsigned int>(CUError_DirectoryNotFound);
+    }
+    if (vp::RemoveDirectory(cu_files::Utf8(m_fullName).c_str()) != 0) {
+        throw static_cast<unsigned int>(CUError_PlatformFailure);
+    }
+}
+
+void CUDirectoryInfo::Delete(bool recursive) {
+    // A link to a folder is not descended into: its target lies outside this tree, and
+    // Delete() refuses the link itself with 4.
+    if (!recursive || vp::IsSymbolicLink(cu_files::Utf8(m_fullName).c_str())) {
+        Delete();
+        return;
+    }
+    DeleteSubObjects(GetDirectories(), true);
+    DeleteSubObjects(GetFiles(), false);
+    Delete();
+}
+
+void CUDirectoryInfo::DeleteSubObjects(CUSharedPtr<CUArray> items, bool areDirectories) {
+    if (!items) {
+        return;
+    }
+    for (unsigned long i = 0, n = items->Count(); i < n; ++i) {
+        CUSharedPtr<CUObject> item = items->ObjectAtIndex(i);
+        if (areDirectories) {
+            CUSharedPtr<CUDirectoryInfo> folder = item;
+            if (folder) {
+                folder->Delete(true);
+            }
+        } else {
+            CUSharedPtr<CUFileInfo> file = item;
+            if (file) {
+                file->Delete();
+            }
+        }
+    }
+}
+
+CUSharedPtr<CUArray> CUDirectoryInfo::GetDirectories() {
+    return GetObjects(true);
+}
+
+CUSharedPtr<CUArray> CUDirectoryInfo::GetFiles() {
+    return GetObjects(false);
+}
+
+CUSharedPtr<CUArray> CUDirectoryInfo::GetObjects(bool directories) {
+    CUSharedPtr<CUMutableArray> result(new CUMutableArray());
+    std::string folder = cu_files::Utf8(m_fullName);
+    // The folder itself may be reached through a link (a path the caller chose); what lies
+    // inside it is never followed.
+    if (!CUDirectory::Exists(&m_fullName)) {
+        throw static_cast<unsigned int>(CUError_PlatformFailure);
+    }
+    std::vector<vp::DirectoryEntry> entries;
+    if (vp::ListDirectory(folder.c_str(), &entries) != 0) {
+        return result;
+    }
+    for (vp::DirectoryEntry const& entry : entries) {
+        if (entry.isDirectory != directories) {
+            continue;
+        }
+        CUStringMac name(entry.name.c_str(), CUString_CharCode_UTF8);
+        CUStringMac path;
+        if (name.GetCFStringRef() == nullptr ||
+            m_fullName.PathAppend(name, path) != kCUStatusSuccess) {
+            continue; // a name that is not UTF-8 has no text to make a path of
+        }
+        if (directories) {
+            result->AddObject(CUSharedPtr<CUObject>(new CUDirectoryInfo(path)));
+        } else {
+            result->AddObject(CUSharedPtr<CUObject>(new CUFileInfo(path)));
+        }
+    }
+    return result;
+}
+
+void CUDirectoryInfo::Recycle() {
+    vp::CurrentRunLoop runLoop;
+    vp::TrashResult result;
+    result.done = true;
+    unsigned int code = 0;
+    if (CUDirectory::Exists(&m_fullName)) {
+        vp::MoveToTrashAsync(cu_files::Utf8(m_fullName).c_str(), &result);
+        while (!result.done) {
+            runLoop.RunOnce(kRecycleStep);
+        }
+        if (result.error != 0 && result.error != ECANCELED) {
+            code = CUError_PlatformFailure;
+        }
+    } else {
+        code = CUError_DirectoryNotFound;
+    }
+    if (code != 0) {
+        throw code;
+    }
+}

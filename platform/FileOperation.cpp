@@ -1,0 +1,288 @@
+// FileOperation.cpp — run loops over GLib main contexts, the copy/move worker, the trash.
+#include "platform/FileOperation.h"
+
+#include "platform/FileSystem.h"
+
+#include <fcntl.h>
+#include <gio/gio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+namespace varn::platform {
+
+namespace {
+
+gboolean markTimedOut(gpointer flag) {
+    *static_cast<bool*>(flag) = true;
+    return G_SOURCE_REMOVE;
+}
+
+} // namespace
+
+CurrentRunLoop::CurrentRunLoop() : m_context(g_main_context_get_thread_default()), m_pushed(false) {
+    if (m_context != nullptr) {
+        g_main_context_ref(static_cast<GMainContext*>(m_context));
+        return;
+    }
+    m_context = g_main_context_new();
+    g_main_context_push_thread_default(static_cast<GMainContext*>(m_context));
+    m_pushed = true;
+}
+
+CurrentRunLoop::~CurrentRunLoop() {
+    auto* context = static_cast<GMainContext*>(m_context);
+    if (m_pushed) {
+        g_main_context_pop_thread_default(context);
+    }
+    // Reports still queued are freed with a private context.
+    g_main_context_unref(context);
+}
+
+void CurrentRunLoop::RunOnce(double seconds) {
+    auto* context = static_cast<GMainContext*>(m_context);
+    auto milliseconds = static_cast<guint>(seconds > 0 ? seconds * 1000.0 : 0.0);
+    if (!g_main_context_acquire(context)) {
+        // Another thread is running this context; its sources are not ours to dispatch.
+        g_usleep(static_cast<gulong>(milliseconds) * 1000);
+        return;
+    }
+    bool timedOut = false;
+    GSource* timeout = g_timeout_source_new(milliseconds);
+    g_source_set_callback(timeout, markTimedOut, &timedOut, nullptr);
+    g_source_attach(timeout, context);
+    g_main_context_iteration(context, TRUE);
+    g_source_destroy(timeout);
+    g_source_unref(timeout);
+    g_main_context_release(context);
+}
+
+// ---- copy and move ----
+
+struct FileOperation::State {
+    GMainContext* context = nullptr;
+    // Touched only on the scheduled thread: the callback target and whether it may be called.
+    bool scheduled = false;
+    FileOperation* operation = nullptr;
+    FileOperationCallback callback = nullptr;
+    void* info = nullptr;
+    // Shared with the worker.
+    std::atomic<bool> cancelled{false};
+    std::thread worker;
+
+    ~State() {
+        if (context != nullptr) {
+            g_main_context_unref(context);
+        }
+    }
+};
+
+namespace {
+
+struct Report {
+    std::shared_ptr<FileOperation::State> state;
+    FileOperationStatus status;
+};
+
+gboolean deliverReport(gpointer data) {
+    auto* report = static_cast<Report*>(data);
+    FileOperation::State& state = *report->state;
+    if (state.scheduled && !state.cancelled.load() && state.callback != nullptr) {
+        state.callback(state.operation, &report->status, state.info);
+    }
+    return G_SOURCE_REMOVE;
+}
+
+void freeReport(gpointer data) {
+    delete static_cast<Report*>(data);
+}
+
+void post(std::shared_ptr<FileOperation::State> const& state, FileOperationStatus status) {
+    GSource* source = g_idle_source_new();
+    g_source_set_callback(source, deliverReport, new Report{state, status}, freeReport);
+    g_source_attach(source, state->context);
+    g_source_unref(source);
+}
+
+using Clock = std::chrono::steady_clock;
+
+struct CopyJob {
+    std::shared_ptr<FileOperation::State> state;
+    std::uint64_t total = 0;
+    std::chrono::duration<double> interval{0.1};
+    Clock::time_point lastReport{};
+};
+
+bool onChunk(std::uint64_t done, void* context) {
+    auto* job = static_cast<CopyJob*>(context);
+    if (job->state->cancelled.load()) {
+        return false;
+    }
+    Clock::time_point now = Clock::now();
+    if (now - job->lastReport >= job->interval) {
+        job->lastReport = now;
+        post(job->state, {job->total, done, FileOperationStage::Running, 0});
+    }
+    return true;
+}
+
+// Copies source to destination; the destination is removed again on failure or cancellation.
+int copyWithReports(CopyJob& job, std::string const& source, std::string const& destination,
+                    bool overwrite) {
+    int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) {
+        return errno;
+    }
+    struct stat from {};
+    if (::fstat(in, &from) != 0 || !S_ISREG(from.st_mode)) {
+        int error = S_ISDIR(from.st_mode) ? EISDIR : errno;
+        ::close(in);
+        return error;
+    }
+    struct stat to {};
+    if (::stat(destination.c_str(), &to) == 0 && to.st_dev == from.st_dev &&
+        to.st_ino == from.st_ino) {
+        ::close(in); // truncating the destination would destroy the source
+        return EINVAL;
+    }
+    int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (overwrite ? O_TRUNC : O_EXCL);
+    int out = ::open(destination.c_str(), flags, from.st_mode & 07777);
+    if (out < 0) {
+        int error = errno;
+        ::close(in);
+        return error;
+    }
+    job.total = static_cast<std::uint64_t>(from.st_size);
+    job.lastReport = Clock::now();
+    post(job.state, {job.total, 0, FileOperationStage::Running, 0});
+    int error = CopyFileData(in, out, job.total, onChunk, &job);
+    if (error == 0 && ::fchmod(out, from.st_mode & 07777) != 0) {
+        error = errno;
+    }
+    if (::close(out) != 0 && error == 0) {
+        error = errno;
+    }
+    ::close(in);
+    if (error != 0) {
+        ::unlink(destination.c_str());
+    }
+    return error;
+}
+
+void runOperation(std::shared_ptr<FileOperation::State> state, bool isCopy, std::string source,
+                  std::string destination, bool overwrite, double interval) {
+    CopyJob job{state};
+    job.interval = std::chrono::duration<double>(interval);
+    int error = 0;
+    if (!isCopy && SameFileSystem(source.c_str(), destination.c_str())) {
+        job.total = RegularFileSize(source.c_str());
+        error = overwrite ? (::rename(source.c_str(), destination.c_str()) == 0 ? 0 : errno)
+                          : RenameNoReplace(source.c_str(), destination.c_str());
+    } else {
+        error = copyWithReports(job, source, destination, overwrite);
+        if (error == 0 && !isCopy && ::unlink(source.c_str()) != 0) {
+            error = errno; // both names now exist; the caller is told the move failed
+        }
+    }
+    if (error == ECANCELED) {
+        return; // the cancelling callback has already ended the wait
+    }
+    std::uint64_t completed = error == 0 ? job.total : 0;
+    post(state, {job.total, completed, FileOperationStage::Complete, error});
+}
+
+} // namespace
+
+FileOperation::FileOperation() : m_state(std::make_shared<State>()) {}
+
+std::unique_ptr<FileOperation> FileOperation::Create() noexcept {
+    try {
+        return std::unique_ptr<FileOperation>(new FileOperation());
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+FileOperation::~FileOperation() {
+    m_state->cancelled.store(true);
+    m_state->scheduled = false;
+    if (m_state->worker.joinable()) {
+        m_state->worker.join();
+    }
+}
+
+bool FileOperation::ScheduleWithCurrentRunLoop() noexcept {
+    if (m_state->context != nullptr) {
+        return false;
+    }
+    m_state->context = g_main_context_ref_thread_default();
+    m_state->scheduled = true;
+    return true;
+}
+
+void FileOperation::Unschedule() noexcept {
+    m_state->scheduled = false;
+}
+
+bool FileOperation::Start(bool isCopy, std::string const& source, std::string const& folder,
+                          std::string const& name, bool overwrite, FileOperationCallback callback,
+                          void* info, double interval) {
+    if (!m_state->scheduled || m_state->worker.joinable() || source.empty() || folder.empty() ||
+        name.empty()) {
+        return false;
+    }
+    m_state->operation = this;
+    m_state->callback = callback;
+    m_state->info = info;
+    std::string destination = folder.back() == '/' ? folder + name : folder + "/" + name;
+    try {
+        m_state->worker =
+            std::thread(runOperation, m_state, isCopy, source, destination, overwrite, interval);
+    } catch (...) {
+        return false;
+    }
+    return true;
+}
+
+void FileOperation::Cancel() noexcept {
+    m_state->cancelled.store(true);
+}
+
+// ---- trash ----
+
+namespace {
+
+void trashFinished(GObject* object, GAsyncResult* asyncResult, gpointer data) {
+    auto* result = static_cast<TrashResult*>(data);
+    GError* error = nullptr;
+    if (!g_file_trash_finish(G_FILE(object), asyncResult, &error)) {
+        if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) {
+            result->error = ECANCELED;
+        } else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_FOUND)) {
+            result->error = ENOENT;
+        } else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_SUPPORTED)) {
+            result->error = ENOTSUP;
+        } else {
+            result->error = EIO;
+        }
+        g_error_free(error);
+    }
+    result->done = true;
+}
+
+} // namespace
+
+void MoveToTrashAsync(char const* path, TrashResult* result) {
+    result->done = false;
+    result->error = 0;
+    // The completion is delivered to the thread-default context current at this call.
+    GFile* file = g_file_new_for_path(path);
+    g_file_trash_async(file, G_PRIORITY_DEFAULT, nullptr, trashFinished, result);
+    g_object_unref(file);
+}
+
+} // namespace varn::platform

@@ -1,0 +1,68 @@
+// FileSystem.h — folders and whole files by path: kinds without following links, creation,
+// deletion, renaming, listing, sizes and a plain exclusive copy.
+//
+// Paths are UTF-8 text. Results are values: 0 or a positive errno value, never exceptions.
+// Symbolic links are never followed out of the folder they sit in: listings report a link as a
+// non-folder entry and deletion removes the link itself.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace varn::platform {
+
+/// True when `path` names an entry of any kind, a dangling link included (lstat).
+bool EntryExists(char const* path) noexcept;
+
+/// True when `path` is a link itself (lstat), whatever it points at.
+bool IsSymbolicLink(char const* path) noexcept;
+
+/// True when `path` names a real folder, not a link to one (lstat).
+bool IsRealDirectory(char const* path) noexcept;
+
+/// The size of the regular file `path` names (links followed); 0 for anything else and on
+/// failure.
+std::uint64_t RegularFileSize(char const* path) noexcept;
+
+/// mkdir(path, 0777); 0 or errno.
+int MakeDirectory(char const* path) noexcept;
+
+/// rmdir(path); 0 or errno.
+int RemoveDirectory(char const* path) noexcept;
+
+/// unlink(path): removes a file or a link (never what the link points at); 0 or errno.
+int RemoveFile(char const* path) noexcept;
+
+/// Renames `from` to `to` without replacing an existing `to`; 0 or errno (EEXIST when taken).
+int RenameNoReplace(char const* from, char const* to) noexcept;
+
+/// One entry of a folder listing.
+struct DirectoryEntry {
+    std::string name; ///< the name within the folder (bytes as stored)
+    bool isDirectory; ///< a real folder; links, even to folders, are not
+};
+
+/// The immediate children of `folder` in the order the system yields them ("." and ".."
+/// left out) into *entries. 0, or the errno value of opening the folder; entries that vanish
+/// or cannot be examined while listing are left out.
+int ListDirectory(char const* folder, std::vector<DirectoryEntry>* entries) noexcept;
+
+/// Called after each chunk with the bytes copied so far; false stops the copy.
+using CopyChunkHook = bool (*)(std::uint64_t done, void* context);
+
+/// Copies `size` bytes from the start of open file `in` to open empty file `out`: a reflink
+/// when the file system shares blocks, else copy_file_range in chunks, else read/write.
+/// 0, ECANCELED when the hook stopped it, or the errno value of the failing call.
+int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* context) noexcept;
+
+/// Copies the file `from` to the new file `to` (fails with EEXIST when `to` exists), with its
+/// permission bits. Uses a reflink when the file system can share the blocks, else
+/// copy_file_range, else read/write. A failed copy removes what it created. 0 or errno.
+int CopyFileExclusive(char const* from, char const* to) noexcept;
+
+/// True when both paths lie on the same file system (the parent of `to` is examined when `to`
+/// does not exist).
+bool SameFileSystem(char const* from, char const* to) noexcept;
+
+} // namespace varn::platform
