@@ -23,6 +23,10 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libvarnutilitylib${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+# The dynamic linker's cache learns of the library when the package is installed or removed.
+configure_file(${CMAKE_CURRENT_LIST_DIR}/debian-library-triggers
+  ${PROJECT_BINARY_DIR}/debian-library/triggers COPYONLY)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian-library/triggers)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libvarnutilitylib-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
