@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing VarnUtilityLib need, when missing.
-# Works as root or through sudo. Usage: scripts/install-deps.sh [--bench] [--fuzz]
+# Works as root or through sudo. Usage: scripts/install-deps.sh [--bench] [--fuzz] [--docs]
 set -euo pipefail
 
 packages=(
@@ -12,6 +12,7 @@ for arg in "$@"; do
   case "$arg" in
     --bench) packages+=(libbenchmark-dev) ;;
     --fuzz) packages+=(clang libclang-rt-14-dev) ;;
+    --docs) packages+=(doxygen) ;;
     *) echo "unknown option: $arg" >&2; exit 2 ;;
   esac
 done

@@ -23,6 +23,7 @@
 
 #include <vector>
 
+/// The ordered, index-addressed collection of objects.
 class CU_EXPORT CUArray : public CUObject {
   public:
     /// An empty array.
@@ -59,7 +60,7 @@ class CU_EXPORT CUArray : public CUObject {
     std::vector<CUSharedPtr<CUObject>>& GetInternalArray();
 
   protected:
-    // Sorts `elements` in place; shared by the in-place and the copying forms.
+    /// Sorts `elements` in place (stable); shared by the in-place and the copying forms.
     static void z_SortElements(std::vector<CUSharedPtr<CUObject>>& elements,
                                CUSharedPtr<CUSortDescriptor> const& descriptor);
 

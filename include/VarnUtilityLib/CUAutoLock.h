@@ -8,9 +8,12 @@
 
 #include <VarnUtilityLib/CULockAbstract.h>
 
+/// The scoped guard: enters a lock when made, exits it when destroyed.
 class CU_EXPORT CUAutoLock : public CUObject {
   public:
+    /// Locks `lock` (nothing for a null lock) until this object is destroyed.
     explicit CUAutoLock(CULockAbstract* lock);
+    /// \overload
     explicit CUAutoLock(CUSharedPtr<CULockAbstract> lock);
     ~CUAutoLock() override;
     CUAutoLock(CUAutoLock const&) = delete;

@@ -5,6 +5,7 @@
 
 #include <VarnUtilityLib/CUEventWaitHandle.h>
 
+/// An event that clears itself when a wait succeeds.
 class CU_EXPORT CUAutoResetEvent : public CUEventWaitHandle {
   public:
     /// An automatic-reset event, set when `initialState` is true.

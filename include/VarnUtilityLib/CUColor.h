@@ -10,6 +10,7 @@
 
 #include <VarnUtilityLib/CUObject.h>
 
+/// An 8-bit-per-channel colour with alpha, and a few named colours.
 class CU_EXPORT CUColor : public CUObject {
   public:
     /// Transparent black: all four channels 0.
@@ -25,10 +26,10 @@ class CU_EXPORT CUColor : public CUObject {
     /// Sets alpha, red, green and blue, in that order. Returns true.
     bool Init(unsigned char alpha, unsigned char red, unsigned char green, unsigned char blue);
 
-    unsigned char A() const noexcept { return m_alpha; }
-    unsigned char R() const noexcept { return m_red; }
-    unsigned char G() const noexcept { return m_green; }
-    unsigned char B() const noexcept { return m_blue; }
+    unsigned char A() const noexcept { return m_alpha; } ///< alpha, 0 (clear) to 255 (opaque)
+    unsigned char R() const noexcept { return m_red; }   ///< red, 0-255
+    unsigned char G() const noexcept { return m_green; } ///< green, 0-255
+    unsigned char B() const noexcept { return m_blue; }  ///< blue, 0-255
 
     /// New opaque named colours. DarkGray (169) is lighter than Gray (128), as the names of the
     /// web colours have it.

@@ -32,6 +32,7 @@ struct _DateTimeInfo {
     unsigned char daylightSaving; ///< non-zero: the fields are daylight time, one hour earlier
 };
 
+/// A point in time, with calendar fields and texts in local time or GMT.
 class CU_EXPORT CUDateTime : public CUObject {
   public:
     /// Now. Throws 1 if the clock cannot be read.
@@ -56,16 +57,21 @@ class CU_EXPORT CUDateTime : public CUObject {
 
     /// New date, or null when the constructor throws.
     static CUSharedPtr<CUDateTime> Create();
+    /// \overload
     static CUSharedPtr<CUDateTime> Create(int year, int month, int day, int hour, int minute,
                                           int second);
+    /// \overload
     static CUSharedPtr<CUDateTime> Create(_DateTimeInfo& info);
 
     /// A new date so many seconds (minutes x 60, hours x 3600, days x 86,400) later; a day is
     /// always 86,400 seconds, whatever daylight-saving change lies between. Null for a null
     /// date or when the new object cannot be made.
     CUSharedPtr<CUDateTime> AddSeconds(double seconds);
+    /// AddSeconds(minutes x 60).
     CUSharedPtr<CUDateTime> AddMinutes(double minutes);
+    /// AddSeconds(hours x 3600).
     CUSharedPtr<CUDateTime> AddHours(double hours);
+    /// AddSeconds(days x 86,400).
     CUSharedPtr<CUDateTime> AddDays(double days);
 
     /// The calendar fields in local time (true) or GMT (false). Unspecified for a null date.
@@ -74,10 +80,15 @@ class CU_EXPORT CUDateTime : public CUObject {
     /// One field in local time (true) or GMT (false); 0 for a null date. GetSecond truncates
     /// toward zero.
     int GetYear(bool local);
+    /// The month, 1-12.
     int GetMonth(bool local);
+    /// The day of the month, 1-31.
     int GetDay(bool local);
+    /// The hour, 0-23.
     int GetHour(bool local);
+    /// The minute, 0-59.
     int GetMinute(bool local);
+    /// The second, 0-59 (truncated).
     int GetSecond(bool local);
 
     /// The wall-clock time in local time (true) or GMT (false), in the user's locale (first

@@ -29,50 +29,57 @@
 /// the tree node: the key's length, its first units and the leading bytes of its collation
 /// key. The order it gives is exactly that of CUStringMac::operator<.
 struct CU_EXPORT CUDictionaryKeyInfo {
-    static constexpr unsigned kUnits = 8;
-    static constexpr unsigned kKeyBytes = 24;
+    static constexpr unsigned kUnits = 8;     ///< leading UTF-16 units kept
+    static constexpr unsigned kKeyBytes = 24; ///< leading collation-key bytes kept
 
     /// Records `text` (not retained; may be null) and copies what the comparison needs.
     void Fill(__CFString const* text);
 
-    __CFString const* text = nullptr;
-    std::uint32_t generation = 0; ///< locale generation of keyBytes; 0 when not filled
-    std::uint32_t length = 0;     ///< UTF-16 units
-    std::uint32_t keySize = 0;    ///< bytes of the whole collation key
-    char16_t units[kUnits] = {};
-    std::uint8_t keyBytes[kKeyBytes] = {};
+    __CFString const* text = nullptr;      ///< the key's text, not retained
+    std::uint32_t generation = 0;          ///< locale generation of keyBytes; 0 when not filled
+    std::uint32_t length = 0;              ///< UTF-16 units
+    std::uint32_t keySize = 0;             ///< bytes of the whole collation key
+    char16_t units[kUnits] = {};           ///< the first units of the text
+    std::uint8_t keyBytes[kKeyBytes] = {}; ///< the first bytes of the collation key
 };
 
 /// A stored key: the dictionary's own copy of the caller's string, with its comparison data.
 struct CU_EXPORT CUDictionaryKey {
+    /// Copies `source`'s text and fills the comparison data.
     explicit CUDictionaryKey(CUStringMac const& source);
+    /// Shares the other key's text and copies its comparison data.
     CUDictionaryKey(CUDictionaryKey const& other);
     CUDictionaryKey& operator=(CUDictionaryKey const&) = delete;
 
-    CUStringMac string;
-    CUDictionaryKeyInfo info;
+    CUStringMac string;       ///< the dictionary's copy of the key
+    CUDictionaryKeyInfo info; ///< comparison data of `string`
 };
 
 /// The key order of dictionaries: CUStringMac::operator< (localized, case-sensitive).
 struct CU_EXPORT CUDictionaryKeyOrder {
-    using is_transparent = void;
+    using is_transparent = void; ///< lookups may pass a CUDictionaryKeyInfo
 
     /// -1, 0 or 1 as CUStringMac's localized order; keys without text compare equal.
     static int Compare(CUDictionaryKeyInfo const& a, CUDictionaryKeyInfo const& b);
 
+    /// True when `a` orders before `b`.
     bool operator()(CUDictionaryKey const& a, CUDictionaryKey const& b) const {
         return Compare(a.info, b.info) < 0;
     }
+    /// \overload
     bool operator()(CUDictionaryKeyInfo const& a, CUDictionaryKey const& b) const {
         return Compare(a, b.info) < 0;
     }
+    /// \overload
     bool operator()(CUDictionaryKey const& a, CUDictionaryKeyInfo const& b) const {
         return Compare(a.info, b) < 0;
     }
 };
 
+/// Objects stored under text keys, kept in key order.
 class CU_EXPORT CUDictionary : public CUObject {
   public:
+    /// Keys in collation order, each with its value.
     using Map = std::map<CUDictionaryKey, CUSharedPtr<CUObject>, CUDictionaryKeyOrder>;
 
     /// An empty dictionary.
@@ -102,6 +109,7 @@ class CU_EXPORT CUDictionary : public CUObject {
     CUSharedPtr<CUStringMac> Description() override;
 
   protected:
+    /// The stored entries, for the mutable subclass.
     Map& z_Entries() { return m_map; }
 
   private:

@@ -30,16 +30,19 @@ enum _CUDriveType : int {
     CUDriveType_Unknown = 6,   ///< not classified: a media-root path with nothing mounted
 };
 
+/// The mounted volume on which a path lies.
 class CU_EXPORT CUDriveInfo : public CUObject {
   public:
     /// Resolves `path` with Init. Throws 2 for a null pointer, 1 when unresolvable.
     explicit CUDriveInfo(CUStringMac& path);
+    /// \overload
     explicit CUDriveInfo(CUSharedPtr<CUStringMac> path);
 
     ~CUDriveInfo() override;
 
     /// A new CUDriveInfo for `path`, or an empty pointer when construction throws.
     static CUSharedPtr<CUDriveInfo> CreateCUDriveInfo(CUStringMac& path);
+    /// \overload
     static CUSharedPtr<CUDriveInfo> CreateCUDriveInfo(CUSharedPtr<CUStringMac> path);
 
     /// Resolves `path` to its volume root and classifies the volume; returns true. A missing

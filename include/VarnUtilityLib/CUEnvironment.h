@@ -5,6 +5,7 @@
 
 #include <VarnUtilityLib/CUExport.h>
 
+/// Facts about the machine the process runs on, and a pause.
 class CU_EXPORT CUEnvironment {
   public:
     /// The number of processors this process may run on (its CPU affinity, which honours

@@ -26,6 +26,7 @@ enum _CUEventWaitHandle_EventResetMode : int {
     CUEventWaitHandle_EventResetMode_ManualReset = 1, ///< stays set until Reset; Set wakes all
 };
 
+/// An event that one thread sets and others wait for.
 class CU_EXPORT CUEventWaitHandle : public CUWaitHandle {
   public:
     /// An event in the given state (true: set) and mode.

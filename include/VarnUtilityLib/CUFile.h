@@ -8,12 +8,14 @@
 #include <VarnUtilityLib/CUFileInfo.h>
 #include <VarnUtilityLib/CUObject.h>
 
+/// Operations on files by path.
 class CU_EXPORT CUFile : public CUObject {
   public:
     /// True only when `path` names an existing object that is not a folder. False for a null
     /// path, an empty shared pointer, a missing object, a dangling link or a path that cannot
     /// be resolved.
     static bool Exists(CUStringMac* path);
+    /// \overload
     static bool Exists(CUSharedPtr<CUStringMac> path);
 
     /// CUFileInfo::Delete on the path.

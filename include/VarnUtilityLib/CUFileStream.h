@@ -21,12 +21,14 @@
 
 #include <VarnUtilityLib/CUStream.h>
 
+/// The stream over a file on disk.
 class CU_EXPORT CUFileStream : public CUStream {
   public:
     /// Opens `path` with Init. On an error code: dropped when `noThrow` is true (a closed
     /// stream results: CanRead, CanWrite and CanSeek false), thrown otherwise.
     CUFileStream(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access,
                  bool noThrow);
+    /// \overload
     CUFileStream(CUSharedPtr<CUStringMac>& path, CUStream_FileMode mode, CUStream_FileAccess access,
                  bool noThrow);
 
@@ -96,6 +98,9 @@ class CU_EXPORT CUFileStream : public CUStream {
                              CUStream_Seek_Origin origin) override;
 
   protected:
+    // Steps of opening, reading, writing, seeking and closing, for this class and subclasses:
+    // callers hold the stream's lock; none throws except the Open... steps, with the codes of
+    // Init.
     void z_CloseNoLock();
     void ClearMemberValue();
     unsigned long long CalcNewPos(long long offset, CUStream_Seek_Origin origin);

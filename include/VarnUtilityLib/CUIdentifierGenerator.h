@@ -16,6 +16,7 @@
 
 #include <cstdint>
 
+/// The process-wide source of increasing 64-bit identifiers.
 class CU_EXPORT CUIdentifierGenerator : public CUObject {
   public:
     CUIdentifierGenerator();

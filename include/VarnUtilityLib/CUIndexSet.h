@@ -14,6 +14,7 @@
 
 #include <set>
 
+/// A sorted set of distinct non-negative int indexes (rows chosen in a list...).
 class CU_EXPORT CUIndexSet : public CUObject {
   public:
     /// The answer when there is no such index: -1 (all bits set).
@@ -39,6 +40,7 @@ class CU_EXPORT CUIndexSet : public CUObject {
     int LastIndex();
 
   protected:
+    /// The stored indexes, for the mutable subclass.
     std::set<int>& z_Indexes() { return m_set; }
 
   private:

@@ -7,6 +7,7 @@
 
 #include <VarnUtilityLib/CUObject.h>
 
+/// The lock interface that streams, the log and CUAutoLock work through.
 class CU_EXPORT CULockAbstract : public virtual CUObject {
   public:
     CULockAbstract() = default;

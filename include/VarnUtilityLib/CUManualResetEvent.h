@@ -5,6 +5,7 @@
 
 #include <VarnUtilityLib/CUEventWaitHandle.h>
 
+/// An event that stays set until Reset.
 class CU_EXPORT CUManualResetEvent : public CUEventWaitHandle {
   public:
     /// A manual-reset event, set when `initialState` is true.

@@ -14,6 +14,7 @@
 
 #include <VarnUtilityLib/CUStream.h>
 
+/// The read-only stream over a block of memory.
 class CU_EXPORT CUMemoryStream : public CUStream {
   public:
     /// An empty stream: no buffer, length 0, range {0, 0}.
@@ -30,6 +31,7 @@ class CU_EXPORT CUMemoryStream : public CUStream {
     /// An owned copy of `range` of `source`, read through the source's virtual Read. Throws 1
     /// as _CUErrorContents when the whole range could not be read (see InitByStreamAndRange).
     CUMemoryStream(CUStream* source, _CURange& range);
+    /// \overload
     CUMemoryStream(CUSharedPtr<CUStream> source, _CURange& range);
 
     CUMemoryStream(CUMemoryStream const&) = delete;
@@ -41,10 +43,12 @@ class CU_EXPORT CUMemoryStream : public CUStream {
 
     /// Heap stream over a copy of `range` of `source`; null when anything is thrown.
     static CUMemoryStream* CreateMemoryStream(CUStream* source, _CURange& range);
+    /// \overload
     static CUMemoryStream* CreateMemoryStream(CUSharedPtr<CUStream> source, _CURange& range);
 
     /// The same in a shared pointer holding one reference (empty when creation failed).
     static CUSharedPtr<CUMemoryStream> CreateMemoryStreamPtr(CUStream* source, _CURange& range);
+    /// \overload
     static CUSharedPtr<CUMemoryStream> CreateMemoryStreamPtr(CUSharedPtr<CUStream> source,
                                                              _CURange& range);
 

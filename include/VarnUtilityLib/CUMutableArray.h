@@ -8,6 +8,7 @@
 #include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUExport.h>
 
+/// The array with the operations that change it.
 class CU_EXPORT CUMutableArray : public CUArray {
   public:
     /// An empty array.

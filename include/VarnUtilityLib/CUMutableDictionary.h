@@ -7,6 +7,7 @@
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUExport.h>
 
+/// The dictionary with the operations that change it.
 class CU_EXPORT CUMutableDictionary : public CUDictionary {
   public:
     /// An empty dictionary.

@@ -6,6 +6,7 @@
 #include <VarnUtilityLib/CUExport.h>
 #include <VarnUtilityLib/CUIndexSet.h>
 
+/// The index set with the operations that change it.
 class CU_EXPORT CUMutableIndexSet : public CUIndexSet {
   public:
     /// An empty set.

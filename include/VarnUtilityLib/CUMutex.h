@@ -8,6 +8,7 @@
 #include <VarnUtilityLib/CUPlatformTypes.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
 
+/// A recursive native mutex presented as a wait handle.
 class CU_EXPORT CUMutex : public CUWaitHandle {
   public:
     CUMutex();

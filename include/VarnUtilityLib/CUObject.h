@@ -29,6 +29,7 @@ extern CU_EXPORT CUPlatformMutexStorage g_MutexHandle_CUObject;
 /// 1 once g_MutexHandle_CUObject has been initialised, 0 before.
 extern CU_EXPORT unsigned char initMutex_CUObject;
 
+/// The root class of the library and its error and text conventions.
 class CU_EXPORT CUObject {
   public:
     /// Count 0. The first object made in the process also initialises g_MutexHandle_CUObject

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 
+/// A stopwatch over the monotonic clock.
 class CU_EXPORT CUPerformanceCounter : public CUObject {
   public:
     CUPerformanceCounter();

@@ -35,38 +35,38 @@ struct CFUUIDBytes {
 
 /// A calendar date and time of day without a time zone.
 struct CFGregorianDate {
-    std::int32_t year;
-    std::int8_t month;
-    std::int8_t day;
-    std::int8_t hour;
-    std::int8_t minute;
-    double second;
+    std::int32_t year;  ///< e.g. 2024
+    std::int8_t month;  ///< 1-12
+    std::int8_t day;    ///< 1-31
+    std::int8_t hour;   ///< 0-23
+    std::int8_t minute; ///< 0-59
+    double second;      ///< 0 up to (not including) 60, with fractions
 };
 
 /// A file name of at most 255 UTF-16 units with its length.
 struct HFSUniStr255 {
-    std::uint16_t length;
-    std::uint16_t unicode[255];
+    std::uint16_t length;       ///< units used
+    std::uint16_t unicode[255]; ///< the name's UTF-16 units
 };
 
 /// Storage for one native mutex (pthread_mutex_t). Opaque: only the library reads it.
 struct alignas(16) CUPlatformMutexStorage {
-    unsigned char opaque[64];
+    unsigned char opaque[64]; ///< the native object's bytes
 };
 
 /// Storage for one set of native mutex attributes (pthread_mutexattr_t). Opaque.
 struct alignas(8) CUPlatformMutexAttrStorage {
-    unsigned char opaque[16];
+    unsigned char opaque[16]; ///< the native object's bytes
 };
 
 /// Storage for one native condition variable (pthread_cond_t). Opaque.
 struct alignas(8) CUPlatformCondStorage {
-    unsigned char opaque[48];
+    unsigned char opaque[48]; ///< the native object's bytes
 };
 
 /// Storage for one native thread handle (pthread_t). Opaque.
 struct alignas(8) CUPlatformThreadStorage {
-    unsigned char opaque[8];
+    unsigned char opaque[8]; ///< the native object's bytes
 };
 
 // ---- functions on the handles ---------------------------------------------------------------

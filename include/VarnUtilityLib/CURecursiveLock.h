@@ -8,6 +8,7 @@
 
 class CUMutex;
 
+/// The library's lock: a CULockAbstract over a recursive CUMutex.
 class CU_EXPORT CURecursiveLock : public CULockAbstract {
   public:
     CURecursiveLock();

@@ -23,11 +23,13 @@ void Retain(CUObject const* object) noexcept;
 void Release(CUObject const* object) noexcept;
 } // namespace cu_detail
 
+/// The intrusive reference-counting pointer that every library object travels in.
 template <class T> class CUSharedPtr {
   public:
     /// Holds `object` (may be null) and adds one owner to it.
     CUSharedPtr(T* object = nullptr) noexcept : m_pObject(object) { retain(m_pObject); }
 
+    /// Another owner of the same object.
     CUSharedPtr(CUSharedPtr const& other) noexcept : m_pObject(other.m_pObject) {
         retain(m_pObject);
     }
@@ -52,6 +54,7 @@ template <class T> class CUSharedPtr {
         return *this;
     }
 
+    /// Drops this owner and takes over the other pointer's ownership; the other is left null.
     CUSharedPtr& operator=(CUSharedPtr&& other) noexcept {
         if (this != &other) {
             T* old = m_pObject;
@@ -68,9 +71,13 @@ template <class T> class CUSharedPtr {
         release(old);
     }
 
+    /// The object (undefined behaviour through a null pointer).
     T* operator->() const noexcept { return m_pObject; }
+    /// The object (undefined behaviour for a null pointer).
     T& operator*() const noexcept { return *m_pObject; }
+    /// The object, or null; no owner is added.
     T* get() const noexcept { return m_pObject; }
+    /// True when the pointer holds an object.
     explicit operator bool() const noexcept { return m_pObject != nullptr; }
 
     /// The same object as a pointer to U: up-casts always succeed; other conversions are
@@ -83,9 +90,11 @@ template <class T> class CUSharedPtr {
         }
     }
 
+    /// True when both point to the same object (or both are null).
     friend bool operator==(CUSharedPtr const& a, CUSharedPtr const& b) noexcept {
         return a.m_pObject == b.m_pObject;
     }
+    /// True for a null pointer.
     friend bool operator==(CUSharedPtr const& a, std::nullptr_t) noexcept {
         return a.m_pObject == nullptr;
     }

@@ -5,6 +5,7 @@
 
 #include <VarnUtilityLib/CULockAbstract.h>
 
+/// Enters and exits any lock through its virtual operations.
 class CU_EXPORT CUSimpleMonitor : public CUObject {
   public:
     CUSimpleMonitor() = default;
@@ -12,9 +13,11 @@ class CU_EXPORT CUSimpleMonitor : public CUObject {
 
     /// Calls lock->Lock() when the lock is not null.
     static void Enter(CULockAbstract* lock);
+    /// \overload
     static void Enter(CUSharedPtr<CULockAbstract> lock);
 
     /// Calls lock->Unlock() when the lock is not null.
     static void Exit(CULockAbstract* lock);
+    /// \overload
     static void Exit(CUSharedPtr<CULockAbstract> lock);
 };

@@ -23,6 +23,7 @@
 class CUArray;
 class CUMutableArray;
 
+/// The comparator object by which arrays are sorted.
 class CU_EXPORT CUSortDescriptor : public CUObject {
   public:
     /// Ascending; compares through itself.
@@ -36,7 +37,9 @@ class CU_EXPORT CUSortDescriptor : public CUObject {
 
     ~CUSortDescriptor() override;
 
+    /// The sort direction: true for ascending.
     bool Ascending() const { return ascending; }
+    /// Sets the sort direction.
     void SetAscending(bool value) { ascending = value; }
 
     /// Positive when `a` comes before `b` in ascending order, negative when after, 0 when equal
@@ -48,8 +51,8 @@ class CU_EXPORT CUSortDescriptor : public CUObject {
     bool operator()(CUSharedPtr<CUObject> const& a, CUSharedPtr<CUObject> const& b);
 
   protected:
-    bool ascending;
-    CUSortDescriptor* comparer;
+    bool ascending;             ///< true for ascending order
+    CUSortDescriptor* comparer; ///< whose CompareObject the sort calls (this object by default)
 
   private:
     friend class CUArray;

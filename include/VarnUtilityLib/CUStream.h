@@ -41,6 +41,7 @@ enum CUStream_FileAccess : int {
     CUStream_FileAccess_Write = 2,     ///< write only
 };
 
+/// The library's byte stream: a length, a position, a lock and a readable range.
 class CU_EXPORT CUStream : public CUObject {
   public:
     /// Range {0, 0}, length 0, position 0 and a new recursive lock.
@@ -111,8 +112,8 @@ class CU_EXPORT CUStream : public CUObject {
     _CURange GetReadableRange() const { return m_readableRange; }
 
   protected:
-    _CURange m_readableRange;
-    unsigned long long m_nLength;
-    unsigned long long m_nPosition;
-    CUSharedPtr<CULockAbstract> m_spLock;
+    _CURange m_readableRange;             ///< bytes that reads may return (see SetReadaleRange)
+    unsigned long long m_nLength;         ///< length in bytes, for streams that keep it here
+    unsigned long long m_nPosition;       ///< current position in bytes
+    CUSharedPtr<CULockAbstract> m_spLock; ///< the stream's lock (recursive)
 };

@@ -39,6 +39,7 @@ enum _CUStringComparison : int {
     CUStringComparison_CaseInsensitive = 1,
 };
 
+/// The library's string: immutable Unicode text.
 class CU_EXPORT CUStringMac : public virtual CUObject {
   public:
     /// The empty string.
@@ -184,6 +185,7 @@ class CU_EXPORT CUStringMac : public virtual CUObject {
     /// A new string formatted by the C library's printf rules; null for a null format or when
     /// memory cannot be had.
     static CUSharedPtr<CUStringMac> CreateWithFormat(CUSharedPtr<CUStringMac> format, ...);
+    /// CreateWithFormat with the arguments in a va_list.
     static CUSharedPtr<CUStringMac> CreateWithFormatV(CUSharedPtr<CUStringMac> format,
                                                       va_list args);
 

@@ -13,6 +13,7 @@
 #include <VarnUtilityLib/CUMutableArray.h>
 #include <VarnUtilityLib/CURecursiveLock.h>
 
+/// A locked first-in-first-out queue of objects that never blocks.
 class CU_EXPORT CUSynchronizedQueue : public CUObject {
   public:
     /// An empty queue.

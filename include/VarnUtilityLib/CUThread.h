@@ -16,6 +16,7 @@
 #include <VarnUtilityLib/CUPlatformTypes.h>
 #include <VarnUtilityLib/CUWaitHandle.h>
 
+/// A POSIX thread whose body is a virtual operation.
 class CU_EXPORT CUThread : public CUWaitHandle {
   public:
     CUThread();
@@ -36,6 +37,7 @@ class CU_EXPORT CUThread : public CUWaitHandle {
 
     /// Entry functions for the system: call `arg`'s ThreadFunc (null for a null `arg`).
     static void* ThreadFunc_static(void* arg);
+    /// The body shared by the entry functions.
     static void* ThreadFunc_static_Common(void* arg);
 
     /// The pointer handed to Start (null before).

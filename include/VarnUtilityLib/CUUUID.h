@@ -19,6 +19,7 @@
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUPlatformTypes.h>
 
+/// A 128-bit universally unique identifier.
 class CU_EXPORT CUUUID : public CUObject {
   public:
     /// A new random UUID.
@@ -36,9 +37,13 @@ class CU_EXPORT CUUUID : public CUObject {
 
     /// New UUIDs as the matching constructors make them; null instead of any error.
     static CUSharedPtr<CUUUID> Create();
+    /// \overload
     static CUSharedPtr<CUUUID> Create(unsigned char const* bytes);
+    /// \overload
     static CUSharedPtr<CUUUID> Create(CFUUIDBytes const& bytes);
+    /// \overload
     static CUSharedPtr<CUUUID> Create(__CFUUID const* uuid);
+    /// \overload
     static CUSharedPtr<CUUUID> Create(CUUUID const& other);
     /// The four words big-endian in bytes 0-3, 4-7, 8-11 and 12-15.
     static CUSharedPtr<CUUUID> Create(unsigned int w0, unsigned int w1, unsigned int w2,
@@ -59,7 +64,9 @@ class CU_EXPORT CUUUID : public CUObject {
 
     /// True when all 16 bytes are equal.
     virtual bool operator==(CUUUID const& other) const;
+    /// \overload
     virtual bool operator==(__CFUUID const* other) const;
+    /// \overload
     virtual bool operator==(CFUUIDBytes const& other) const;
 
     /// SetUUIDRef(other.GetUUIDRef()); returns this object. Throws 2 as SetUUIDBytes does.

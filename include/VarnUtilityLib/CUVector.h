@@ -18,6 +18,7 @@
 
 #include <vector>
 
+/// A growable array of plain integers that is also a library object.
 template <class T> class CU_EXPORT CUVector : public std::vector<T>, public CUObject {
   public:
     /// An empty vector.

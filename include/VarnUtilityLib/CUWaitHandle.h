@@ -3,6 +3,7 @@
 
 #include <VarnUtilityLib/CUObject.h>
 
+/// The base of the objects a thread can wait on (mutex, events, thread).
 class CU_EXPORT CUWaitHandle : public virtual CUObject {
   public:
     CUWaitHandle() = default;

@@ -6,6 +6,7 @@
 
 #include <VarnUtilityLib/CUXmlDomNode.h>
 
+/// The base of text nodes: a value, no child list, no attributes.
 class CU_EXPORT CUXmlDomCharacterDataNode : public CUXmlDomNode {
   public:
     /// Type 0, nothing stored.

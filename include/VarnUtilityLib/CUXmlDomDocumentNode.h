@@ -29,6 +29,7 @@
 /// Status of WriteXml when the document text could not be built or fully written.
 inline constexpr unsigned int kCUStatusXmlWriteFailed = 0x10005;
 
+/// The root of a document tree, its loading and writing, and the node factories.
 class CU_EXPORT CUXmlDomDocumentNode : public CUXmlDomNode {
   public:
     /// Type 9, name "#document", an empty child list.

@@ -5,6 +5,7 @@
 
 #include <VarnUtilityLib/CUXmlDomNode.h>
 
+/// An element: type 1, a name, a child list and an attribute map.
 class CU_EXPORT CUXmlDomElementNode : public CUXmlDomNode {
   public:
     /// Type 1, no name, an empty child list and an empty attribute map.

@@ -6,6 +6,7 @@
 
 #include <VarnUtilityLib/CUXmlDomNode.h>
 
+/// A reference to a named entity: type 5, the entity's name.
 class CU_EXPORT CUXmlDomEntityReferenceNode : public CUXmlDomNode {
   public:
     /// Type 5, no name.

@@ -35,6 +35,7 @@ enum _CUXmlDomNodeType : int {
     CUXmlDomNodeType_Notation = 12,
 };
 
+/// The base node of the XML document model.
 class CU_EXPORT CUXmlDomNode : public CUObject {
   public:
     /// A bare node: type 0, no name, value, child list or attribute map.
@@ -79,9 +80,9 @@ class CU_EXPORT CUXmlDomNode : public CUObject {
     static void DumpDOMNode(CUXmlDomNode* node, int depth, CUStringMac& out);
 
   protected:
-    CUSharedPtr<CUStringMac> m_spName;
-    _CUXmlDomNodeType m_nodeType;
-    CUSharedPtr<CUStringMac> m_spValue;
-    CUSharedPtr<CUMutableArray> m_spChildNodes;
-    CUSharedPtr<CUMutableDictionary> m_spAttributes;
+    CUSharedPtr<CUStringMac> m_spName;               ///< node name ("#text", an element name...)
+    _CUXmlDomNodeType m_nodeType;                    ///< node kind
+    CUSharedPtr<CUStringMac> m_spValue;              ///< text value; null for kinds without one
+    CUSharedPtr<CUMutableArray> m_spChildNodes;      ///< children; null for kinds without any
+    CUSharedPtr<CUMutableDictionary> m_spAttributes; ///< attributes; null except for elements
 };

@@ -6,6 +6,7 @@
 
 #include <VarnUtilityLib/CUXmlDomNode.h>
 
+/// A processing instruction: type 7, the target as the name and the data as the value.
 class CU_EXPORT CUXmlDomProcessingInstructionNode : public CUXmlDomNode {
   public:
     /// Type 7, no target, no data.

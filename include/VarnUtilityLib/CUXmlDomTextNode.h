@@ -6,6 +6,7 @@
 
 #include <VarnUtilityLib/CUXmlDomCharacterDataNode.h>
 
+/// A text node: type 3, named "#text", its text as the value.
 class CU_EXPORT CUXmlDomTextNode : public CUXmlDomCharacterDataNode {
   public:
     /// Type 3, name "#text", null value.

@@ -5,6 +5,8 @@
 // tool because the shared library keeps that layer's symbols hidden.
 #include "DriveCommand.h"
 
+#include "Errors.h"
+
 #include <VarnUtilityLib/CUDriveInfo.h>
 
 #include "platform/Volume.h"
@@ -84,8 +86,9 @@ int showOne(std::ostream& out, std::ostream& err) {
     try {
         drive = CUSharedPtr<CUDriveInfo>(new CUDriveInfo(path));
     } catch (unsigned int code) {
-        err << "varnutil drive: cannot resolve \"" << g_path << "\" (error " << code << ")\n";
-        return 1;
+        ReportFailure(err, "drive",
+                      "cannot resolve \"" + g_path + "\": error " + DescribeError(code));
+        return kExitFailed;
     }
     row(out, "Path", g_path);
     row(out, "Name", text(drive->GetName()));

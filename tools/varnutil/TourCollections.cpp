@@ -157,7 +157,7 @@ void paths(std::ostream& out) {
 TourSection arraysSection(50, "Collections: arrays and stable sorting", arrays);
 TourSection dictionariesSection(52, "Collections: dictionaries", dictionaries);
 TourSection setsSection(54, "Collections: index sets and vectors", indexSetsAndVectors);
-TourSection pathsSection(60, "Strings: paths", paths);
+TourSection pathsSection(45, "Strings: paths", paths);
 
 } // namespace
 } // namespace varnutil

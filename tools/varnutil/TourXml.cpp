@@ -46,7 +46,7 @@ void xml(std::ostream& out) {
     Show(out, "a comment fails the load", hex);
 }
 
-TourSection xmlSection(60, "XML documents", xml);
+TourSection xmlSection(68, "XML documents", xml);
 
 } // namespace
 } // namespace varnutil

@@ -6,6 +6,8 @@
 //   xml check FILE   exit status 0 when the file loads, with a one-line verdict either way
 #include "XmlCommand.h"
 
+#include "Errors.h"
+
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <cstdio>
@@ -43,14 +45,15 @@ int Run(Action action, std::string const& path) {
         stream = CUSharedPtr<CUStream>(
             new CUFileStream(name, CUStream_FileMode_Open, CUStream_FileAccess_Read, false));
     } catch (unsigned int code) {
-        std::cerr << path << ": cannot be opened (error " << code << ")\n";
-        return 2;
+        ReportFailure(std::cerr, "xml", path + ": cannot be opened: error " + DescribeError(code));
+        return kExitFailed;
     }
     CUSharedPtr<CUXmlDomDocumentNode> doc(new CUXmlDomDocumentNode());
     unsigned int status = doc->LoadXml(stream);
     if (CUStatusFailed(status)) {
-        std::cerr << path << ": " << kCannotLoad << "\n";
-        return 1;
+        ReportFailure(std::cerr, "xml",
+                      path + ": error " + DescribeError(status) + ": " + kCannotLoad);
+        return kExitFailed;
     }
     switch (action) {
     case Action::Dump: {
@@ -62,9 +65,10 @@ int Run(Action action, std::string const& path) {
         CUSharedPtr<CUStream> out(new StandardOutputStream());
         status = doc->WriteXml(out);
         if (CUStatusFailed(status)) {
-            std::cerr << path << ": the loaded document cannot be written (status 0x" << std::hex
-                      << status << std::dec << ")\n";
-            return 1;
+            ReportFailure(std::cerr, "xml",
+                          path + ": the loaded document cannot be written: error " +
+                              DescribeError(status));
+            return kExitFailed;
         }
         return 0;
     }

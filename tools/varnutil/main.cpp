@@ -1,5 +1,7 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
 #include "DriveCommand.h"
+#include "Errors.h"
+#include "SysinfoCommand.h"
 #include "Tour.h"
 #include "XmlCommand.h"
 
@@ -12,6 +14,8 @@
 #include <cstring>
 #include <iostream>
 #include <string>
+
+using namespace varnutil;
 
 namespace {
 
@@ -62,8 +66,8 @@ int runDate(bool gmt, std::string const& dateStyle, std::string const& timeStyle
             std::ostream& out) {
     CUSharedPtr<CUDateTime> now = CUDateTime::Create();
     if (!now) {
-        std::cerr << "varnutil: the current time cannot be had\n";
-        return 1;
+        ReportFailure(std::cerr, "date", "the current time cannot be had");
+        return kExitFailed;
     }
     if (pattern) {
         out << utf8(now->Description()) << '\n';
@@ -94,22 +98,24 @@ int runUuid(std::string const& serialText, int count, std::ostream& out) {
     unsigned char serial[5];
     bool withSerial = !serialText.empty();
     if (withSerial && !parseSerial(serialText, serial)) {
-        std::cerr << "varnutil: a serial is five bytes in hexadecimal, e.g. 01:02:03:04:05\n";
-        return 2;
+        ReportFailure(std::cerr, "uuid",
+                      "a serial is five bytes in hexadecimal, e.g. 01:02:03:04:05");
+        return kExitUsage;
     }
     for (int i = 0; i < count; ++i) {
         CUSharedPtr<CUUUID> uuid = CUUUID::Create();
         if (!uuid) {
-            std::cerr << "varnutil: no UUID could be made\n";
-            return 1;
+            ReportFailure(std::cerr, "uuid", "no UUID could be made");
+            return kExitFailed;
         }
         try {
             if (withSerial) {
                 uuid->CorrectSerialArea(serial);
             }
         } catch (unsigned int code) {
-            std::cerr << "varnutil: the serial could not be written (error " << code << ")\n";
-            return 1;
+            ReportFailure(std::cerr, "uuid",
+                          "the serial could not be written: error " + DescribeError(code));
+            return kExitFailed;
         }
         std::string text = utf8(uuid->Description());
         out << text.substr(text.rfind(' ') + 1) << '\n';
@@ -120,11 +126,14 @@ int runUuid(std::string const& serialText, int count, std::ostream& out) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"varnutil: a tour of VarnUtilityLib and tools built on it"};
+    CLI::App app{"varnutil: a tour of VarnUtilityLib and tools built on it\n"
+                 "Exit status: 0 done, 1 the operation failed, 2 wrong command line.\n"
+                 "Colour only on a terminal; set NO_COLOR to turn it off."};
     app.set_version_flag("--version", std::string("varnutil ") + VARN_UTILITY_LIB_VERSION_STRING);
     app.require_subcommand(1);
 
-    CLI::App* tour = app.add_subcommand("tour", "Show what the library does, part by part");
+    CLI::App* tour = app.add_subcommand(
+        "tour", "Show what the library does, part by part, in a temporary folder it removes");
     int exitCode = 0;
     varnutil::AddXmlCommand(app, exitCode);
 
@@ -148,8 +157,16 @@ int main(int argc, char** argv) {
                      "Five bytes written into bytes 11-15, e.g. 01:02:03:04:05");
     uuid->add_option("-n,--count", count, "How many UUIDs")->check(CLI::Range(1, 100000));
     CLI::App* drive = varnutil::AddDriveCommand(app);
+    CLI::App* sysinfo = varnutil::AddSysinfoCommand(app);
 
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& e) {
+        // --help and --version end parsing with exit code 0; every other parse error is a usage
+        // error, whatever number CLI11 gives it.
+        int code = app.exit(e);
+        return code == 0 ? kExitOk : kExitUsage;
+    }
 
     if (date->parsed()) {
         return runDate(gmt, dateStyle, timeStyle, pattern, std::cout);
@@ -164,6 +181,9 @@ int main(int argc, char** argv) {
     }
     if (drive->parsed()) {
         return varnutil::RunDriveCommand(std::cout, std::cerr);
+    }
+    if (sysinfo->parsed()) {
+        return varnutil::RunSysinfoCommand(std::cout, std::cerr);
     }
     return exitCode;
 }
