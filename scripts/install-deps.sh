@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   libicu-dev libglib2.0-dev libexpat1-dev uuid-dev
-  libcli11-dev libgtest-dev libgmock-dev
+  libcli11-dev libgtest-dev libgmock-dev tmux
 )
 for arg in "$@"; do
   case "$arg" in

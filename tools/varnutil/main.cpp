@@ -1,6 +1,7 @@
 // main.cpp — varnutil, the command-line tool over VarnUtilityLib.
 #include "DriveCommand.h"
 #include "Errors.h"
+#include "FilesCommand.h"
 #include "SysinfoCommand.h"
 #include "Tour.h"
 #include "XmlCommand.h"
@@ -158,6 +159,7 @@ int main(int argc, char** argv) {
     uuid->add_option("-n,--count", count, "How many UUIDs")->check(CLI::Range(1, 100000));
     CLI::App* drive = varnutil::AddDriveCommand(app);
     CLI::App* sysinfo = varnutil::AddSysinfoCommand(app);
+    varnutil::AddFilesCommands(app);
 
     try {
         app.parse(argc, argv);
@@ -181,6 +183,9 @@ int main(int argc, char** argv) {
     }
     if (drive->parsed()) {
         return varnutil::RunDriveCommand(std::cout, std::cerr);
+    }
+    if (int code = 0; varnutil::RunFilesCommands(std::cout, std::cerr, &code)) {
+        return code;
     }
     if (sysinfo->parsed()) {
         return varnutil::RunSysinfoCommand(std::cout, std::cerr);
