@@ -240,8 +240,11 @@ bool FileOperation::Start(bool isCopy, std::string const& source, std::string co
     m_state->info = info;
     std::string destination = folder.back() == '/' ? folder + name : folder + "/" + name;
     try {
+        // A lambda keeps the thread's state type local to this file (and out of the exports).
         m_state->worker =
-            std::thread(runOperation, m_state, isCopy, source, destination, overwrite, interval);
+            std::thread([state = m_state, isCopy, source, destination, overwrite, interval] {
+                runOperation(state, isCopy, source, destination, overwrite, interval);
+            });
     } catch (...) {
         return false;
     }
