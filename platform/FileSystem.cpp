@@ -93,6 +93,18 @@ std::uint64_t RegularFileSize(char const* path) noexcept {
     return static_cast<std::uint64_t>(st.st_size);
 }
 
+bool GetFileTime(char const* path, bool creation, long long* seconds) noexcept {
+    struct statx st {};
+    unsigned int want = creation ? STATX_BTIME : STATX_MTIME;
+    if (empty(path) || ::statx(AT_FDCWD, path, 0, want, &st) != 0 || (st.stx_mask & want) == 0) {
+        return false;
+    }
+    statx_timestamp const& t = creation ? st.stx_btime : st.stx_mtime;
+    // Toward zero: a time before 1970 with a fraction moves up to the whole second.
+    *seconds = t.tv_sec < 0 && t.tv_nsec != 0 ? t.tv_sec + 1 : t.tv_sec;
+    return true;
+}
+
 int MakeDirectory(char const* path) noexcept {
     if (empty(path)) {
         return ENOENT;

@@ -25,6 +25,11 @@ bool IsRealDirectory(char const* path) noexcept;
 /// failure.
 std::uint64_t RegularFileSize(char const* path) noexcept;
 
+/// A date of the file `path` names (links followed), in whole seconds since 1970-01-01 GMT
+/// (truncated toward zero): its birth time when `creation` and the file system records one
+/// (statx), else its content-modification time. False when the file or that date is unknown.
+bool GetFileTime(char const* path, bool creation, long long* seconds) noexcept;
+
 /// mkdir(path, 0777); 0 or errno.
 int MakeDirectory(char const* path) noexcept;
 

@@ -21,6 +21,7 @@
 #include <VarnUtilityLib/CUIdentifierGenerator.h>
 #include <VarnUtilityLib/CUIndexSet.h>
 #include <VarnUtilityLib/CULockAbstract.h>
+#include <VarnUtilityLib/CULog.h>
 #include <VarnUtilityLib/CUManualResetEvent.h>
 #include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUMutableArray.h>

@@ -1,0 +1,344 @@
+// CULogTest.cpp — the ring-of-ten-files log: lines, levels, rotation, continuation, the single
+// instance, concurrent writers and the system report.
+#include "fakes/FileFaults.h"
+
+#include <VarnUtilityLib/CULog.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+using varn::test::ReadFile;
+using varn::test::TempFolder;
+using varn::test::WriteFile;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+CUSharedPtr<CUStringMac> str(std::string const& text) {
+    return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
+}
+
+std::string text(CUSharedPtr<CUStringMac> const& s) {
+    std::string out;
+    if (s) {
+        s->GetString(out);
+    }
+    return out;
+}
+
+// Every test leaves no instance behind, whatever it asserted.
+struct LogSession {
+    LogSession(std::string const& folder, std::string const& name, unsigned int level) {
+        CULog::InitializeWithName(str(folder), str(name), level);
+    }
+    ~LogSession() { CULog::Terminate(); }
+    LogSession(LogSession const&) = delete;
+    LogSession& operator=(LogSession const&) = delete;
+};
+
+std::vector<std::string> linesOf(std::string const& contents) {
+    std::vector<std::string> lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = contents.find("\r\n", start)) != std::string::npos;
+         start = end + 2) {
+        lines.push_back(contents.substr(start, end - start));
+    }
+    EXPECT_EQ(contents.size(), start) << "text after the last line end";
+    return lines;
+}
+
+std::string messageOf(std::string const& line) {
+    return line.substr(line.rfind('\t') + 1);
+}
+
+void setAge(std::string const& path, int secondsAgo) {
+    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
+}
+
+} // namespace
+
+TEST(CULog, FirstWriteMakesFileZeroWithOneStampedLine) {
+    TempFolder dir;
+    LogSession session(dir.File("logs"), "App", 3);
+    ASSERT_TRUE(CULog::GetInstance());
+    CULog::Write(3, "hello %d from %s", 5, "me");
+    std::vector<std::string> lines = linesOf(ReadFile(dir.File("logs/App0.log")));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_TRUE(std::regex_match(
+        lines[0], std::regex(R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\thello 5 from me)")))
+        << lines[0];
+}
+
+TEST(CULog, LevelsAboveTheInstanceLevelAreDroppedAndUnknownOnesAreDebug) {
+    TempFolder dir;
+    {
+        LogSession session(dir.Path().string(), "L", 3);
+        CULog::Write(1, "e");
+        CULog::Write(2, "w");
+        CULog::Write(4, "dropped");
+        CULog::Write(0, "zero");
+        CULog::Write(7, "seven dropped");
+    }
+    std::string contents = ReadFile(dir.File("L0.log"));
+    EXPECT_NE(std::string::npos, contents.find("[ERROR]\te\r\n"));
+    EXPECT_NE(std::string::npos, contents.find("[WARNING]\tw\r\n"));
+    EXPECT_NE(std::string::npos, contents.find("[DEBUG]\tzero\r\n"));
+    EXPECT_EQ(std::string::npos, contents.find("dropped"));
+    {
+        LogSession session(dir.Path().string(), "L", 7);
+        CULog::Write(7, "seven written");
+    }
+    EXPECT_NE(std::string::npos, ReadFile(dir.File("L0.log")).find("[DEBUG]\tseven written\r\n"));
+}
+
+TEST(CULog, ExpandedPercentSignsAreWrittenLiterally) {
+    TempFolder dir;
+    LogSession session(dir.Path().string(), "P", 3);
+    CULog::Write(3, str("%s"), "100%d %s%%");
+    CULog::Write(3, "plain %%d");
+    std::vector<std::string> lines = linesOf(ReadFile(dir.File("P0.log")));
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_EQ("100%d %s%%", messageOf(lines[0]));
+    EXPECT_EQ("plain %d", messageOf(lines[1]));
+}
+
+TEST(CULog, LevelLabelsAreTheSharedStrings) {
+    CULog log;
+    EXPECT_EQ("DEBUG", text(log.GetLogLevelString(0)));
+    EXPECT_EQ("DEBUG", text(log.GetLogLevelString(4)));
+    EXPECT_EQ(log.GetLogLevelString(0).get(), log.GetLogLevelString(99).get());
+    EXPECT_EQ("INFO", text(log.GetLogLevelString(3)));
+    EXPECT_EQ("(NULL)", text(g_pLogNULL));
+}
+
+TEST(CULog, FilePathsJoinFolderNameAndUnpaddedIndex) {
+    EXPECT_EQ("/var/x/App3.log", text(CULog::GetLogFilePath(str("/var/x"), str("App"), 3)));
+    EXPECT_EQ("/var/x/App10.log", text(CULog::GetLogFilePath(str("/var/x/"), str("App"), 10)));
+    EXPECT_FALSE(CULog::GetLogFilePath(CUSharedPtr<CUStringMac>(), str("App"), 0));
+    EXPECT_FALSE(CULog::GetLogFilePath(str("/x"), CUSharedPtr<CUStringMac>(), 0));
+}
+
+TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
+    TempFolder dir;
+    CULog log;
+    ASSERT_EQ(0u, log.Init(str(dir.Path().string()), str("R"), 3));
+    WriteFile(dir.File("R0.log"), std::string(999990, 'x'));
+    EXPECT_EQ(dir.File("R0.log"), text(log.GetWriteableLogPath(10))); // exactly 1,000,000
+    WriteFile(dir.File("R1.log"), "stale");
+    EXPECT_EQ(dir.File("R1.log"), text(log.GetWriteableLogPath(11)));
+    EXPECT_FALSE(fs::exists(dir.File("R1.log"))); // the next file is emptied first
+
+    // The worst-case size is what counts, not the real byte count of the line.
+    unsigned int worst = CULog::GetStringByteSize(str("abc"));
+    EXPECT_GT(worst, 4u);
+    WriteFile(dir.File("R1.log"), std::string(1000000 - worst + 1, 'y'));
+    log.WriteLog(3, str("abc"));
+    EXPECT_TRUE(fs::exists(dir.File("R2.log")));
+    EXPECT_EQ(1000000 - worst + 1, fs::file_size(dir.File("R1.log")));
+}
+
+TEST(CULog, RingWrapsFromNineToZeroDeletingZero) {
+    TempFolder dir;
+    for (int i = 0; i < 10; ++i) {
+        WriteFile(dir.File(("W" + std::to_string(i) + ".log").c_str()),
+                  "file " + std::to_string(i) + "\r\n");
+        setAge(dir.File(("W" + std::to_string(i) + ".log").c_str()), 100 - i); // 9 is the newest
+    }
+    WriteFile(dir.File("W9.log"), std::string(1000000, 'z'));
+    CULog log;
+    ASSERT_EQ(0u, log.Init(str(dir.Path().string()), str("W"), 3));
+    log.WriteLog(3, str("after the wrap"));
+    std::vector<std::string> lines = linesOf(ReadFile(dir.File("W0.log")));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_EQ("after the wrap", messageOf(lines[0]));
+    EXPECT_EQ(1000000u, fs::file_size(dir.File("W9.log")));
+}
+
+TEST(CULog, ContinuesBeforeTheFirstMissingFileWhateverTheDates) {
+    TempFolder dir;
+    for (int i = 0; i < 3; ++i) {
+        WriteFile(dir.File(("C" + std::to_string(i) + ".log").c_str()), "");
+    }
+    setAge(dir.File("C1.log"), 50);
+    setAge(dir.File("C2.log"), 40); // file 0 is the newest
+    CULog log;
+    ASSERT_EQ(0u, log.Init(str(dir.Path().string()), str("C"), 3));
+    log.WriteLog(3, str("next"));
+    EXPECT_EQ(0u, fs::file_size(dir.File("C0.log")));
+    EXPECT_NE(0u, fs::file_size(dir.File("C2.log")));
+}
+
+TEST(CULog, WithAllTenPresentContinuesInTheNewestAndTheLowerOnEqualDates) {
+    TempFolder dir;
+    auto name = [&](int i) { return dir.File(("N" + std::to_string(i) + ".log").c_str()); };
+    for (int i = 0; i < 10; ++i) {
+        WriteFile(name(i), "");
+        setAge(name(i), i == 6 ? 5 : 500);
+    }
+    CULog newest;
+    ASSERT_EQ(0u, newest.Init(str(dir.Path().string()), str("N"), 3));
+    newest.WriteLog(3, str("to six"));
+    EXPECT_NE(0u, fs::file_size(name(6)));
+
+    auto same = fs::file_time_type::clock::now() - std::chrono::seconds(30);
+    for (int i = 0; i < 10; ++i) {
+        WriteFile(name(i), "");
+        fs::last_write_time(name(i), same);
+    }
+    fs::last_write_time(name(3), same + std::chrono::seconds(10));
+    fs::last_write_time(name(7), same + std::chrono::seconds(10));
+    CULog tie;
+    ASSERT_EQ(0u, tie.Init(str(dir.Path().string()), str("N"), 3));
+    tie.WriteLog(3, str("to three"));
+    EXPECT_NE(0u, fs::file_size(name(3)));
+    EXPECT_EQ(0u, fs::file_size(name(7)));
+}
+
+TEST(CULog, AFailedInitialisationLeavesNoInstance) {
+    TempFolder dir;
+    WriteFile(dir.File("file"), "x");
+    CULog::InitializeWithName(str(dir.File("file/logs")), str("F"), 3);
+    EXPECT_FALSE(CULog::GetInstance());
+    CULog::Write(1, "nowhere"); // a no-op, not a crash
+    CULog::InitializeWithName(CUSharedPtr<CUStringMac>(), str("F"), 3);
+    EXPECT_FALSE(CULog::GetInstance());
+    CULog log;
+    EXPECT_EQ(0x10001u, log.Init(str(dir.Path().string()), CUSharedPtr<CUStringMac>(), 3));
+}
+
+TEST(CULog, ASecondInitialisationIsIgnored) {
+    TempFolder dir;
+    LogSession first(dir.File("first"), "A", 3);
+    CUSharedPtr<CULog> instance = CULog::GetInstance();
+    CULog::InitializeWithName(str(dir.File("second")), str("B"), 7);
+    EXPECT_EQ(instance.get(), CULog::GetInstance().get());
+    EXPECT_FALSE(fs::exists(dir.File("second")));
+    CULog::Write(3, "one");
+    EXPECT_TRUE(fs::exists(dir.File("first/A0.log")));
+}
+
+TEST(CULog, TerminateWhileAWriterHoldsTheInstanceKeepsItAlive) {
+    TempFolder dir;
+    CULog::InitializeWithName(str(dir.Path().string()), str("T"), 3);
+    CUSharedPtr<CULog> held = CULog::GetInstance();
+    CULog::Terminate();
+    EXPECT_FALSE(CULog::GetInstance());
+    held->WriteLog(3, str("still works"));
+    EXPECT_NE(std::string::npos, ReadFile(dir.File("T0.log")).find("still works"));
+    CULog::Write(3, "dropped without an instance");
+    EXPECT_EQ(std::string::npos, ReadFile(dir.File("T0.log")).find("dropped"));
+}
+
+TEST(CULog, FileDatesComeFromTheFileSystem) {
+    TempFolder dir;
+    WriteFile(dir.File("d.log"), "x");
+    setAge(dir.File("d.log"), 3600);
+    CUSharedPtr<CUDateTime> modified =
+        CULog::GetLogFileTime(str(dir.File("d.log")), _Log_DateTime_Type_Modify);
+    ASSERT_TRUE(modified);
+    CUSharedPtr<CUDateTime> now = CUDateTime::Create();
+    CUSharedPtr<CUDateTime> hourAgo = now->AddSeconds(-3600);
+    EXPECT_LE(std::abs(modified->GetHour(true) * 60 + modified->GetMinute(true) -
+                       (hourAgo->GetHour(true) * 60 + hourAgo->GetMinute(true))),
+              1);
+    CUSharedPtr<CUDateTime> created =
+        CULog::GetLogFileTime(str(dir.File("d.log")), _Log_DateTime_Type_Create);
+    if (created) { // only where the file system records birth times
+        EXPECT_FALSE(*now < *created);
+    }
+    EXPECT_FALSE(CULog::GetLogFileTime(str(dir.File("d.log")), static_cast<_Log_DateTime_Type>(2)));
+    EXPECT_FALSE(CULog::GetLogFileTime(str(dir.File("missing")), _Log_DateTime_Type_Modify));
+    EXPECT_EQ(1u, CULog::GetLogFileSize(str(dir.File("d.log"))));
+    EXPECT_EQ(0u, CULog::GetLogFileSize(str(dir.File("missing"))));
+    CULog::DeleteLogFile(str(dir.File("d.log")));
+    CULog::DeleteLogFile(str(dir.File("d.log")));
+    EXPECT_FALSE(fs::exists(dir.File("d.log")));
+}
+
+TEST(CULog, TimeStampIsLocalTimeZeroPadded) {
+    CUSharedPtr<CUDateTime> t = CUDateTime::Create(2024, 3, 5, 7, 8, 9);
+    EXPECT_EQ("2024/03/05 07:08:09", text(CULog::GetLogDateTimeString(t)));
+    EXPECT_FALSE(CULog::GetLogDateTimeString(CUSharedPtr<CUDateTime>()));
+}
+
+TEST(CULog, FourThreadsLoseAndTearNoLine) {
+    TempFolder dir;
+    LogSession session(dir.Path().string(), "M", 3);
+    constexpr int kThreads = 4;
+    constexpr int kLines = 5000;
+    std::vector<std::thread> writers;
+    for (int t = 0; t < kThreads; ++t) {
+        writers.emplace_back([t] {
+            for (int i = 0; i < kLines; ++i) {
+                CULog::Write(3, "thread %d line %d with some padding text", t, i);
+            }
+        });
+    }
+    for (std::thread& w : writers) {
+        w.join();
+    }
+    std::map<std::string, int> seen;
+    std::regex shape(
+        R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\tthread \d line \d+ with some padding text)");
+    for (int i = 0; i < 10; ++i) {
+        std::string file = dir.File(("M" + std::to_string(i) + ".log").c_str());
+        if (!fs::exists(file)) {
+            continue;
+        }
+        for (std::string const& line : linesOf(ReadFile(file))) {
+            ASSERT_TRUE(std::regex_match(line, shape)) << line;
+            ++seen[messageOf(line)];
+        }
+    }
+    EXPECT_EQ(static_cast<std::size_t>(kThreads * kLines), seen.size());
+    for (auto const& [message, count] : seen) {
+        ASSERT_EQ(1, count) << message;
+    }
+}
+
+TEST(CULog, AFolderRemovedWhileLoggingNeverThrows) {
+    TempFolder dir;
+    LogSession session(dir.File("gone"), "G", 3);
+    CULog::Write(3, "before");
+    fs::remove_all(dir.File("gone"));
+    EXPECT_NO_THROW(CULog::Write(3, "while gone"));
+    EXPECT_FALSE(fs::exists(dir.File("gone/G0.log")));
+    fs::create_directory(dir.File("gone"));
+    CULog::Write(3, "after");
+    std::vector<std::string> lines = linesOf(ReadFile(dir.File("gone/G0.log")));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_EQ("after", messageOf(lines[0]));
+}
+
+TEST(CULog, SystemReportGoesToExactlyTheNamedFileAndRunsNothing) {
+    TempFolder dir;
+    LogSession session(dir.Path().string(), "S", 3);
+    std::string name = "report \"quoted\" $(touch pwned) `touch pwned2`.txt";
+    CULog::GetInstance()->WriteSystemInfo(str(name));
+    std::string path = dir.File(name.c_str());
+    std::string contents;
+    for (int i = 0; i < 100 && contents.find("Volumes") == std::string::npos; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        contents = ReadFile(path);
+    }
+    EXPECT_NE(std::string::npos, contents.find("Operating system:"));
+    EXPECT_NE(std::string::npos, contents.find("Processors online:"));
+    int entries = 0;
+    for (auto const& entry : fs::directory_iterator(dir.Path())) {
+        (void)entry;
+        ++entries;
+    }
+    EXPECT_EQ(1, entries); // the report only: nothing named pwned, no log file
+    EXPECT_FALSE(fs::exists("pwned"));
+    EXPECT_FALSE(fs::exists("pwned2"));
+}
