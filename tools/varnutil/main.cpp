@@ -2,6 +2,7 @@
 #include "DriveCommand.h"
 #include "Errors.h"
 #include "FilesCommand.h"
+#include "LogCommand.h"
 #include "SysinfoCommand.h"
 #include "Tour.h"
 #include "XmlCommand.h"
@@ -160,6 +161,7 @@ int main(int argc, char** argv) {
     CLI::App* drive = varnutil::AddDriveCommand(app);
     CLI::App* sysinfo = varnutil::AddSysinfoCommand(app);
     varnutil::AddFilesCommands(app);
+    CLI::App* log = varnutil::AddLogCommand(app);
 
     try {
         app.parse(argc, argv);
@@ -186,6 +188,9 @@ int main(int argc, char** argv) {
     }
     if (int code = 0; varnutil::RunFilesCommands(std::cout, std::cerr, &code)) {
         return code;
+    }
+    if (log->parsed()) {
+        return varnutil::RunLogCommand(std::cout, std::cerr);
     }
     if (sysinfo->parsed()) {
         return varnutil::RunSysinfoCommand(std::cout, std::cerr);

@@ -1,0 +1,38 @@
+// LogApiTest.cpp — names every public operation of the log through the shared library.
+#include <VarnUtilityLib/VarnUtilityLib.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <type_traits>
+
+TEST(LogApi, LogOperationsAndGlobalsAreExported) {
+    static_assert(std::is_base_of_v<CUObject, CULog>);
+    static_assert(_Log_DateTime_Type_Create == 0 && _Log_DateTime_Type_Modify == 1);
+    auto str = [](std::string const& s) {
+        return CUSharedPtr<CUStringMac>(new CUStringMac(s.c_str(), CUString_CharCode_UTF8));
+    };
+    auto dir =
+        std::filesystem::temp_directory_path() / ("varn-log-api-" + std::to_string(::getpid()));
+    CULog::InitializeWithName(str(dir.string()), str("Api"), 3);
+    ASSERT_TRUE(CULog::GetInstance());
+    CULog::Write(3, "%d", 1);
+    CULog::Write(3, str("%s"), "two");
+    CULog::GetInstance()->WriteLog(3, str("three"));
+    CUSharedPtr<CUStringMac> path = CULog::GetLogFilePath(str(dir.string()), str("Api"), 0);
+    EXPECT_GT(CULog::GetLogFileSize(path), 0u);
+    EXPECT_TRUE(CULog::GetLogFileTime(path, _Log_DateTime_Type_Modify));
+    EXPECT_GT(CULog::GetStringByteSize(str("x")), 0u);
+    EXPECT_TRUE(CULog::GetLogDateTimeString(CUDateTime::Create()));
+    EXPECT_TRUE(CULog::GetInstance()->GetLogLevelString(1));
+    EXPECT_TRUE(CULog::GetInstance()->WriteFileString(str("raw\r\n")));
+    EXPECT_TRUE(CULog::GetInstance()->GetWriteableLogPath(1));
+    CULog::Terminate();
+    CULog::DeleteLogFile(path);
+    EXPECT_EQ(0u, CULog::GetLogFileSize(path));
+    z_WriteSystemInfo(CUSharedPtr<CUStringMac>()); // null: nothing to do
+    EXPECT_TRUE(g_pLogNULL);
+    CULog own;
+    EXPECT_EQ(0x10001u, own.Init(CUSharedPtr<CUStringMac>(), str("x"), 3));
+    std::filesystem::remove_all(dir);
+}
