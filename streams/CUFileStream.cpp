@@ -4,7 +4,6 @@
 // to the platform with explicit offsets, so the mark is purely the stream's own bookkeeping:
 // moving it (SeekOSFileHandle) costs no system call, and sequential I/O issues none either.
 #include <VarnUtilityLib/CUAutoLock.h>
-#include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUFile.h>
 #include <VarnUtilityLib/CUFileStream.h>
 
@@ -105,10 +104,13 @@ unsigned long long CUFileStream::Init(CUStringMac* path, CUStream_FileMode mode,
     if (path->Length() == 0) {
         throw kNotReady;
     }
-    if (CUDirectory::Exists(path)) {
+    // One look at the path answers both questions (a folder, an existing file): the path
+    // walk is most of what opening costs.
+    platform::PathKind const kind = platform::GetPathKind(static_cast<char const*>(*path));
+    if (kind == platform::PathKind::Directory) {
         throw kNotSupported;
     }
-    bool const exists = CUFile::Exists(path);
+    bool const exists = kind == platform::PathKind::File;
     switch (mode) {
     case CUStream_FileMode_Append:
     case CUStream_FileMode_Create:
