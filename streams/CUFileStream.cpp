@@ -3,6 +3,8 @@
 // The "fork position" is where the stream knows the file's mark to stand. Reads and writes go
 // to the platform with explicit offsets, so the mark is purely the stream's own bookkeeping:
 // moving it (SeekOSFileHandle) costs no system call, and sequential I/O issues none either.
+#include "filesystem/PathBytes.h"
+
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUFile.h>
@@ -11,6 +13,7 @@
 #include "platform/File.h"
 
 #include <cstdint>
+#include <string>
 
 namespace platform = varn::platform;
 
@@ -104,6 +107,11 @@ unsigned long long CUFileStream::Init(CUStringMac* path, CUStream_FileMode mode,
     }
     if (path->Length() == 0) {
         throw kNotReady;
+    }
+    // A text without an exact byte form would open or create a shorter name.
+    std::string bytes;
+    if (!varn::PathBytes(path, bytes)) {
+        throw kPlatformFailure;
     }
     if (CUDirectory::Exists(path)) {
         throw kNotSupported;
