@@ -104,7 +104,8 @@ TEST(CUFile, TextWithAZeroUnitDoesNotNameTheShorterPath) {
     std::u16string units(file.begin(), file.end());
     CUStringMac hidden = Units(units + u'\0' + u"hidden");
     EXPECT_FALSE(CUFile::Exists(&hidden));
-    std::u16string dir(folder.Path().string().begin(), folder.Path().string().end());
+    std::string const folderText = folder.Path().string();
+    std::u16string dir(folderText.begin(), folderText.end());
     CUStringMac hiddenDir = Units(dir + u'\0' + u"/x");
     EXPECT_FALSE(CUDirectory::Exists(&hiddenDir));
 }
