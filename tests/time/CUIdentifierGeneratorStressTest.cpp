@@ -22,6 +22,7 @@ TEST(CUIdentifierGenerator, EightThreadsUnderContentionGetNoDuplicateAndNoGap) {
     std::vector<std::vector<unsigned long long>> got(kThreads);
     std::atomic<bool> stop{false};
     std::atomic<int> ready{0};
+    std::atomic<int> full{0}; // threads that have stopped
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
@@ -33,18 +34,12 @@ TEST(CUIdentifierGenerator, EightThreadsUnderContentionGetNoDuplicateAndNoGap) {
             while (!stop.load(std::memory_order_relaxed) && mine.size() < kCapPerThread) {
                 mine.push_back(generator->GenerateIdentifier());
             }
+            full.fetch_add(1);
         });
     }
     auto const start = std::chrono::steady_clock::now();
-    while (std::chrono::steady_clock::now() - start < duration) {
+    while (std::chrono::steady_clock::now() - start < duration && full.load() < kThreads) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        bool allFull = true;
-        for (auto const& ids : got) {
-            allFull = allFull && ids.size() >= kCapPerThread;
-        }
-        if (allFull) {
-            break;
-        }
     }
     stop.store(true);
     for (auto& thread : threads) {
