@@ -39,6 +39,12 @@ bool findFirst(text::Text const* t, text::Text const* pattern, std::size_t& at) 
     return text::FindLiteral(t, pattern, false, at, length);
 }
 
+// Exact equality of the units. The localized comparison of operator== is no test for "the
+// path is the separator": it ignores control and format characters, so "/\x01" would pass.
+bool sameUnits(text::Text const* a, text::Text const* b) {
+    return a->length == b->length && (a->length == 0 || text::HasSuffix(a, b));
+}
+
 // A string over units [start, start + count) of `t`; false when the text cannot be made.
 bool subString(text::Text const* t, std::size_t start, std::size_t count, CUStringMac& into) {
     text::Text const* piece = nullptr;
@@ -98,7 +104,7 @@ unsigned int removeLast(CUStringMac& self, text::Text const* whole, text::Text c
 }
 
 // PathComponents and SplitComponents, over any separator.
-unsigned int components(CUStringMac& self, text::Text const* whole, CUStringMac& separatorString,
+unsigned int components(text::Text const* whole, CUStringMac& separatorString,
                         CUSharedPtr<CUArray>* out) {
     text::Text const* separator = separatorString;
     bool leadingSeparator = false;
@@ -109,7 +115,7 @@ unsigned int components(CUStringMac& self, text::Text const* whole, CUStringMac&
         }
     };
     try {
-        if (self == separatorString) {
+        if (sameUnits(whole, separator)) {
             leadingSeparator = true;
         } else if (whole->length == 0) {
             pieces.push_back(text::Retain(whole));
@@ -228,8 +234,8 @@ unsigned int CUStringMac::PathGetLastComponent(CUStringMac& out) {
     if (m_pString == nullptr) {
         return kCUStatusFailure;
     }
-    CUStringMac slash(slashText());
-    if (*this == slash) {
+    if (sameUnits(m_pString, slashText())) {
+        CUStringMac slash(slashText());
         out = slash;
         return kCUStatusSuccess;
     }
@@ -259,7 +265,7 @@ unsigned int CUStringMac::PathComponents(CUSharedPtr<CUArray>* out) {
         return kCUStatusFailure;
     }
     CUStringMac slash(slashText());
-    return components(*this, m_pString, slash, out);
+    return components(m_pString, slash, out);
 }
 
 unsigned int CUStringMac::SplitComponents(CUSharedPtr<CUArray>* out, char const* separator) {
@@ -270,7 +276,7 @@ unsigned int CUStringMac::SplitComponents(CUSharedPtr<CUArray>* out, char const*
     if (static_cast<text::Text const*>(sep) == nullptr) {
         return kCUStatusFailure;
     }
-    return components(*this, m_pString, sep, out);
+    return components(m_pString, sep, out);
 }
 
 unsigned int CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac> name, HFSUniStr255* out) {

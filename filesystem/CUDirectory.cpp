@@ -1,14 +1,19 @@
 // CUDirectory.cpp — operations on folders by path.
+#include "filesystem/PathBytes.h"
+
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUError.h>
 
 #include "platform/File.h"
 
+#include <string>
+
 bool CUDirectory::Exists(CUStringMac* path) {
-    if (path == nullptr) {
+    std::string bytes;
+    if (!varn::PathBytes(path, bytes)) {
         return false;
     }
-    return varn::platform::GetPathKind(*path) == varn::platform::PathKind::Directory;
+    return varn::platform::GetPathKind(bytes.c_str()) == varn::platform::PathKind::Directory;
 }
 
 bool CUDirectory::Exists(CUSharedPtr<CUStringMac> path) {

@@ -1,13 +1,18 @@
 // CUFile.cpp — operations on files by path.
+#include "filesystem/PathBytes.h"
+
 #include <VarnUtilityLib/CUFile.h>
 
 #include "platform/File.h"
 
+#include <string>
+
 bool CUFile::Exists(CUStringMac* path) {
-    if (path == nullptr) {
+    std::string bytes;
+    if (!varn::PathBytes(path, bytes)) {
         return false;
     }
-    return varn::platform::GetPathKind(*path) == varn::platform::PathKind::File;
+    return varn::platform::GetPathKind(bytes.c_str()) == varn::platform::PathKind::File;
 }
 
 bool CUFile::Exists(CUSharedPtr<CUStringMac> path) {

@@ -1,16 +1,19 @@
 // FileNames.h — turning the library's strings into the UTF-8 names the file system takes.
 #pragma once
 
+#include "filesystem/PathBytes.h"
+
 #include <VarnUtilityLib/CUStringMac.h>
 
 #include <string>
 
 namespace cu_files {
 
-/// The UTF-8 text of `s`; empty for a null text.
+/// The exact UTF-8 bytes of a path; empty (a path naming nothing) for a null text and for a
+/// text the system could only be given cut short (see PathBytes).
 inline std::string Utf8(CUStringMac& s) {
-    char const* text = s;
-    return text != nullptr ? std::string(text) : std::string();
+    std::string bytes;
+    return varn::PathBytes(&s, bytes) ? bytes : std::string();
 }
 
 /// The file name the system gets for `name`: the name goes through the file-name record

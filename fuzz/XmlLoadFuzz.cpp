@@ -8,6 +8,7 @@
 #include "platform/XmlParser.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -56,6 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     CUSharedPtr<CUStream> again(new CUMemoryStream(out->text.data(), out->text.size(), false));
     CUSharedPtr<CUXmlDomDocumentNode> reloaded(new CUXmlDomDocumentNode());
     if (reloaded->LoadXml(again) != 0 || Dump(reloaded) != Dump(doc)) {
+        std::fprintf(stderr, "written:\n%s\nloaded:\n%s\nreloaded:\n%s\n", out->text.c_str(),
+                     Dump(doc).c_str(), Dump(reloaded).c_str());
         std::abort();
     }
     return 0;

@@ -3,6 +3,8 @@
 // The "fork position" is where the stream knows the file's mark to stand. Reads and writes go
 // to the platform with explicit offsets, so the mark is purely the stream's own bookkeeping:
 // moving it (SeekOSFileHandle) costs no system call, and sequential I/O issues none either.
+#include "filesystem/PathBytes.h"
+
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUFile.h>
 #include <VarnUtilityLib/CUFileStream.h>
@@ -10,6 +12,7 @@
 #include "platform/File.h"
 
 #include <cstdint>
+#include <string>
 
 namespace platform = varn::platform;
 
@@ -104,9 +107,14 @@ unsigned long long CUFileStream::Init(CUStringMac* path, CUStream_FileMode mode,
     if (path->Length() == 0) {
         throw kNotReady;
     }
+    // A text without an exact byte form would open or create a shorter name.
+    std::string bytes;
+    if (!varn::PathBytes(path, bytes)) {
+        throw kPlatformFailure;
+    }
     // One look at the path answers both questions (a folder, an existing file): the path
     // walk is most of what opening costs.
-    platform::PathKind const kind = platform::GetPathKind(static_cast<char const*>(*path));
+    platform::PathKind const kind = platform::GetPathKind(bytes.c_str());
     if (kind == platform::PathKind::Directory) {
         throw kNotSupported;
     }

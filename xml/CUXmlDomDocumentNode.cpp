@@ -26,10 +26,16 @@ namespace {
 
 // ---- loading ----
 
-// A string from parsed UTF-8; null when the platform text could not be made.
+// A string from parsed UTF-8; null when the platform text could not be made. The string's
+// UTF-8 reading drops one leading byte-order mark, but in a document a U+FEFF that starts a
+// text or a value is content (a zero-width no-break space): it is kept by giving the reader a
+// mark to drop in front of it.
 CUSharedPtr<CUStringMac> MakeString(std::string const& utf8) {
+    static constexpr char kMark[] = "\xEF\xBB\xBF";
+    std::string const marked = utf8.starts_with(kMark) ? kMark + utf8 : std::string();
+    std::string const& bytes = marked.empty() ? utf8 : marked;
     CUSharedPtr<CUStringMac> text(new CUStringMac(
-        utf8.data(), static_cast<unsigned int>(utf8.size()), CUString_CharCode_UTF8));
+        bytes.data(), static_cast<unsigned int>(bytes.size()), CUString_CharCode_UTF8));
     if (text->GetCFStringRef() == nullptr) {
         return {};
     }

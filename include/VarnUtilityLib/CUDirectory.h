@@ -12,7 +12,8 @@
 class CU_EXPORT CUDirectory : public CUObject {
   public:
     /// True only when `path` names an existing folder. False for a null path, an empty shared
-    /// pointer, a missing object, a file or a path that cannot be resolved.
+    /// pointer, a missing object, a file, a path that cannot be resolved and a text without an
+    /// exact UTF-8 form (an unpaired surrogate or U+0000).
     static bool Exists(CUStringMac* path);
     /// \overload
     static bool Exists(CUSharedPtr<CUStringMac> path);

@@ -13,7 +13,7 @@ class CU_EXPORT CUFile : public CUObject {
   public:
     /// True only when `path` names an existing object that is not a folder. False for a null
     /// path, an empty shared pointer, a missing object, a dangling link or a path that cannot
-    /// be resolved.
+    /// be resolved, and for a text without an exact UTF-8 form (an unpaired surrogate or U+0000).
     static bool Exists(CUStringMac* path);
     /// \overload
     static bool Exists(CUSharedPtr<CUStringMac> path);

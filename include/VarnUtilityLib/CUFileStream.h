@@ -8,7 +8,9 @@
 // what is there (end of file is not an error). Writes past the end grow the file first.
 //
 // Error codes (thrown as unsigned int) leave only the constructors (noThrow false) and Init:
-//   1 empty path; 2 null path; 4 mode/access/existence conflict or any failure of the system;
+//   1 empty path; 2 null path; 4 mode/access/existence conflict, a path text without an exact
+//   UTF-8 form (an unpaired surrogate or U+0000, which would name a shorter path) or any
+//   failure of the system;
 //   5 the path names a folder; 9 Open or Truncate of a missing file.
 // Every other operation swallows its own codes: Read and Write return 0 and leave the stream
 // as it is; Position, Seek and SetLength close the stream and return normally.

@@ -1,0 +1,139 @@
+// CUSharedPtrStressTest.cpp — eight threads copying and dropping shared pointers for a bounded
+// time (VARN_STRESS_SECONDS, 2 s by default), then exact counts: every long-lived object back
+// to its one owner, every short-lived object deleted exactly once, by whichever thread let go
+// last.
+#include "support/Stress.h"
+
+#include <VarnUtilityLib/CUObject.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int kThreads = 8;
+constexpr int kShared = 16;
+constexpr int kSlots = 24;
+
+struct Counted : CUObject {
+    explicit Counted(std::atomic<int>* deletions) : deletions(deletions) {}
+    ~Counted() override {
+        // A second deletion would find the mark gone (and AddressSanitizer the memory freed).
+        EXPECT_EQ(kAlive, mark);
+        mark = 0;
+        deletions->fetch_add(1, std::memory_order_relaxed);
+    }
+    static constexpr std::uint32_t kAlive = 0xA11CE5ED;
+    std::uint32_t mark = kAlive;
+    std::atomic<int>* deletions;
+};
+
+// A small fast generator per thread; the choice of slot and object only has to vary.
+struct XorShift {
+    std::uint64_t state;
+    std::uint32_t Next() {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        return static_cast<std::uint32_t>(state);
+    }
+};
+
+} // namespace
+
+TEST(CUSharedPtr, EightThreadsCopyingAndDroppingKeepExactCounts) {
+    auto const duration = varn::test::StressDuration();
+    std::atomic<int> sharedDeletions{0};
+    std::atomic<int> passedDeletions{0};
+    std::atomic<long long> created{0};
+    std::atomic<long long> copies{0};
+    std::vector<CUSharedPtr<Counted>> owners;
+    for (int i = 0; i < kShared; ++i) {
+        owners.emplace_back(new Counted(&sharedDeletions));
+    }
+    // Objects handed from thread to thread through one mailbox; the last holder deletes.
+    std::mutex mailboxLock;
+    CUSharedPtr<Counted> mailbox;
+
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            XorShift random{0x9E3779B97F4A7C15ULL * (t + 1)};
+            std::array<CUSharedPtr<Counted>, kSlots> slots;
+            std::array<CUSharedPtr<CUObject>, kSlots> bases;
+            long long made = 0;
+            long long copied = 0;
+            while (!stop.load(std::memory_order_relaxed)) {
+                for (int burst = 0; burst < 256; ++burst) {
+                    std::uint32_t r = random.Next();
+                    int slot = static_cast<int>(r % kSlots);
+                    switch ((r >> 8) % 8) {
+                    case 0:
+                    case 1:
+                    case 2: // copy a long-lived object into a slot, dropping what was there
+                        slots[slot] = owners[(r >> 16) % kShared];
+                        break;
+                    case 3: // copy between slots, and up to the base class
+                        bases[slot] = slots[(r >> 16) % kSlots];
+                        slots[slot] = slots[(r >> 20) % kSlots];
+                        break;
+                    case 4: // drop
+                        slots[slot].Reset();
+                        bases[slot].Reset();
+                        break;
+                    case 5: { // pass a fresh object through the mailbox
+                        CUSharedPtr<Counted> fresh(new Counted(&passedDeletions));
+                        ++made;
+                        bases[slot] = fresh;
+                        std::lock_guard<std::mutex> hold(mailboxLock);
+                        mailbox = fresh;
+                        break;
+                    }
+                    case 6: { // take whatever is in the mailbox
+                        std::lock_guard<std::mutex> hold(mailboxLock);
+                        slots[slot] = mailbox;
+                        break;
+                    }
+                    default: { // a copy that lives for one statement
+                        CUSharedPtr<CUObject> brief = owners[(r >> 16) % kShared];
+                        bases[slot] = brief;
+                        break;
+                    }
+                    }
+                    ++copied;
+                }
+            }
+            created.fetch_add(made);
+            copies.fetch_add(copied);
+        });
+    }
+    std::this_thread::sleep_for(duration);
+    stop.store(true);
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    {
+        std::lock_guard<std::mutex> hold(mailboxLock);
+        mailbox.Reset();
+    }
+    EXPECT_EQ(0, sharedDeletions.load());
+    for (auto const& owner : owners) {
+        EXPECT_EQ(1, owner->GetRetainCount());
+    }
+    EXPECT_EQ(created.load(), passedDeletions.load()) << "every passed object deleted once";
+    owners.clear();
+    EXPECT_EQ(kShared, sharedDeletions.load());
+    EXPECT_GT(copies.load(), 0);
+    RecordProperty("operations", std::to_string(copies.load()));
+    RecordProperty("passedObjects", std::to_string(created.load()));
+    std::printf("%lld pointer operations, %lld objects passed between threads, %.1f s\n",
+                copies.load(), created.load(), std::chrono::duration<double>(duration).count());
+}
