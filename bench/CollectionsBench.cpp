@@ -9,10 +9,6 @@
 // ("Fresh", so the collation key is computed each time on our side).
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
-#include <unicode/coll.h>
-#include <unicode/locid.h>
-#include <unicode/unistr.h>
-
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -271,100 +267,6 @@ BENCHMARK(BM_DictionaryLookupPrebuilt)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_StdMapLookupPrebuilt)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DictionaryLookupFresh)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_StdMapLookupFresh)->Unit(benchmark::kMillisecond);
-
-namespace {
-
-// ---- arrays ----------------------------------------------------------------------------------
-
-void BM_ArrayAppend1M_Varn(benchmark::State& state) {
-    CUSharedPtr<CUObject> value(new CUObject);
-    for (auto _ : state) {
-        CUSharedPtr<CUMutableArray> array(new CUMutableArray());
-        for (std::size_t i = 0; i < kSortCount; ++i) {
-            array->AddObject(value);
-        }
-        benchmark::DoNotOptimize(array.get());
-    }
-    state.SetItemsProcessed(static_cast<long>(state.iterations() * kSortCount));
-}
-
-void BM_ArrayAppend1M_StdVectorSharedPtr(benchmark::State& state) {
-    auto value = std::make_shared<PeerItem>(0);
-    for (auto _ : state) {
-        auto vector = std::make_shared<std::vector<std::shared_ptr<PeerItem>>>();
-        for (std::size_t i = 0; i < kSortCount; ++i) {
-            vector->push_back(value);
-        }
-        benchmark::DoNotOptimize(vector.get());
-    }
-    state.SetItemsProcessed(static_cast<long>(state.iterations() * kSortCount));
-}
-
-void BM_ArrayObjectAtIndex_Varn(benchmark::State& state) {
-    CUSharedPtr<CUMutableArray> array(new CUMutableArray());
-    for (int i = 0; i < 1024; ++i) {
-        array->AddObject(CUSharedPtr<CUObject>(new Item(i)));
-    }
-    unsigned long i = 0;
-    for (auto _ : state) {
-        CUSharedPtr<CUObject> item = array->ObjectAtIndex(i++ & 1023);
-        benchmark::DoNotOptimize(item.get());
-    }
-}
-
-void BM_ArrayObjectAtIndex_StdVectorSharedPtr(benchmark::State& state) {
-    std::vector<std::shared_ptr<PeerItem>> vector;
-    for (int i = 0; i < 1024; ++i) {
-        vector.push_back(std::make_shared<PeerItem>(i));
-    }
-    std::size_t i = 0;
-    for (auto _ : state) {
-        std::shared_ptr<PeerItem> item = vector.at(i++ & 1023);
-        benchmark::DoNotOptimize(item.get());
-    }
-}
-
-// ---- a map ordered by an ICU collator: the localized peer of the dictionary ------------------
-
-struct CollatorLess {
-    icu::Collator* collator;
-    bool operator()(icu::UnicodeString const& a, icu::UnicodeString const& b) const {
-        UErrorCode status = U_ZERO_ERROR;
-        return collator->compare(a, b, status) == UCOL_LESS;
-    }
-};
-
-void BM_CollatorMapLookupPrebuilt(benchmark::State& state) {
-    UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::Collator> collator(
-        icu::Collator::createInstance(icu::Locale("en_US"), status));
-    std::map<icu::UnicodeString, std::shared_ptr<PeerItem>, CollatorLess> m(
-        CollatorLess{collator.get()});
-    auto value = std::make_shared<PeerItem>(0);
-    for (auto const& k : words()) {
-        m[icu::UnicodeString::fromUTF8(k)] = value;
-    }
-    std::vector<icu::UnicodeString> probes;
-    for (auto const& k : lookupOrder()) {
-        probes.push_back(icu::UnicodeString::fromUTF8(k));
-    }
-    for (auto _ : state) {
-        for (auto const& k : probes) {
-            auto found = m.find(k);
-            benchmark::DoNotOptimize(found == m.end() ? std::shared_ptr<PeerItem>()
-                                                      : found->second);
-        }
-    }
-    state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
-}
-
-} // namespace
-
-BENCHMARK(BM_ArrayAppend1M_Varn)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ArrayAppend1M_StdVectorSharedPtr)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ArrayObjectAtIndex_Varn);
-BENCHMARK(BM_ArrayObjectAtIndex_StdVectorSharedPtr);
-BENCHMARK(BM_CollatorMapLookupPrebuilt)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     // Collation follows the locale; pin the one the tests use.

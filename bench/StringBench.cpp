@@ -143,26 +143,6 @@ void BM_Find_ICU(benchmark::State& state) {
     }
 }
 
-// Trimming white space from both ends of a short text (a new string on our side, an
-// in-place trim of a copy on ICU's: both make one new text).
-char const* const kPadded = "  \t Hello, w\xC3\xB6rld \n ";
-
-void BM_Trim_Varn(benchmark::State& state) {
-    CUStringMac padded(kPadded, CUString_CharCode_UTF8);
-    for (auto _ : state) {
-        CUSharedPtr<CUStringMac> trimmed = padded.Trim();
-        benchmark::DoNotOptimize(trimmed.get());
-    }
-}
-void BM_Trim_ICU(benchmark::State& state) {
-    icu::UnicodeString padded = icu::UnicodeString::fromUTF8(kPadded);
-    for (auto _ : state) {
-        icu::UnicodeString trimmed(padded);
-        trimmed.trim();
-        benchmark::DoNotOptimize(&trimmed);
-    }
-}
-
 } // namespace
 
 BENCHMARK(BM_ConstructUTF8_Varn);
@@ -175,8 +155,6 @@ BENCHMARK(BM_Less_Varn);
 BENCHMARK(BM_Less_ICU);
 BENCHMARK(BM_Find_Varn);
 BENCHMARK(BM_Find_ICU);
-BENCHMARK(BM_Trim_Varn);
-BENCHMARK(BM_Trim_ICU);
 
 int main(int argc, char** argv) {
     ::setenv("LANG", "en_US.UTF-8", 1);
