@@ -62,7 +62,7 @@ std::vector<int> sortKeys() {
     return keys;
 }
 
-void BM_SortUsingDescriptor(benchmark::State& state) {
+void BM_Sort1M_Varn(benchmark::State& state) {
     std::vector<int> keys = sortKeys();
     std::vector<CUSharedPtr<CUObject>> original;
     original.reserve(keys.size());
@@ -81,7 +81,7 @@ void BM_SortUsingDescriptor(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kSortCount));
 }
 
-void BM_StdStableSortSharedPtr(benchmark::State& state) {
+void BM_Sort1M_StdStableSort(benchmark::State& state) {
     std::vector<int> keys = sortKeys();
     std::vector<std::shared_ptr<PeerItem>> original;
     original.reserve(keys.size());
@@ -137,7 +137,7 @@ std::vector<CUSharedPtr<CUStringMac>> cuKeys(std::vector<std::string> const& tex
     return keys;
 }
 
-void BM_DictionaryInsertPrebuilt(benchmark::State& state) {
+void BM_DictInsertPrebuilt_Varn(benchmark::State& state) {
     auto keys = cuKeys(words());
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto _ : state) {
@@ -150,7 +150,7 @@ void BM_DictionaryInsertPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapInsertPrebuilt(benchmark::State& state) {
+void BM_DictInsertPrebuilt_StdMap(benchmark::State& state) {
     std::vector<std::string> const& keys = words();
     auto value = std::make_shared<PeerItem>(0);
     for (auto _ : state) {
@@ -163,7 +163,7 @@ void BM_StdMapInsertPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_DictionaryInsertFresh(benchmark::State& state) {
+void BM_DictInsertFresh_Varn(benchmark::State& state) {
     std::vector<std::string> const& texts = words();
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto _ : state) {
@@ -177,7 +177,7 @@ void BM_DictionaryInsertFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapInsertFresh(benchmark::State& state) {
+void BM_DictInsertFresh_StdMap(benchmark::State& state) {
     std::vector<std::string> const& texts = words();
     auto value = std::make_shared<PeerItem>(0);
     for (auto _ : state) {
@@ -190,7 +190,7 @@ void BM_StdMapInsertFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_DictionaryLookupPrebuilt(benchmark::State& state) {
+void BM_DictLookupPrebuilt_Varn(benchmark::State& state) {
     CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto const& k : cuKeys(words())) {
@@ -205,7 +205,7 @@ void BM_DictionaryLookupPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapLookupPrebuilt(benchmark::State& state) {
+void BM_DictLookupPrebuilt_StdMap(benchmark::State& state) {
     std::map<std::string, std::shared_ptr<PeerItem>> m;
     auto value = std::make_shared<PeerItem>(0);
     for (auto const& k : words()) {
@@ -222,7 +222,7 @@ void BM_StdMapLookupPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_DictionaryLookupFresh(benchmark::State& state) {
+void BM_DictLookupFresh_Varn(benchmark::State& state) {
     CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto const& k : cuKeys(words())) {
@@ -238,7 +238,7 @@ void BM_DictionaryLookupFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapLookupFresh(benchmark::State& state) {
+void BM_DictLookupFresh_StdMap(benchmark::State& state) {
     std::map<std::string, std::shared_ptr<PeerItem>> m;
     auto value = std::make_shared<PeerItem>(0);
     for (auto const& k : words()) {
@@ -257,16 +257,16 @@ void BM_StdMapLookupFresh(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(BM_SortUsingDescriptor)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_StdStableSortSharedPtr)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_DictionaryInsertPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapInsertPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DictionaryInsertFresh)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapInsertFresh)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DictionaryLookupPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapLookupPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DictionaryLookupFresh)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapLookupFresh)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Sort1M_Varn)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Sort1M_StdStableSort)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DictInsertPrebuilt_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertPrebuilt_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertFresh_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertFresh_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupPrebuilt_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupPrebuilt_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupFresh_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupFresh_StdMap)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     // Collation follows the locale; pin the one the tests use.

@@ -86,7 +86,7 @@ void removeFile(std::string const& path) {
 
 // ---- 1 MiB sequential writes --------------------------------------------------------------------
 
-void BM_Write1MiB_CUFileStream(benchmark::State& state) {
+void BM_Write1MiB_Varn(benchmark::State& state) {
     CUStringMac name(writeFile().c_str(), CUString_CharCode_UTF8);
     std::vector<unsigned char> block(kBlock, 'x');
     {
@@ -125,7 +125,7 @@ void BM_Write1MiB_pwrite(benchmark::State& state) {
 
 // ---- 1 MiB sequential reads ---------------------------------------------------------------------
 
-void BM_Read1MiB_CUFileStream(benchmark::State& state) {
+void BM_Read1MiB_Varn(benchmark::State& state) {
     CUStringMac name(readFile().c_str(), CUString_CharCode_UTF8);
     std::vector<unsigned char> block(kBlock);
     CUFileStream stream(&name, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
@@ -164,7 +164,7 @@ void BM_Read1MiB_pread(benchmark::State& state) {
 
 // ---- 100-byte appends ---------------------------------------------------------------------------
 
-void BM_Append100B_CUFileStream(benchmark::State& state) {
+void BM_Append100B_Varn(benchmark::State& state) {
     std::string const path = fileFor("a-stream.bin");
     CUStringMac name(path.c_str(), CUString_CharCode_UTF8);
     unsigned char record[kRecord];
@@ -212,11 +212,11 @@ void BM_Append100B_ofstream(benchmark::State& state) {
     removeFile(path);
 }
 
-BENCHMARK(BM_Write1MiB_CUFileStream)->UseRealTime();
+BENCHMARK(BM_Write1MiB_Varn)->UseRealTime();
 BENCHMARK(BM_Write1MiB_pwrite)->UseRealTime();
-BENCHMARK(BM_Read1MiB_CUFileStream)->UseRealTime();
+BENCHMARK(BM_Read1MiB_Varn)->UseRealTime();
 BENCHMARK(BM_Read1MiB_pread)->UseRealTime();
-BENCHMARK(BM_Append100B_CUFileStream)->UseRealTime();
+BENCHMARK(BM_Append100B_Varn)->UseRealTime();
 BENCHMARK(BM_Append100B_write)->UseRealTime();
 BENCHMARK(BM_Append100B_ofstream)->UseRealTime();
 
