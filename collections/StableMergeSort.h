@@ -6,6 +6,8 @@
 // through a temporary buffer of as many entries as are sorted; when that much cannot be had,
 // the largest buffer that can (possibly none) is used and the merges that do not fit are made
 // in place by rotation. The predicate is the only comparison made.
+// A predicate may also offer Prefetch(entry): the buffered merge calls it for the entries a few
+// steps ahead of each cursor, so that what they point to is in the cache when compared.
 //
 // The entries are trivially copyable so that a predicate that throws can leave the range
 // half-merged without losing anything that needs releasing: callers sort a side table and
