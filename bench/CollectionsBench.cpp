@@ -6,8 +6,14 @@
 // Dictionary: 100k random keys of 6-16 letters — CUMutableDictionary (localized order)
 // against std::map<std::string, std::shared_ptr<...>> (byte order), inserting and looking up,
 // with key strings made beforehand ("Prebuilt") or made from UTF-8 inside the timed loop
-// ("Fresh", so the collation key is computed each time on our side).
+// ("Fresh", so the collation key is computed each time on our side); and, prebuilt, against a
+// std::map of icu::UnicodeString ordered by an ICU collator (the same localized order).
+// Arrays: appending 1M objects and ObjectAtIndex, against std::vector<std::shared_ptr>.
 #include <VarnUtilityLib/VarnUtilityLib.h>
+
+#include <unicode/coll.h>
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
 
 #include <benchmark/benchmark.h>
 
@@ -62,7 +68,7 @@ std::vector<int> sortKeys() {
     return keys;
 }
 
-void BM_SortUsingDescriptor(benchmark::State& state) {
+void BM_Sort1M_Varn(benchmark::State& state) {
     std::vector<int> keys = sortKeys();
     std::vector<CUSharedPtr<CUObject>> original;
     original.reserve(keys.size());
@@ -81,7 +87,7 @@ void BM_SortUsingDescriptor(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kSortCount));
 }
 
-void BM_StdStableSortSharedPtr(benchmark::State& state) {
+void BM_Sort1M_StdStableSort(benchmark::State& state) {
     std::vector<int> keys = sortKeys();
     std::vector<std::shared_ptr<PeerItem>> original;
     original.reserve(keys.size());
@@ -137,7 +143,7 @@ std::vector<CUSharedPtr<CUStringMac>> cuKeys(std::vector<std::string> const& tex
     return keys;
 }
 
-void BM_DictionaryInsertPrebuilt(benchmark::State& state) {
+void BM_DictInsertPrebuilt_Varn(benchmark::State& state) {
     auto keys = cuKeys(words());
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto _ : state) {
@@ -150,7 +156,7 @@ void BM_DictionaryInsertPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapInsertPrebuilt(benchmark::State& state) {
+void BM_DictInsertPrebuilt_StdMap(benchmark::State& state) {
     std::vector<std::string> const& keys = words();
     auto value = std::make_shared<PeerItem>(0);
     for (auto _ : state) {
@@ -163,7 +169,7 @@ void BM_StdMapInsertPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_DictionaryInsertFresh(benchmark::State& state) {
+void BM_DictInsertFresh_Varn(benchmark::State& state) {
     std::vector<std::string> const& texts = words();
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto _ : state) {
@@ -177,7 +183,7 @@ void BM_DictionaryInsertFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapInsertFresh(benchmark::State& state) {
+void BM_DictInsertFresh_StdMap(benchmark::State& state) {
     std::vector<std::string> const& texts = words();
     auto value = std::make_shared<PeerItem>(0);
     for (auto _ : state) {
@@ -190,7 +196,7 @@ void BM_StdMapInsertFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_DictionaryLookupPrebuilt(benchmark::State& state) {
+void BM_DictLookupPrebuilt_Varn(benchmark::State& state) {
     CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto const& k : cuKeys(words())) {
@@ -205,7 +211,7 @@ void BM_DictionaryLookupPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapLookupPrebuilt(benchmark::State& state) {
+void BM_DictLookupPrebuilt_StdMap(benchmark::State& state) {
     std::map<std::string, std::shared_ptr<PeerItem>> m;
     auto value = std::make_shared<PeerItem>(0);
     for (auto const& k : words()) {
@@ -222,7 +228,7 @@ void BM_StdMapLookupPrebuilt(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_DictionaryLookupFresh(benchmark::State& state) {
+void BM_DictLookupFresh_Varn(benchmark::State& state) {
     CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
     CUSharedPtr<CUObject> value(new CUObject);
     for (auto const& k : cuKeys(words())) {
@@ -238,7 +244,7 @@ void BM_DictionaryLookupFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
-void BM_StdMapLookupFresh(benchmark::State& state) {
+void BM_DictLookupFresh_StdMap(benchmark::State& state) {
     std::map<std::string, std::shared_ptr<PeerItem>> m;
     auto value = std::make_shared<PeerItem>(0);
     for (auto const& k : words()) {
@@ -255,18 +261,148 @@ void BM_StdMapLookupFresh(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
 }
 
+// ---- map ordered by an ICU collator ----------------------------------------------------------
+// The peer for a localized-order dictionary: std::map keyed by icu::UnicodeString with
+// Collator::compare as its ordering, so every step of the tree walk collates.
+
+struct CollatorLess {
+    icu::Collator* collator;
+    bool operator()(icu::UnicodeString const& a, icu::UnicodeString const& b) const {
+        UErrorCode status = U_ZERO_ERROR;
+        return collator->compare(a, b, status) == UCOL_LESS;
+    }
+};
+
+std::unique_ptr<icu::Collator> makeCollator() {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::Collator> c(icu::Collator::createInstance(icu::Locale("en_US"), status));
+    if (U_FAILURE(status)) {
+        std::abort();
+    }
+    return c;
+}
+
+using CollatorMap = std::map<icu::UnicodeString, std::shared_ptr<PeerItem>, CollatorLess>;
+
+std::vector<icu::UnicodeString> icuKeys(std::vector<std::string> const& texts) {
+    std::vector<icu::UnicodeString> keys;
+    keys.reserve(texts.size());
+    for (std::string const& t : texts) {
+        keys.push_back(icu::UnicodeString::fromUTF8(t));
+    }
+    return keys;
+}
+
+void BM_DictInsertPrebuilt_ICUCollatorMap(benchmark::State& state) {
+    auto collator = makeCollator();
+    auto keys = icuKeys(words());
+    auto value = std::make_shared<PeerItem>(0);
+    for (auto _ : state) {
+        CollatorMap m(CollatorLess{collator.get()});
+        for (auto const& k : keys) {
+            m[k] = value;
+        }
+        benchmark::DoNotOptimize(m.size());
+    }
+    state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
+}
+
+void BM_DictLookupPrebuilt_ICUCollatorMap(benchmark::State& state) {
+    auto collator = makeCollator();
+    CollatorMap m(CollatorLess{collator.get()});
+    auto value = std::make_shared<PeerItem>(0);
+    for (auto const& k : icuKeys(words())) {
+        m[k] = value;
+    }
+    auto probes = icuKeys(lookupOrder());
+    for (auto _ : state) {
+        for (auto const& k : probes) {
+            auto found = m.find(k);
+            benchmark::DoNotOptimize(found == m.end() ? std::shared_ptr<PeerItem>()
+                                                      : found->second);
+        }
+    }
+    state.SetItemsProcessed(static_cast<long>(state.iterations() * kKeyCount));
+}
+
+// ---- arrays ----------------------------------------------------------------------------------
+// Appending 1M objects and reading them back by index, against std::vector<std::shared_ptr>.
+
+void BM_ArrayAppend1M_Varn(benchmark::State& state) {
+    std::vector<CUSharedPtr<CUObject>> objects;
+    for (std::size_t i = 0; i < kSortCount; ++i) {
+        objects.emplace_back(new Item(static_cast<int>(i)));
+    }
+    for (auto _ : state) {
+        CUSharedPtr<CUMutableArray> array(new CUMutableArray());
+        for (auto const& o : objects) {
+            array->AddObject(o);
+        }
+        benchmark::DoNotOptimize(array->Count());
+    }
+    state.SetItemsProcessed(static_cast<long>(state.iterations() * kSortCount));
+}
+
+void BM_ArrayAppend1M_StdVector(benchmark::State& state) {
+    std::vector<std::shared_ptr<PeerItem>> objects;
+    for (std::size_t i = 0; i < kSortCount; ++i) {
+        objects.push_back(std::make_shared<PeerItem>(static_cast<int>(i)));
+    }
+    for (auto _ : state) {
+        std::vector<std::shared_ptr<PeerItem>> array;
+        for (auto const& o : objects) {
+            array.push_back(o);
+        }
+        benchmark::DoNotOptimize(array.size());
+    }
+    state.SetItemsProcessed(static_cast<long>(state.iterations() * kSortCount));
+}
+
+void BM_ArrayObjectAtIndex_Varn(benchmark::State& state) {
+    CUSharedPtr<CUMutableArray> array(new CUMutableArray());
+    for (std::size_t i = 0; i < kSortCount; ++i) {
+        array->AddObject(CUSharedPtr<CUObject>(new Item(static_cast<int>(i))));
+    }
+    unsigned long at = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(array->ObjectAtIndex(at));
+        at = (at + 7919) % kSortCount;
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_ArrayObjectAtIndex_StdVector(benchmark::State& state) {
+    std::vector<std::shared_ptr<PeerItem>> array;
+    for (std::size_t i = 0; i < kSortCount; ++i) {
+        array.push_back(std::make_shared<PeerItem>(static_cast<int>(i)));
+    }
+    std::size_t at = 0;
+    for (auto _ : state) {
+        std::shared_ptr<PeerItem> copy = array.at(at); // returned by value, as ObjectAtIndex
+        benchmark::DoNotOptimize(copy);
+        at = (at + 7919) % kSortCount;
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 } // namespace
 
-BENCHMARK(BM_SortUsingDescriptor)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_StdStableSortSharedPtr)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_DictionaryInsertPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapInsertPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DictionaryInsertFresh)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapInsertFresh)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DictionaryLookupPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapLookupPrebuilt)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DictionaryLookupFresh)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StdMapLookupFresh)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Sort1M_Varn)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Sort1M_StdStableSort)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DictInsertPrebuilt_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertPrebuilt_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertFresh_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertFresh_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupPrebuilt_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupPrebuilt_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupFresh_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupFresh_StdMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictInsertPrebuilt_ICUCollatorMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DictLookupPrebuilt_ICUCollatorMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ArrayAppend1M_Varn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ArrayAppend1M_StdVector)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ArrayObjectAtIndex_Varn);
+BENCHMARK(BM_ArrayObjectAtIndex_StdVector);
 
 int main(int argc, char** argv) {
     // Collation follows the locale; pin the one the tests use.

@@ -1,6 +1,8 @@
 // StreamBench.cpp — CUFileStream beside the system calls it stands on, and beside a buffered
 // std::ofstream, in one run:
 //   - sequential 1 MiB writes and reads over a 256 MiB file, against pwrite / pread;
+//   - the same 1 MiB writes and reads through std::fstream;
+//   - 100-byte sequential reads, against one pread(2) per record and against std::fstream;
 //   - 100-byte appends, against one write(2) per record and against std::ofstream.
 // Files live in a folder under $TMPDIR (or /tmp) that is removed at exit.
 //
@@ -86,7 +88,7 @@ void removeFile(std::string const& path) {
 
 // ---- 1 MiB sequential writes --------------------------------------------------------------------
 
-void BM_Write1MiB_CUFileStream(benchmark::State& state) {
+void BM_Write1MiB_Varn(benchmark::State& state) {
     CUStringMac name(writeFile().c_str(), CUString_CharCode_UTF8);
     std::vector<unsigned char> block(kBlock, 'x');
     {
@@ -125,7 +127,7 @@ void BM_Write1MiB_pwrite(benchmark::State& state) {
 
 // ---- 1 MiB sequential reads ---------------------------------------------------------------------
 
-void BM_Read1MiB_CUFileStream(benchmark::State& state) {
+void BM_Read1MiB_Varn(benchmark::State& state) {
     CUStringMac name(readFile().c_str(), CUString_CharCode_UTF8);
     std::vector<unsigned char> block(kBlock);
     CUFileStream stream(&name, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
@@ -164,7 +166,7 @@ void BM_Read1MiB_pread(benchmark::State& state) {
 
 // ---- 100-byte appends ---------------------------------------------------------------------------
 
-void BM_Append100B_CUFileStream(benchmark::State& state) {
+void BM_Append100B_Varn(benchmark::State& state) {
     std::string const path = fileFor("a-stream.bin");
     CUStringMac name(path.c_str(), CUString_CharCode_UTF8);
     unsigned char record[kRecord];
@@ -212,11 +214,113 @@ void BM_Append100B_ofstream(benchmark::State& state) {
     removeFile(path);
 }
 
-BENCHMARK(BM_Write1MiB_CUFileStream)->UseRealTime();
+// ---- std::fstream beside the 1 MiB cases ----------------------------------------------------
+
+void BM_Write1MiB_fstream(benchmark::State& state) {
+    std::vector<char> block(kBlock, 'w');
+    std::fstream out(writeFile(), std::ios::binary | std::ios::in | std::ios::out);
+    std::size_t offset = 0;
+    for (auto _ : state) {
+        if (offset >= kFileSize) {
+            out.seekp(0);
+            offset = 0;
+        }
+        if (!out.write(block.data(), static_cast<std::streamsize>(kBlock))) {
+            state.SkipWithError("write failed");
+            break;
+        }
+        offset += kBlock;
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kBlock));
+}
+
+void BM_Read1MiB_fstream(benchmark::State& state) {
+    std::vector<char> block(kBlock);
+    std::fstream in(readFile(), std::ios::binary | std::ios::in);
+    std::size_t offset = 0;
+    for (auto _ : state) {
+        if (offset >= kFileSize) {
+            in.seekg(0);
+            offset = 0;
+        }
+        if (!in.read(block.data(), static_cast<std::streamsize>(kBlock))) {
+            state.SkipWithError("read failed");
+            break;
+        }
+        benchmark::DoNotOptimize(block.data());
+        offset += kBlock;
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kBlock));
+}
+
+// ---- 100-byte sequential reads --------------------------------------------------------------
+
+void BM_Read100B_Varn(benchmark::State& state) {
+    CUStringMac name(readFile().c_str(), CUString_CharCode_UTF8);
+    unsigned char record[kRecord];
+    CUFileStream stream(&name, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    for (auto _ : state) {
+        if (stream.Position() + kRecord > kFileSize) {
+            stream.Seek(0, CUStream_Seek_Origin_Begin);
+        }
+        if (stream.Read(record, kRecord, 0, CUStream_Seek_Origin_Current) != kRecord) {
+            state.SkipWithError("read failed");
+            break;
+        }
+        benchmark::DoNotOptimize(record);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kRecord));
+}
+
+void BM_Read100B_pread(benchmark::State& state) {
+    char record[kRecord];
+    int fd = ::open(readFile().c_str(), O_RDONLY | O_CLOEXEC);
+    std::size_t offset = 0;
+    for (auto _ : state) {
+        if (offset + kRecord > kFileSize) {
+            offset = 0;
+        }
+        if (::pread(fd, record, kRecord, static_cast<off_t>(offset)) !=
+            static_cast<ssize_t>(kRecord)) {
+            state.SkipWithError("read failed");
+            break;
+        }
+        benchmark::DoNotOptimize(record);
+        offset += kRecord;
+    }
+    ::close(fd);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kRecord));
+}
+
+void BM_Read100B_fstream(benchmark::State& state) {
+    char record[kRecord];
+    std::fstream in(readFile(), std::ios::binary | std::ios::in);
+    std::size_t offset = 0;
+    for (auto _ : state) {
+        if (offset + kRecord > kFileSize) {
+            in.seekg(0);
+            offset = 0;
+        }
+        if (!in.read(record, kRecord)) { // buffered: one system call per buffer
+            state.SkipWithError("read failed");
+            break;
+        }
+        benchmark::DoNotOptimize(record);
+        offset += kRecord;
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kRecord));
+}
+
+BENCHMARK(BM_Write1MiB_Varn)->UseRealTime();
 BENCHMARK(BM_Write1MiB_pwrite)->UseRealTime();
-BENCHMARK(BM_Read1MiB_CUFileStream)->UseRealTime();
+BENCHMARK(BM_Read1MiB_Varn)->UseRealTime();
 BENCHMARK(BM_Read1MiB_pread)->UseRealTime();
-BENCHMARK(BM_Append100B_CUFileStream)->UseRealTime();
+BENCHMARK(BM_Write1MiB_fstream)->UseRealTime();
+BENCHMARK(BM_Read1MiB_fstream)->UseRealTime();
+BENCHMARK(BM_Read100B_Varn)->UseRealTime();
+BENCHMARK(BM_Read100B_pread)->UseRealTime();
+BENCHMARK(BM_Read100B_fstream)->UseRealTime();
+BENCHMARK(BM_Append100B_Varn)->UseRealTime();
 BENCHMARK(BM_Append100B_write)->UseRealTime();
 BENCHMARK(BM_Append100B_ofstream)->UseRealTime();
 

@@ -143,6 +143,23 @@ void BM_Find_ICU(benchmark::State& state) {
     }
 }
 
+// Text with spaces and line breaks around it, as read from a form field or a config line.
+char const* const kPadded = "  \t Hello, w\xC3\xB6rld \n ";
+
+void BM_Trim_Varn(benchmark::State& state) {
+    CUStringMac text(kPadded, CUString_CharCode_UTF8);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(text.Trim());
+    }
+}
+void BM_Trim_ICU(benchmark::State& state) {
+    icu::UnicodeString text = icu::UnicodeString::fromUTF8(kPadded);
+    for (auto _ : state) {
+        icu::UnicodeString copy(text); // Trim returns a new string; so does the peer here
+        benchmark::DoNotOptimize(copy.trim());
+    }
+}
+
 } // namespace
 
 BENCHMARK(BM_ConstructUTF8_Varn);
@@ -155,6 +172,8 @@ BENCHMARK(BM_Less_Varn);
 BENCHMARK(BM_Less_ICU);
 BENCHMARK(BM_Find_Varn);
 BENCHMARK(BM_Find_ICU);
+BENCHMARK(BM_Trim_Varn);
+BENCHMARK(BM_Trim_ICU);
 
 int main(int argc, char** argv) {
     ::setenv("LANG", "en_US.UTF-8", 1);

@@ -23,7 +23,7 @@ CUSharedPtr<CUIdentifierGenerator>& generator() {
     return shared;
 }
 
-void BM_GenerateIdentifier(benchmark::State& state) {
+void BM_Identifier_Varn(benchmark::State& state) {
     CUIdentifierGenerator* g = generator().get();
     for (auto _ : state) {
         benchmark::DoNotOptimize(g->GenerateIdentifier());
@@ -33,7 +33,7 @@ void BM_GenerateIdentifier(benchmark::State& state) {
 
 std::atomic<unsigned long long> g_atomicCounter{0};
 
-void BM_AtomicFetchAdd(benchmark::State& state) {
+void BM_Identifier_Atomic(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(g_atomicCounter.fetch_add(1) + 1);
     }
@@ -54,7 +54,7 @@ struct RecursiveMutexCounter {
 
 RecursiveMutexCounter g_mutexCounter;
 
-void BM_PthreadRecursiveMutex(benchmark::State& state) {
+void BM_Identifier_PthreadMutex(benchmark::State& state) {
     for (auto _ : state) {
         pthread_mutex_lock(&g_mutexCounter.mutex);
         unsigned long long id = ++g_mutexCounter.value;
@@ -64,28 +64,28 @@ void BM_PthreadRecursiveMutex(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-BENCHMARK(BM_GenerateIdentifier)->Threads(1)->Threads(2)->UseRealTime();
-BENCHMARK(BM_AtomicFetchAdd)->Threads(1)->Threads(2)->UseRealTime();
-BENCHMARK(BM_PthreadRecursiveMutex)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_Identifier_Varn)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_Identifier_Atomic)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_Identifier_PthreadMutex)->Threads(1)->Threads(2)->UseRealTime();
 
 // ---- dates ---------------------------------------------------------------------------------
 
 constexpr double kSince1970 = 978307200.0;
 
-void BM_DateTimeCreateNow(benchmark::State& state) {
+void BM_DateNow_Varn(benchmark::State& state) {
     for (auto _ : state) {
         CUSharedPtr<CUDateTime> now = CUDateTime::Create();
         benchmark::DoNotOptimize(now.get());
     }
 }
 
-void BM_IcuNow(benchmark::State& state) {
+void BM_DateNow_ICU(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(ucal_getNow());
     }
 }
 
-void BM_DateTimeCreateFromLocalFields(benchmark::State& state) {
+void BM_DateFromFields_Varn(benchmark::State& state) {
     for (auto _ : state) {
         CUSharedPtr<CUDateTime> date = CUDateTime::Create(2024, 3, 5, 7, 8, 9);
         benchmark::DoNotOptimize(date.get());
@@ -93,7 +93,7 @@ void BM_DateTimeCreateFromLocalFields(benchmark::State& state) {
 }
 
 // The ICU peer keeps one calendar open in the local zone and sets its fields.
-void BM_IcuCalendarFromLocalFields(benchmark::State& state) {
+void BM_DateFromFields_ICU(benchmark::State& state) {
     UErrorCode status = U_ZERO_ERROR;
     UCalendar* calendar = ucal_open(nullptr, 0, "en_US", UCAL_GREGORIAN, &status);
     for (auto _ : state) {
@@ -103,14 +103,14 @@ void BM_IcuCalendarFromLocalFields(benchmark::State& state) {
     ucal_close(calendar);
 }
 
-void BM_DateTimeLocalFields(benchmark::State& state) {
+void BM_DateFields_Varn(benchmark::State& state) {
     CUDateTime date(2024, 3, 5, 7, 8, 9);
     for (auto _ : state) {
         benchmark::DoNotOptimize(date.GetYear(true) + date.GetHour(true));
     }
 }
 
-void BM_IcuCalendarLocalFields(benchmark::State& state) {
+void BM_DateFields_ICU(benchmark::State& state) {
     UErrorCode status = U_ZERO_ERROR;
     UCalendar* calendar = ucal_open(nullptr, 0, "en_US", UCAL_GREGORIAN, &status);
     UDate at = (8464.0 * 86400.0 + 25689.0 + kSince1970) * 1000.0;
@@ -122,7 +122,7 @@ void BM_IcuCalendarLocalFields(benchmark::State& state) {
     ucal_close(calendar);
 }
 
-void BM_DateTimeGetString(benchmark::State& state) {
+void BM_DateFormat_Varn(benchmark::State& state) {
     CUDateTime date(2024, 3, 5, 7, 8, 9);
     for (auto _ : state) {
         CUSharedPtr<CUStringMac> text = date.GetString(true, 2, 2);
@@ -131,7 +131,7 @@ void BM_DateTimeGetString(benchmark::State& state) {
 }
 
 // Bare ICU with a formatter kept open: the fastest an ICU user gets.
-void BM_IcuFormatCachedFormatter(benchmark::State& state) {
+void BM_DateFormat_ICUCached(benchmark::State& state) {
     UErrorCode status = U_ZERO_ERROR;
     UDateFormat* format =
         udat_open(UDAT_MEDIUM, UDAT_MEDIUM, "en_US", nullptr, 0, nullptr, 0, &status);
@@ -144,7 +144,7 @@ void BM_IcuFormatCachedFormatter(benchmark::State& state) {
 }
 
 // Bare ICU opening a formatter per text, as a one-off call site does.
-void BM_IcuFormatOpenPerCall(benchmark::State& state) {
+void BM_DateFormat_ICUOpenPerCall(benchmark::State& state) {
     UDate at = (8464.0 * 86400.0 + 25689.0 + kSince1970) * 1000.0;
     UChar buffer[128];
     for (auto _ : state) {
@@ -156,7 +156,7 @@ void BM_IcuFormatOpenPerCall(benchmark::State& state) {
     }
 }
 
-void BM_DateTimeDescription(benchmark::State& state) {
+void BM_DateDescription_Varn(benchmark::State& state) {
     CUDateTime date(2024, 3, 5, 7, 8, 9);
     for (auto _ : state) {
         CUSharedPtr<CUStringMac> text = date.Description();
@@ -164,16 +164,16 @@ void BM_DateTimeDescription(benchmark::State& state) {
     }
 }
 
-BENCHMARK(BM_DateTimeCreateNow);
-BENCHMARK(BM_IcuNow);
-BENCHMARK(BM_DateTimeCreateFromLocalFields);
-BENCHMARK(BM_IcuCalendarFromLocalFields);
-BENCHMARK(BM_DateTimeLocalFields);
-BENCHMARK(BM_IcuCalendarLocalFields);
-BENCHMARK(BM_DateTimeGetString);
-BENCHMARK(BM_IcuFormatCachedFormatter);
-BENCHMARK(BM_IcuFormatOpenPerCall);
-BENCHMARK(BM_DateTimeDescription);
+BENCHMARK(BM_DateNow_Varn);
+BENCHMARK(BM_DateNow_ICU);
+BENCHMARK(BM_DateFromFields_Varn);
+BENCHMARK(BM_DateFromFields_ICU);
+BENCHMARK(BM_DateFields_Varn);
+BENCHMARK(BM_DateFields_ICU);
+BENCHMARK(BM_DateFormat_Varn);
+BENCHMARK(BM_DateFormat_ICUCached);
+BENCHMARK(BM_DateFormat_ICUOpenPerCall);
+BENCHMARK(BM_DateDescription_Varn);
 
 } // namespace
 

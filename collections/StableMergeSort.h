@@ -6,6 +6,8 @@
 // through a temporary buffer of as many entries as are sorted; when that much cannot be had,
 // the largest buffer that can (possibly none) is used and the merges that do not fit are made
 // in place by rotation. The predicate is the only comparison made.
+// A predicate may also offer Prefetch(entry): the buffered merge calls it for the entries a few
+// steps ahead of each cursor, so that what they point to is in the cache when compared.
 //
 // The entries are trivially copyable so that a predicate that throws can leave the range
 // half-merged without losing anything that needs releasing: callers sort a side table and
@@ -36,10 +38,26 @@ template <class T, class Before> void insertionSort(T* first, T* last, Before& b
     }
 }
 
+// Entries this far ahead of each merge cursor are announced to the predicate's prefetch hook.
+inline constexpr std::ptrdiff_t kPrefetchAhead = 8;
+
+// Calls before.Prefetch(entry) when the predicate has one; otherwise nothing.
+template <class T, class Before> inline void prefetch(T const& entry, Before& before) {
+    if constexpr (requires { before.Prefetch(entry); }) {
+        before.Prefetch(entry);
+    }
+}
+
 // Merges [a, aEnd) and [b, bEnd) into out; on ties the entry of the first run goes first.
 template <class T, class Before>
 T* mergeInto(T* a, T* aEnd, T* b, T* bEnd, T* out, Before& before) {
     while (a != aEnd && b != bEnd) {
+        if (aEnd - a > kPrefetchAhead) {
+            prefetch(a[kPrefetchAhead], before);
+        }
+        if (bEnd - b > kPrefetchAhead) {
+            prefetch(b[kPrefetchAhead], before);
+        }
         if (before(*b, *a)) {
             *out++ = *b++;
         } else {
