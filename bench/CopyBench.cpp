@@ -102,7 +102,7 @@ void BM_Copy1GiB_cp(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kSize));
 }
 
-void BM_Copy1GiB_copy_file_range(benchmark::State& state) {
+void BM_Copy1GiB_CopyFileRangeLoop(benchmark::State& state) {
     if (!prepare(state)) {
         return;
     }
@@ -132,6 +132,6 @@ void BM_Copy1GiB_copy_file_range(benchmark::State& state) {
 
 BENCHMARK(BM_Copy1GiB_CUFileCopyWithProgress)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Copy1GiB_cp)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Copy1GiB_copy_file_range)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Copy1GiB_CopyFileRangeLoop)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

@@ -46,7 +46,9 @@ void AppendDump(CUXmlDomNode* node, int depth, std::string& out) {
         for (unsigned long i = 0; i < count; ++i) {
             CUSharedPtr<CUStringMac> key = keys->ObjectAtIndex(i);
             CUSharedPtr<CUStringMac> attribute = attributes->ObjectForKey(key);
-            std::string index = "[" + std::to_string(static_cast<long long>(i)) + "]";
+            // Built by appending: GCC 12's -Wrestrict misfires on "literal" + std::string at -O3.
+            std::string index(1, '[');
+            index.append(std::to_string(static_cast<long long>(i))).push_back(']');
             out += indent + index + "Key:" + Utf8(key) + newline;
             out += indent + index + "Attribute:" + Utf8(attribute) + newline;
         }

@@ -123,9 +123,11 @@ void paths(std::ostream& out) {
     CUStringMac path("/home/r\xC3\xA9mi/notes.tar.gz", CUString_CharCode_UTF8);
     CUStringMac result;
     auto show = [&out, &result](char const* label, unsigned int status) {
-        std::string value = status == kCUStatusSuccess
-                                ? "\"" + std::string(static_cast<char const*>(result)) + "\""
-                                : "failed (0x10001)";
+        std::string value = "failed (0x10001)";
+        if (status == kCUStatusSuccess) {
+            value.assign(1, '"');
+            value.append(static_cast<char const*>(result)).push_back('"');
+        }
         Show(out, label, value.c_str());
     };
     Show(out, "path", static_cast<char const*>(path));
