@@ -24,14 +24,7 @@ std::string g_path;
 bool g_all = false;
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
-    std::string out;
-    if (!s) {
-        return "(empty pointer)";
-    }
-    if (s->GetString(out) != kCUStatusSuccess) {
-        return "(null text)";
-    }
-    return out;
+    return TextOf(s, "(empty pointer)", "(null text)");
 }
 
 char const* typeName(int type) {

@@ -103,4 +103,25 @@ void ReportFailure(std::ostream& err, char const* command, std::string const& wh
         << '\n';
 }
 
+std::string TextOf(CUSharedPtr<CUStringMac> const& s, char const* absent, char const* nullText) {
+    std::string out;
+    if (!s) {
+        return absent;
+    }
+    if (s->GetString(out) != kCUStatusSuccess) {
+        return nullText != nullptr ? nullText : absent;
+    }
+    return out;
+}
+
+std::string QuotedTextOf(CUSharedPtr<CUStringMac> const& s, char const* absent) {
+    std::string out;
+    if (!s || s->GetString(out) != kCUStatusSuccess) {
+        return absent;
+    }
+    std::string quoted(1, '"');
+    quoted.append(out).push_back('"');
+    return quoted;
+}
+
 } // namespace varnutil

@@ -2,6 +2,8 @@
 // colours, shared by every subcommand.
 #pragma once
 
+#include <VarnUtilityLib/CUStringMac.h>
+
 #include <ostream>
 #include <string>
 
@@ -13,6 +15,14 @@ enum ExitCode : int { kExitOk = 0, kExitFailed = 1, kExitUsage = 2 };
 /// What a thrown code (1-9) or a status (0, 0x10001-0x10005) means, e.g.
 /// "9 (file not found)". Unknown values are shown in hexadecimal as "unknown code".
 std::string DescribeError(unsigned code);
+
+/// The UTF-8 text of a library string; `absent` for an empty pointer, `nullText` (by default
+/// `absent` too) for a string without text.
+std::string TextOf(CUSharedPtr<CUStringMac> const& s, char const* absent,
+                   char const* nullText = nullptr);
+
+/// TextOf in double quotes; the fallback texts stay unquoted.
+std::string QuotedTextOf(CUSharedPtr<CUStringMac> const& s, char const* absent);
 
 /// Text styles; they turn into escape sequences only where colour is wanted.
 enum class Style { Plain, Heading, Error, Good };

@@ -42,7 +42,8 @@ CUSharedPtr<CUStringMac> str(std::string const& text) {
     std::string path = text;
     if (!path.empty()) {
         std::error_code ignored;
-        std::filesystem::path absolute = std::filesystem::absolute(path, ignored).lexically_normal();
+        std::filesystem::path absolute =
+            std::filesystem::absolute(path, ignored).lexically_normal();
         path = absolute.string();
         while (path.size() > 1 && path.back() == '/') {
             path.pop_back();
@@ -52,8 +53,7 @@ CUSharedPtr<CUStringMac> str(std::string const& text) {
 }
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
-    std::string out;
-    return s && s->GetString(out) == kCUStatusSuccess ? out : std::string();
+    return TextOf(s, "");
 }
 
 std::string humanBytes(double bytes) {

@@ -17,11 +17,7 @@ namespace varnutil {
 namespace {
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
-    std::string out;
-    if (!s || s->GetString(out) != kCUStatusSuccess) {
-        return "(none)";
-    }
-    return out;
+    return TextOf(s, "(none)");
 }
 
 void row(std::ostream& out, char const* label, std::string const& value) {

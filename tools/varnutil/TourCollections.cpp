@@ -1,4 +1,5 @@
 // TourCollections.cpp — the tour's collections and paths sections.
+#include "Errors.h"
 #include "Tour.h"
 
 #include <VarnUtilityLib/VarnUtilityLib.h>
@@ -9,11 +10,7 @@ namespace varnutil {
 namespace {
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
-    if (!s) {
-        return "(null pointer)";
-    }
-    char const* t = *s;
-    return t != nullptr ? t : "(null text)";
+    return TextOf(s, "(null pointer)", "(null text)");
 }
 
 std::string oneLine(std::string const& s) {

@@ -1,4 +1,5 @@
 // TourDrive.cpp — the tour's drive section: the volume holding "/".
+#include "Errors.h"
 #include "Tour.h"
 
 #include <VarnUtilityLib/VarnUtilityLib.h>
@@ -9,11 +10,7 @@ namespace varnutil {
 namespace {
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
-    std::string out;
-    if (!s || s->GetString(out) != kCUStatusSuccess) {
-        return "(none)";
-    }
-    return "\"" + out + "\"";
+    return QuotedTextOf(s, "(none)");
 }
 
 void drives(std::ostream& out) {

@@ -1,4 +1,5 @@
 // TourTime.cpp — the tour's sections on dates, UUIDs, identifiers, events and threads.
+#include "Errors.h"
 #include "Tour.h"
 
 #include <VarnUtilityLib/VarnUtilityLib.h>
@@ -10,11 +11,7 @@ namespace varnutil {
 namespace {
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
-    std::string out;
-    if (!s || s->GetString(out) != kCUStatusSuccess) {
-        return "(null)";
-    }
-    return "\"" + out + "\"";
+    return QuotedTextOf(s, "(null)");
 }
 
 void dates(std::ostream& out) {

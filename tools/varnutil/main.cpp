@@ -47,11 +47,7 @@ void pinTourLocale(std::ostream& out) {
 
 // Text of a library string, or "(null)".
 std::string utf8(CUSharedPtr<CUStringMac> const& s) {
-    std::string out;
-    if (!s || s->GetString(out) != kCUStatusSuccess) {
-        return "(null)";
-    }
-    return out;
+    return TextOf(s, "(null)");
 }
 
 int styleNumber(std::string const& name) {
