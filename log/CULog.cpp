@@ -1,4 +1,6 @@
 // CULog.cpp — the ring-of-ten-files log.
+#include "filesystem/PathBytes.h"
+
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUFile.h>
@@ -7,8 +9,12 @@
 #include <VarnUtilityLib/CULog.h>
 
 #include "platform/FileSystem.h"
+#include "platform/LogRing.h"
 #include "platform/SystemReport.h"
+#include "platform/Text.h"
 
+#include <climits>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -51,7 +57,42 @@ char const* utf8(CUSharedPtr<CUStringMac> const& s) {
     return static_cast<char const*>(*s);
 }
 
+// The texts of the level labels, as GetLogLevelString's shared strings hold them.
+char const* labelText(unsigned int level) {
+    switch (level) {
+    case 1:
+        return "ERROR";
+    case 2:
+        return "WARNING";
+    case 3:
+        return "INFO";
+    default:
+        return "DEBUG";
+    }
+}
+
 } // namespace
+
+namespace varn {
+
+// What a line needs besides the settings, made once instead of for every line: the paths of the
+// ten files (null, and empty bytes, where one cannot be formed), the ring number, the time stamp
+// of the last second written and the buffer the line is put together in.
+struct LogFiles {
+    CUSharedPtr<CUStringMac> paths[kRingSize];
+    std::string pathBytes[kRingSize];
+    platform::LogRing ring;
+    double stampSecond = -HUGE_VAL;
+    std::string stamp;
+    std::string line;
+    std::string message;
+
+    static void Clear(unsigned int index, void* self) {
+        CULog::DeleteLogFile(static_cast<LogFiles*>(self)->paths[index]);
+    }
+};
+
+} // namespace varn
 
 CULog::CULog() : m_currentIndex(0), m_level(3) {}
 
@@ -215,6 +256,7 @@ unsigned int CULog::Init(CUSharedPtr<CUStringMac> folder, CUSharedPtr<CUStringMa
         m_folder = CUSharedPtr<CUStringMac>(new CUStringMac(folder));
         m_name = CUSharedPtr<CUStringMac>(new CUStringMac(name));
         m_level = level;
+        m_files.reset();
         if (!CUDirectory::Exists(m_folder) && !CUDirectory::CreateDirectory(m_folder)) {
             return kStatusFailure;
         }
@@ -242,7 +284,74 @@ unsigned int CULog::Init(CUSharedPtr<CUStringMac> folder, CUSharedPtr<CUStringMa
         }
     }
     m_currentIndex = chosen;
+    // Joining the ring: when another process is writing it already, its number wins over the
+    // one read from the dates.
+    if (varn::LogFiles* files = z_Files()) {
+        m_currentIndex = files->ring.Index() % kRingSize;
+    }
     return kCUStatusSuccess;
+}
+
+varn::LogFiles* CULog::z_Files() {
+    if (m_files) {
+        return m_files.get();
+    }
+    if (!m_folder || !m_name) {
+        return nullptr;
+    }
+    try {
+        auto files = std::make_unique<varn::LogFiles>();
+        for (unsigned int i = 0; i < kRingSize; ++i) {
+            files->paths[i] = GetLogFilePath(m_folder, m_name, static_cast<int>(i));
+            if (!varn::PathBytes(files->paths[i].get(), files->pathBytes[i])) {
+                files->pathBytes[i].clear();
+            }
+        }
+        CUSharedPtr<CUStringMac> stateName =
+            CUStringMac::CreateWithFormat(text(".%s.ring"), utf8(m_name));
+        CUStringMac statePath;
+        std::string stateBytes;
+        if (!stateName || m_folder->PathAppend(*stateName, statePath) != kCUStatusSuccess ||
+            !varn::PathBytes(&statePath, stateBytes)) {
+            stateBytes.clear();
+        }
+        // Without a state file (a folder that cannot take one) the ring is this process's own.
+        if (stateBytes.empty() || !files->ring.Join(stateBytes, m_currentIndex)) {
+            files->ring.Join(std::string(), m_currentIndex);
+        }
+        m_files = std::move(files);
+    } catch (...) {
+        return nullptr;
+    }
+    return m_files.get();
+}
+
+bool CULog::z_AppendLine(varn::LogFiles& files, char const* bytes, unsigned long long length,
+                         unsigned int reserve) {
+    using varn::platform::LogAppend;
+    bool force = false;
+    // Each pass either writes, fails, or finds the ring moved on (by this writer or another);
+    // the bound only guards against writers that keep filling files faster than this one can
+    // append to them.
+    for (unsigned int pass = 0; pass < 2 * kRingSize; ++pass) {
+        unsigned int const index = files.ring.Index() % kRingSize;
+        m_currentIndex = index;
+        if (files.pathBytes[index].empty()) {
+            return false;
+        }
+        LogAppend const result = varn::platform::AppendLogLine(
+            files.pathBytes[index], bytes, length, reserve, kMaxFileSize, force);
+        if (result != LogAppend::Full) {
+            return result == LogAppend::Written;
+        }
+        bool moved = false;
+        m_currentIndex =
+            files.ring.Advance(index, kRingSize, &varn::LogFiles::Clear, &files, moved) % kRingSize;
+        // The file just emptied takes the line whatever its size; a file another writer moved
+        // to is checked like any other.
+        force = moved;
+    }
+    return false;
 }
 
 void CULog::WriteLog(unsigned int level, CUSharedPtr<CUStringMac> format, ...) {
@@ -263,22 +372,44 @@ void CULog::WriteLogWithFormat(unsigned int level, CUSharedPtr<CUStringMac> form
         if (!now || !format || !label) {
             return;
         }
-        CUSharedPtr<CUStringMac> stamp = GetLogDateTimeString(now);
-        if (!stamp) {
+        varn::LogFiles* files = z_Files();
+        if (files == nullptr) {
             return;
+        }
+        // The stamp only changes with the second, and lines come many to a second.
+        double const second = std::floor(now->GetAbsoluteTime());
+        if (second != files->stampSecond) {
+            CUSharedPtr<CUStringMac> stamp = GetLogDateTimeString(now);
+            if (!stamp || stamp->GetString(files->stamp) != kCUStatusSuccess) {
+                files->stampSecond = -HUGE_VAL;
+                return;
+            }
+            files->stampSecond = second;
         }
         CUSharedPtr<CUStringMac> message = CUStringMac::CreateWithFormatV(format, args);
         if (!message) {
             return;
         }
-        // The label is a shared global: its text is read without touching its conversion buffer,
-        // which another instance may be using.
-        std::string labelText;
-        label->GetString(labelText);
-        CUSharedPtr<CUStringMac> line = CUStringMac::CreateWithFormat(
-            g_pLogPrintLineFmt, utf8(stamp), labelText.c_str(), utf8(message));
-        if (line) {
-            WriteFileString(line);
+        // The line is put together in UTF-8 as "[%s]\t[%s]\t%s\r\n" would make it, without a
+        // string object of its own: a message with no text reads "(null)", as %s prints it.
+        std::string& line = files->line;
+        line.assign(1, '[').append(files->stamp).append("]\t[").append(labelText(level));
+        line.append("]\t");
+        std::uint64_t units = files->stamp.size() + std::strlen(labelText(level)) + 8;
+        if (message->GetString(files->message) == kCUStatusSuccess) {
+            line.append(files->message);
+            units += static_cast<std::uint64_t>(message->Length());
+        } else {
+            line.append("(null)");
+            units += 6;
+        }
+        line.append("\r\n");
+        // The rotation reserve is the worst-case size of the line's text plus one character,
+        // as asking the line's string for its size with no buffer gives it.
+        std::uint64_t const reserve =
+            varn::platform::MaxBytesForEncoding(units + 1, varn::platform::Encoding::UTF8);
+        if (reserve <= UINT_MAX) {
+            z_AppendLine(*files, line.data(), line.size(), static_cast<unsigned int>(reserve));
         }
     } catch (...) {
         // A line that cannot be made is lost; logging never throws to its caller.
@@ -299,23 +430,24 @@ CUSharedPtr<CUStringMac> CULog::GetLogLevelString(unsigned int level) {
 }
 
 CUSharedPtr<CUStringMac> CULog::GetWriteableLogPath(unsigned int bytes) {
-    if (!m_folder || !m_name) {
+    varn::LogFiles* files = z_Files();
+    if (files == nullptr) {
         return CUSharedPtr<CUStringMac>();
     }
-    CUSharedPtr<CUStringMac> path =
-        GetLogFilePath(m_folder, m_name, static_cast<int>(m_currentIndex));
+    unsigned int const index = files->ring.Index() % kRingSize;
+    m_currentIndex = index;
+    CUSharedPtr<CUStringMac> const& path = files->paths[index];
     if (!path) {
         return CUSharedPtr<CUStringMac>();
     }
     if (GetLogFileSize(path) + bytes < kMaxFileSize + 1) {
-        return path;
+        return CUSharedPtr<CUStringMac>(new CUStringMac(path));
     }
-    m_currentIndex = m_currentIndex + 1 < kRingSize ? m_currentIndex + 1 : 0;
-    path = GetLogFilePath(m_folder, m_name, static_cast<int>(m_currentIndex));
-    if (path) {
-        DeleteLogFile(path);
-    }
-    return path;
+    bool moved = false;
+    m_currentIndex =
+        files->ring.Advance(index, kRingSize, &varn::LogFiles::Clear, files, moved) % kRingSize;
+    CUSharedPtr<CUStringMac> const& next = files->paths[m_currentIndex];
+    return next ? CUSharedPtr<CUStringMac>(new CUStringMac(next)) : CUSharedPtr<CUStringMac>();
 }
 
 bool CULog::WriteFileString(CUSharedPtr<CUStringMac> line) {
@@ -326,8 +458,8 @@ bool CULog::WriteFileString(CUSharedPtr<CUStringMac> line) {
     if (line->GetString(nullptr, CUString_CharCode_UTF8, size) != kCUStatusSuccess || size == 0) {
         return false;
     }
-    CUSharedPtr<CUStringMac> path = GetWriteableLogPath(size);
-    if (!path) {
+    varn::LogFiles* files = z_Files();
+    if (files == nullptr) {
         return false;
     }
     std::unique_ptr<char, decltype(&std::free)> buffer(static_cast<char*>(std::malloc(size)),
@@ -337,11 +469,7 @@ bool CULog::WriteFileString(CUSharedPtr<CUStringMac> line) {
         return false;
     }
     try {
-        CUFileStream stream(path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
-        stream.Write(reinterpret_cast<unsigned char*>(buffer.get()), std::strlen(buffer.get()), 0,
-                     CUStream_Seek_Origin_Current);
-        stream.Close();
-        return true;
+        return z_AppendLine(*files, buffer.get(), std::strlen(buffer.get()), size);
     } catch (...) {
         return false;
     }

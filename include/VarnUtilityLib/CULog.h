@@ -6,6 +6,11 @@
 // worst-case UTF-8 size of the line; after file 9 comes file 0, emptied first. Every line is
 // opened, appended and closed, so it is on disk when Write returns.
 //
+// Several processes may log into one folder under one name: lines are appended whole, and the
+// current file number is shared through "<folder>/.<name>.ring" so that only one of them
+// rotates. A file may pass 1,000,000 bytes by the lines of writers that checked its size at the
+// same moment.
+//
 // Nothing here throws: failures end an operation with null, 0 or false.
 // Locks: the class lock guards the instance pointer, the instance lock the fields and files;
 // the class lock is always taken first. Both are recursive.
@@ -17,6 +22,11 @@
 #include <VarnUtilityLib/CUStringMac.h>
 
 #include <cstdarg>
+#include <memory>
+
+namespace varn {
+struct LogFiles;
+} // namespace varn
 
 /// Which date of a file GetLogFileTime reads.
 enum _Log_DateTime_Type {
@@ -88,11 +98,18 @@ class CU_EXPORT CULog : public CUObject {
     void WriteSystemInfo(CUSharedPtr<CUStringMac> fileName);
 
   private:
+    // The ten paths, the ring number shared with other processes and the line buffer, made
+    // from the settings on first use; null without settings.
+    varn::LogFiles* z_Files();
+    bool z_AppendLine(varn::LogFiles& files, char const* bytes, unsigned long long length,
+                      unsigned int reserve);
+
     CURecursiveLock m_lock;
     unsigned int m_currentIndex;
     CUSharedPtr<CUStringMac> m_folder;
     CUSharedPtr<CUStringMac> m_name;
     unsigned int m_level;
+    std::unique_ptr<varn::LogFiles> m_files;
 };
 
 /// Starts the system report for a full path in the background: the machine's profiler where

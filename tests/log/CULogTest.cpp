@@ -185,10 +185,13 @@ TEST(CULog, WithAllTenPresentContinuesInTheNewestAndTheLowerOnEqualDates) {
         WriteFile(name(i), "");
         setAge(name(i), i == 6 ? 5 : 500);
     }
-    CULog newest;
-    ASSERT_EQ(0u, newest.Init(str(dir.Path().string()), str("N"), 3));
-    newest.WriteLog(3, str("to six"));
-    EXPECT_NE(0u, fs::file_size(name(6)));
+    {
+        // Scoped: while a writer of the ring lives, a newcomer takes its number, not the dates'.
+        CULog newest;
+        ASSERT_EQ(0u, newest.Init(str(dir.Path().string()), str("N"), 3));
+        newest.WriteLog(3, str("to six"));
+        EXPECT_NE(0u, fs::file_size(name(6)));
+    }
 
     auto same = fs::file_time_type::clock::now() - std::chrono::seconds(30);
     for (int i = 0; i < 10; ++i) {
@@ -335,10 +338,9 @@ TEST(CULog, SystemReportGoesToExactlyTheNamedFileAndRunsNothing) {
     EXPECT_NE(std::string::npos, contents.find("Processors online:"));
     int entries = 0;
     for (auto const& entry : fs::directory_iterator(dir.Path())) {
-        (void)entry;
-        ++entries;
+        entries += entry.path().filename() != ".S.ring" ? 1 : 0;
     }
-    EXPECT_EQ(1, entries); // the report only: nothing named pwned, no log file
+    EXPECT_EQ(1, entries); // the report and the ring's state only: nothing named pwned, no log
     EXPECT_FALSE(fs::exists("pwned"));
     EXPECT_FALSE(fs::exists("pwned2"));
 }

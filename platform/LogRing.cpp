@@ -1,0 +1,188 @@
+// LogRing.cpp — O_APPEND lines and the shared ring number over open-file-description locks.
+#include "platform/LogRing.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace varn::platform {
+
+namespace {
+
+constexpr std::uint32_t kRingMagic = 0x56524E47; // "VRNG"
+
+// Byte 0 of the state file is locked for writing while the number moves; byte 1 is held for
+// reading by every process that has joined, so that a newcomer can tell whether it is alone.
+constexpr off_t kMoveByte = 0;
+constexpr off_t kMemberByte = 1;
+
+// Open-file-description locks belong to the descriptor, not the process: two rings joined in
+// one process exclude each other like two processes do, and closing one descriptor never drops
+// the other's lock (as closing any descriptor of a file drops classic POSIX locks).
+bool lockByte(int fd, off_t byte, short type, bool wait) noexcept {
+    struct flock request {};
+    request.l_type = type;
+    request.l_whence = SEEK_SET;
+    request.l_start = byte;
+    request.l_len = 1;
+    for (;;) {
+        if (::fcntl(fd, wait ? F_OFD_SETLKW : F_OFD_SETLK, &request) == 0) {
+            return true;
+        }
+        if (errno != EINTR) {
+            return false;
+        }
+    }
+}
+
+} // namespace
+
+struct LogRing::Shared {
+    std::uint32_t magic;
+    std::atomic<std::uint32_t> index;
+};
+
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
+              "the ring number is shared between processes through memory");
+
+LogAppend AppendLogLine(std::string const& path, char const* bytes, std::size_t length,
+                        std::uint64_t reserve, std::uint64_t limit, bool force) noexcept {
+    // O_NONBLOCK keeps a FIFO planted under a log name from blocking the writer; regular files
+    // ignore it.
+    int constexpr flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK;
+    int fd = ::open(path.c_str(), flags);
+    off_t before = 0;
+    if (fd >= 0) {
+        struct stat st {};
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            ::close(fd);
+            return LogAppend::Failed;
+        }
+        before = st.st_size;
+        if (!force && static_cast<std::uint64_t>(st.st_size) + reserve > limit) {
+            ::close(fd);
+            return LogAppend::Full;
+        }
+    } else {
+        if (errno != ENOENT) {
+            return LogAppend::Failed;
+        }
+        // A line too large even for an empty file rotates without leaving an empty file here.
+        if (!force && reserve > limit) {
+            return LogAppend::Full;
+        }
+        fd = ::open(path.c_str(), flags | O_CREAT, 0666);
+        if (fd < 0) {
+            return LogAppend::Failed;
+        }
+    }
+    // One write: O_APPEND makes it land whole after every other writer's line. A short count
+    // only happens when the disk or the file-size limit is reached, and looping would then put
+    // the rest after someone else's line.
+    ssize_t written;
+    do {
+        written = ::write(fd, bytes, length);
+    } while (written < 0 && errno == EINTR);
+    if (written > 0 && static_cast<std::size_t>(written) < length) {
+        // Part of the line went in before the disk or the size limit stopped it. When the file
+        // ends exactly where that part ends, nobody appended since the size was read and the
+        // part is cut off again, so that the file keeps whole lines.
+        struct stat st {};
+        if (::fstat(fd, &st) == 0 && st.st_size == before + written) {
+            (void)!::ftruncate(fd, before);
+        }
+    }
+    bool const closed = ::close(fd) == 0 || errno == EINTR;
+    return written == static_cast<ssize_t>(length) && closed ? LogAppend::Written
+                                                             : LogAppend::Failed;
+}
+
+LogRing::~LogRing() {
+    if (m_shared != nullptr) {
+        ::munmap(m_shared, sizeof(Shared));
+    }
+    if (m_fd >= 0) {
+        ::close(m_fd);
+    }
+}
+
+bool LogRing::Join(std::string const& statePath, unsigned int index) noexcept {
+    m_private = index;
+    int fd = ::open(statePath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
+    if (fd < 0) {
+        return false;
+    }
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) ||
+        (static_cast<std::size_t>(st.st_size) < sizeof(Shared) &&
+         ::ftruncate(fd, sizeof(Shared)) != 0)) {
+        ::close(fd);
+        return false;
+    }
+    void* map = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    if (map == MAP_FAILED) {
+        ::close(fd);
+        return false;
+    }
+    auto* shared = static_cast<Shared*>(map);
+    if (lockByte(fd, kMemberByte, F_WRLCK, false)) {
+        // Nobody else is writing this ring: whatever the file holds is left from earlier runs,
+        // and the number read from the folder wins. The write lock then becomes a read lock
+        // in one step, so no newcomer sees the ring unowned in between.
+        shared->magic = kRingMagic;
+        shared->index.store(index, std::memory_order_release);
+        lockByte(fd, kMemberByte, F_RDLCK, true);
+    } else if (!lockByte(fd, kMemberByte, F_RDLCK, true)) {
+        ::munmap(map, sizeof(Shared));
+        ::close(fd);
+        return false;
+    } else if (shared->magic != kRingMagic) {
+        lockByte(fd, kMoveByte, F_WRLCK, true);
+        if (shared->magic != kRingMagic) {
+            shared->index.store(index, std::memory_order_release);
+            shared->magic = kRingMagic;
+        }
+        lockByte(fd, kMoveByte, F_UNLCK, true);
+    }
+    m_fd = fd;
+    m_shared = shared;
+    return true;
+}
+
+unsigned int LogRing::Index() const noexcept {
+    return m_shared != nullptr ? m_shared->index.load(std::memory_order_acquire) : m_private;
+}
+
+unsigned int LogRing::Advance(unsigned int from, unsigned int count,
+                              void (*clear)(unsigned int, void*), void* context,
+                              bool& moved) noexcept {
+    moved = false;
+    if (m_shared == nullptr) {
+        if (m_private == from) {
+            m_private = from + 1 < count ? from + 1 : 0;
+            clear(m_private, context);
+            moved = true;
+        }
+        return m_private;
+    }
+    bool const locked = lockByte(m_fd, kMoveByte, F_WRLCK, true);
+    unsigned int current = m_shared->index.load(std::memory_order_acquire);
+    if (current == from) {
+        unsigned int const next = from + 1 < count ? from + 1 : 0;
+        // The next file is emptied before anyone is told to write into it.
+        clear(next, context);
+        m_shared->index.store(next, std::memory_order_release);
+        current = next;
+        moved = true;
+    }
+    if (locked) {
+        lockByte(m_fd, kMoveByte, F_UNLCK, true);
+    }
+    return current;
+}
+
+} // namespace varn::platform
