@@ -1,7 +1,10 @@
 // System.cpp — POSIX processors, sleep, clock, threads and condition variables.
 #include "platform/System.h"
 
+#include <VarnUtilityLib/CUObject.h>
+
 #include <pthread.h>
+#include <sys/single_threaded.h>
 #include <unistd.h>
 
 #include <sched.h>
@@ -116,3 +119,6 @@ void CondDestroy(CUPlatformCondStorage& cond) noexcept {
 }
 
 } // namespace varn::platform
+
+// An address constant: set when the library is loaded, before any static constructor runs.
+char const* const cu_detail::g_pSingleThreaded = &__libc_single_threaded;

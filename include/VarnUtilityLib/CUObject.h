@@ -59,15 +59,35 @@ class CU_EXPORT CUObject {
 };
 
 namespace cu_detail {
+
+/// Points at a flag that is non-zero while the process runs a single thread (the C library's
+/// own, which turns 0 before a second thread starts). Counts then change without bus-locked
+/// instructions, as the standard library's shared pointers do; no other thread can exist to
+/// see them.
+CU_EXPORT extern char const* const g_pSingleThreaded;
+
 inline void Retain(CUObject const* object) noexcept {
-    object->m_nRefCount.fetch_add(1);
+    if (*g_pSingleThreaded != 0) {
+        object->m_nRefCount.store(object->m_nRefCount.load(std::memory_order_relaxed) + 1,
+                                  std::memory_order_relaxed);
+    } else {
+        object->m_nRefCount.fetch_add(1);
+    }
 }
 
 inline void Release(CUObject const* object) noexcept {
-    if (object->m_nRefCount.fetch_sub(1) - 1 < 1) {
+    std::int32_t left;
+    if (*g_pSingleThreaded != 0) {
+        left = object->m_nRefCount.load(std::memory_order_relaxed) - 1;
+        object->m_nRefCount.store(left, std::memory_order_relaxed);
+    } else {
+        left = object->m_nRefCount.fetch_sub(1) - 1;
+    }
+    if (left < 1) {
         delete const_cast<CUObject*>(object);
     }
 }
+
 } // namespace cu_detail
 
 // A CUObject is described by a CUStringMac; bring the string in for every user of CUObject.
