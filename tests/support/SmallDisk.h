@@ -91,7 +91,14 @@ inline void RunOnSmallDisk(std::string const& where, char const* size,
             _exit(detail::kSmallDiskSkipped);
         }
         ChildReport report{pipes[1]};
-        scenario(report);
+        // Nothing may leave the child: gtest would catch it and run the other tests here.
+        try {
+            scenario(report);
+        } catch (unsigned int code) {
+            report.Fail("the scenario threw " + std::to_string(code));
+        } catch (...) {
+            report.Fail("the scenario threw");
+        }
         umount2(where.c_str(), MNT_DETACH);
         _exit(0);
     }
