@@ -147,11 +147,18 @@ CUSharedPtr<CUArray> CUDirectoryInfo::GetObjects(bool directories) {
         if (entry.isDirectory != directories) {
             continue;
         }
-        CUStringMac name(entry.name.c_str(), CUString_CharCode_UTF8);
+        // The string's UTF-8 reading drops a leading U+FEFF as a byte-order mark and reads
+        // some invalid bytes as U+FFFD, so a name could turn into another entry's name or
+        // none. A leading U+FEFF is kept by giving the reader a mark to drop in front of it;
+        // a name whose text does not give back exactly its bytes is left out.
+        static constexpr char kMark[] = "\xEF\xBB\xBF";
+        std::string const bytes = entry.name.starts_with(kMark) ? kMark + entry.name : entry.name;
+        CUStringMac name(bytes.data(), static_cast<unsigned int>(bytes.size()),
+                         CUString_CharCode_UTF8);
         CUStringMac path;
-        if (name.GetCFStringRef() == nullptr ||
+        if (name.GetCFStringRef() == nullptr || cu_files::Utf8(name) != entry.name ||
             m_fullName.PathAppend(name, path) != kCUStatusSuccess) {
-            continue; // a name that is not UTF-8 has no text to make a path of
+            continue; // no text names this entry exactly
         }
         if (directories) {
             result->AddObject(CUSharedPtr<CUObject>(new CUDirectoryInfo(path)));

@@ -163,13 +163,15 @@ int copyWithReports(CopyJob& job, std::string const& source, std::string const& 
     if (error == 0 && ::fchmod(out, from.st_mode & 07777) != 0) {
         error = errno;
     }
+    // Only the file this copy made is removed: after a fault the name may belong to another.
+    if (error != 0) {
+        RemoveFileIfSame(destination.c_str(), out);
+    }
     if (::close(out) != 0 && error == 0) {
         error = errno;
+        ::unlink(destination.c_str()); // possibly incomplete; nothing left to compare with
     }
     ::close(in);
-    if (error != 0) {
-        ::unlink(destination.c_str());
-    }
     return error;
 }
 
@@ -178,7 +180,12 @@ void runOperation(std::shared_ptr<FileOperation::State> state, bool isCopy, std:
     CopyJob job{state};
     job.interval = std::chrono::duration<double>(interval);
     int error = 0;
-    if (!isCopy && SameFileSystem(source.c_str(), destination.c_str())) {
+    if (!isCopy && IsRealDirectory(source.c_str())) {
+        // The checks before a move find a file; a folder now in its place (a listed file
+        // replaced since) is not moved by a rename, just as the copy refuses it across
+        // file systems.
+        error = EISDIR;
+    } else if (!isCopy && SameFileSystem(source.c_str(), destination.c_str())) {
         job.total = RegularFileSize(source.c_str());
         error = overwrite ? (::rename(source.c_str(), destination.c_str()) == 0 ? 0 : errno)
                           : RenameNoReplace(source.c_str(), destination.c_str());

@@ -22,9 +22,8 @@ bool empty(char const* path) {
     return path == nullptr || *path == '\0';
 }
 
-} // namespace
-
-int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* context) noexcept {
+// The bytes of CopyFileData, without the check of the destination's name.
+int copyBytes(int in, int out, std::uint64_t size, CopyChunkHook hook, void* context) {
     if (::ioctl(out, FICLONE, in) == 0) {
         return hook == nullptr || hook(size, context) ? 0 : ECANCELED;
     }
@@ -60,7 +59,14 @@ int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* 
             return errno;
         }
         if (n == 0) {
-            break; // the source shrank while copying: what was there is copied
+            // Some file systems end a range copy early; only a read says the source ended.
+            if (rangeCopy) {
+                rangeCopy = false;
+                continue;
+            }
+            // The source shrank under the copy: the destination would be a prefix that the
+            // source never was, reported as a whole copy. Fail instead.
+            return ENODATA;
         }
         done += static_cast<std::uint64_t>(n);
         if (hook != nullptr && !hook(done, context)) {
@@ -68,6 +74,31 @@ int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* 
         }
     }
     return 0;
+}
+
+} // namespace
+
+int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* context) noexcept {
+    int error = copyBytes(in, out, size, hook, context);
+    // A destination removed while it was written (its folder emptied, say) holds a copy that
+    // nobody can reach: the copy failed, although every byte was written.
+    struct stat st {};
+    if (error == 0 && ::fstat(out, &st) == 0 && st.st_nlink == 0) {
+        error = ENOENT;
+    }
+    return error;
+}
+
+int RemoveFileIfSame(char const* path, int fd) noexcept {
+    struct stat named {};
+    struct stat open {};
+    if (empty(path) || ::fstat(fd, &open) != 0 || ::lstat(path, &named) != 0) {
+        return ENOENT;
+    }
+    if (named.st_dev != open.st_dev || named.st_ino != open.st_ino) {
+        return ESTALE;
+    }
+    return ::unlink(path) == 0 ? 0 : errno;
 }
 
 bool EntryExists(char const* path) noexcept {
@@ -205,13 +236,14 @@ int CopyFileExclusive(char const* from, char const* to) noexcept {
         return error;
     }
     int error = CopyFileData(in, out, static_cast<std::uint64_t>(st.st_size), nullptr, nullptr);
+    if (error != 0) {
+        RemoveFileIfSame(to, out);
+    }
     if (::close(out) != 0 && error == 0) {
         error = errno;
+        ::unlink(to); // possibly incomplete; no descriptor is left to compare names with
     }
     ::close(in);
-    if (error != 0) {
-        ::unlink(to);
-    }
     return error;
 }
 

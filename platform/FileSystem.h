@@ -58,8 +58,15 @@ using CopyChunkHook = bool (*)(std::uint64_t done, void* context);
 
 /// Copies `size` bytes from the start of open file `in` to open empty file `out`: a reflink
 /// when the file system shares blocks, else copy_file_range in chunks, else read/write.
-/// 0, ECANCELED when the hook stopped it, or the errno value of the failing call.
+/// 0, ECANCELED when the hook stopped it, ENODATA when the source ended before `size` bytes
+/// (it shrank under the copy), ENOENT when `out` lost its last name while being written, or
+/// the errno value of the failing call.
 int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* context) noexcept;
+
+/// Removes `path` when it still names the open file `fd` (call before closing it), so that
+/// cleaning up after a failed copy never removes a file that took the name since. 0, ESTALE
+/// when the name now belongs to another file, or errno.
+int RemoveFileIfSame(char const* path, int fd) noexcept;
 
 /// Copies the file `from` to the new file `to` (fails with EEXIST when `to` exists), with its
 /// permission bits. Uses a reflink when the file system can share the blocks, else

@@ -1,34 +1,27 @@
 // CUFileStreamDiskFullTest.cpp — a real full disk and a lifted file-size limit.
 //
-// The disk is a 64 KiB tmpfs mounted in a private mount namespace of a child process (a user
-// namespace makes that possible without privileges where the kernel allows it; elsewhere the
-// test is skipped with the reason). The child fills the disk, checks the stream's answers and
-// reports each broken expectation on a pipe, one line each.
+// The disk is a 64 KiB tmpfs in a private mount namespace of a child process
+// (support/SmallDisk.h); the child fills it and checks the stream's answers.
 #include "fakes/FileFaults.h"
+#include "support/SmallDisk.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
 
-#include <fcntl.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <sched.h>
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
+#include <cstdio>
 #include <fstream>
 #include <string>
 
+using varn::test::ChildReport;
 using varn::test::ReadFile;
+using varn::test::RunOnSmallDisk;
 using varn::test::TempFolder;
 
 namespace {
-
-constexpr int kSkipped = 77;
 
 std::string Pattern(std::size_t n, char first) {
     std::string s(n, '\0');
@@ -42,51 +35,7 @@ unsigned char* Bytes(std::string& s) {
     return reinterpret_cast<unsigned char*>(s.data());
 }
 
-bool WriteProcFile(char const* path, std::string const& text) {
-    int fd = open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(fd);
-    return ok;
-}
-
-// In the child: a private mount namespace with a small tmpfs on `where`. False (and errno
-// kept) when the system does not allow it.
-bool MountSmallDisk(std::string const& where) {
-    uid_t uid = getuid();
-    gid_t gid = getgid();
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        if (uid != 0 || unshare(CLONE_NEWNS) != 0) {
-            return false;
-        }
-    } else {
-        WriteProcFile("/proc/self/setgroups", "deny");
-        WriteProcFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-        WriteProcFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
-    }
-    // Nothing mounted here may reach the parent's namespace.
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        return false;
-    }
-    return mount("varn-test", where.c_str(), "tmpfs", 0, "size=64k,mode=0777") == 0;
-}
-
-struct Report {
-    int fd;
-    void Fail(std::string const& what) {
-        std::string line = what + "\n";
-        (void)!write(fd, line.data(), line.size());
-    }
-    void Expect(bool condition, std::string const& what) {
-        if (!condition) {
-            Fail(what);
-        }
-    }
-};
-
-void FillDiskScenario(std::string const& root, Report& report) {
+void FillDiskScenario(std::string const& root, ChildReport& report) {
     std::string const file = root + "/data.bin";
     CUStringMac path(file.c_str(), CUString_CharCode_UTF8);
     CUFileStream stream(&path, CUStream_FileMode_CreateNew, CUStream_FileAccess_ReadWrite, false);
@@ -160,37 +109,7 @@ void FillDiskScenario(std::string const& root, Report& report) {
 TEST(CUFileStream, RealFullDiskFailsTheWriteKeepsEarlierBytesAndRecovers) {
     TempFolder folder;
     std::string const root = folder.Path().string();
-    int pipes[2];
-    ASSERT_EQ(0, pipe(pipes));
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        close(pipes[0]);
-        if (!MountSmallDisk(root)) {
-            std::string why = std::string("cannot mount a small tmpfs: ") + std::strerror(errno);
-            (void)!write(pipes[1], why.data(), why.size());
-            _exit(kSkipped);
-        }
-        Report report{pipes[1]};
-        FillDiskScenario(root, report);
-        umount2(root.c_str(), MNT_DETACH);
-        _exit(0);
-    }
-    close(pipes[1]);
-    std::string output;
-    char buffer[512];
-    for (ssize_t n; (n = read(pipes[0], buffer, sizeof buffer)) > 0;) {
-        output.append(buffer, static_cast<std::size_t>(n));
-    }
-    close(pipes[0]);
-    int status = 0;
-    ASSERT_EQ(child, waitpid(child, &status, 0));
-    ASSERT_TRUE(WIFEXITED(status)) << "the child died: " << output;
-    if (WEXITSTATUS(status) == kSkipped) {
-        GTEST_SKIP() << output;
-    }
-    EXPECT_EQ(0, WEXITSTATUS(status));
-    EXPECT_EQ("", output) << "broken expectations, one a line";
+    RunOnSmallDisk(root, "64k", [&](ChildReport& report) { FillDiskScenario(root, report); });
 }
 
 TEST(CUFileStream, FileSizeLimitRefusesGrowthThenLiftedLimitAllowsAppending) {

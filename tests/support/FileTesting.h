@@ -1,0 +1,74 @@
+// FileTesting.h — small helpers for the file and folder fault tests: strings from UTF-8, the
+// code an operation throws, patterned contents, copies without a progress callback and the
+// names of a listing.
+#pragma once
+
+#include <VarnUtilityLib/CUArray.h>
+#include <VarnUtilityLib/CUFile.h>
+#include <VarnUtilityLib/CUFileInfo.h>
+#include <VarnUtilityLib/CUFileSysytemInfo.h>
+#include <VarnUtilityLib/CUStringMac.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace varn::test {
+
+inline CUSharedPtr<CUStringMac> Str(std::string const& text) {
+    return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
+}
+
+/// The code `f` throws, 0 when it throws nothing.
+template <typename F> unsigned int CodeOf(F&& f) {
+    try {
+        f();
+    } catch (unsigned int code) {
+        return code;
+    }
+    return 0;
+}
+
+/// `n` bytes that differ from any shift of themselves, so a misplaced block shows.
+inline std::string Pattern(std::size_t n, char first = 'a') {
+    std::string s(n, '\0');
+    for (std::size_t i = 0; i < n; ++i) {
+        s[i] = static_cast<char>(first + (i + i / 4093) % 23);
+    }
+    return s;
+}
+
+/// Copies or moves with progress and no callback; the status.
+inline unsigned int CopyFile(std::string const& from, std::string const& to,
+                             bool overwrite = false) {
+    _CopyProgress_Info info{nullptr, nullptr, nullptr};
+    return CUFile::CopyWithProgress(Str(from), Str(to), &info, overwrite);
+}
+
+inline unsigned int MoveFile(std::string const& from, std::string const& to) {
+    _CopyProgress_Info info{nullptr, nullptr, nullptr};
+    return CUFile::MoveWithProgress(Str(from), Str(to), &info, false);
+}
+
+/// Writes blocks to a new file at `path` until the disk refuses one.
+inline void FillDisk(std::string const& path) {
+    std::ofstream fill(path, std::ios::binary);
+    std::string block(4096, 'F');
+    while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) && fill.flush()) {
+    }
+}
+
+/// The full names of a listing's entries, in listing order.
+inline std::vector<std::string> FullNames(CUSharedPtr<CUArray> const& items) {
+    std::vector<std::string> result;
+    for (unsigned long i = 0; i < items->Count(); ++i) {
+        CUSharedPtr<CUFileSysytemInfo> entry = items->ObjectAtIndex(i);
+        CUSharedPtr<CUStringMac> path = entry->GetFullName();
+        char const* p = *path;
+        result.emplace_back(p != nullptr ? p : "");
+    }
+    return result;
+}
+
+} // namespace varn::test

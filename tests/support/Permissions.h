@@ -1,0 +1,84 @@
+// Permissions.h — for tests of unreadable and unwritable entries: makes permission bits apply
+// to the process for one scope.
+//
+// Root passes every permission check. When the tests run as root, the scope switches the
+// effective user and group to an unprivileged id (the saved ids stay 0, so the switch back
+// works) after handing the test's folder to that id; everything made inside the scope then
+// belongs to it. Process-wide: use it only in tests whose threads all run inside the scope.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+namespace varn::test {
+
+class PermissionsApply {
+  public:
+    /// `folder` is the test's own folder; nothing outside it is touched.
+    explicit PermissionsApply(std::filesystem::path const& folder) : folder_(folder) {
+        if (geteuid() == 0) {
+            if (chown(folder.c_str(), kNobody, kNobody) != 0 || setegid(kNobody) != 0) {
+                return;
+            }
+            if (seteuid(kNobody) != 0) {
+                (void)!setegid(0);
+                return;
+            }
+            switched_ = true;
+        }
+        // Probe: a file without permissions must refuse to open (some capability sets
+        // bypass the bits even for other ids).
+        std::string probe = (folder / ".varn-probe").string();
+        int fd = open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0);
+        if (fd >= 0) {
+            close(fd);
+            int again = open(probe.c_str(), O_RDONLY | O_CLOEXEC);
+            applies_ = again < 0;
+            if (again >= 0) {
+                close(again);
+            }
+            unlink(probe.c_str());
+        }
+    }
+    /// Gives the owner every right again on everything below the folder, so that it can be
+    /// removed, then switches back.
+    ~PermissionsApply() {
+        Unlock(folder_);
+        if (switched_) {
+            (void)!seteuid(0);
+            (void)!setegid(0);
+        }
+    }
+    PermissionsApply(PermissionsApply const&) = delete;
+    PermissionsApply& operator=(PermissionsApply const&) = delete;
+
+    /// False when permission bits cannot be made to apply here: skip the test.
+    bool Applies() const { return applies_; }
+
+  private:
+    static constexpr unsigned kNobody = 65534;
+
+    static void Unlock(std::filesystem::path const& path) {
+        std::error_code ignored;
+        if (std::filesystem::is_symlink(path, ignored)) {
+            return;
+        }
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all,
+                                     std::filesystem::perm_options::add, ignored);
+        if (std::filesystem::is_directory(path, ignored)) {
+            for (auto const& entry : std::filesystem::directory_iterator(path, ignored)) {
+                Unlock(entry.path());
+            }
+        }
+    }
+
+    std::filesystem::path folder_;
+    bool switched_ = false;
+    bool applies_ = false;
+};
+
+} // namespace varn::test

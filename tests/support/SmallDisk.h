@@ -1,0 +1,122 @@
+// SmallDisk.h — a real, small disk for fault tests: a tmpfs of a chosen size mounted on a test's
+// own folder in a private mount namespace of a forked child.
+//
+// A user namespace makes the mount possible without privileges where the kernel allows it;
+// elsewhere the test is skipped with the reason. The child runs the scenario, reports each broken
+// expectation on a pipe (one line each) and exits; the parent turns the lines into a failure.
+// Nothing mounted in the child reaches the parent's namespace.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <sched.h>
+
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <string>
+
+namespace varn::test {
+
+/// Collects the broken expectations of a child's scenario.
+struct ChildReport {
+    int fd;
+    void Fail(std::string const& what) {
+        std::string line = what + "\n";
+        (void)!write(fd, line.data(), line.size());
+    }
+    void Expect(bool condition, std::string const& what) {
+        if (!condition) {
+            Fail(what);
+        }
+    }
+};
+
+namespace detail {
+
+constexpr int kSmallDiskSkipped = 77;
+
+inline bool WriteProcFile(char const* path, std::string const& text) {
+    int fd = open(path, O_WRONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    close(fd);
+    return ok;
+}
+
+// In the child: a private mount namespace with a tmpfs of `size` (mount syntax, "64k") on
+// `where`. False (and errno kept) when the system does not allow it.
+inline bool MountSmallDisk(std::string const& where, char const* size) {
+    uid_t uid = getuid();
+    gid_t gid = getgid();
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+        if (uid != 0 || unshare(CLONE_NEWNS) != 0) {
+            return false;
+        }
+    } else {
+        WriteProcFile("/proc/self/setgroups", "deny");
+        WriteProcFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+        WriteProcFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+    }
+    // Nothing mounted here may reach the parent's namespace.
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        return false;
+    }
+    std::string options = std::string("size=") + size + ",mode=0777";
+    return mount("varn-test", where.c_str(), "tmpfs", 0, options.c_str()) == 0;
+}
+
+} // namespace detail
+
+/// Runs `scenario` in a child process with a tmpfs of `size` mounted on `where` (an existing,
+/// empty folder of the test). Fails the test with the child's broken expectations, or skips it
+/// when the system refuses the mount. Call it last in a test: a skip returns from here only.
+inline void RunOnSmallDisk(std::string const& where, char const* size,
+                           std::function<void(ChildReport&)> const& scenario) {
+    int pipes[2];
+    ASSERT_EQ(0, pipe(pipes));
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        close(pipes[0]);
+        if (!detail::MountSmallDisk(where, size)) {
+            std::string why = std::string("cannot mount a small tmpfs: ") + std::strerror(errno);
+            (void)!write(pipes[1], why.data(), why.size());
+            _exit(detail::kSmallDiskSkipped);
+        }
+        ChildReport report{pipes[1]};
+        // Nothing may leave the child: gtest would catch it and run the other tests here.
+        try {
+            scenario(report);
+        } catch (unsigned int code) {
+            report.Fail("the scenario threw " + std::to_string(code));
+        } catch (...) {
+            report.Fail("the scenario threw");
+        }
+        umount2(where.c_str(), MNT_DETACH);
+        _exit(0);
+    }
+    close(pipes[1]);
+    std::string output;
+    char buffer[512];
+    for (ssize_t n; (n = read(pipes[0], buffer, sizeof buffer)) > 0;) {
+        output.append(buffer, static_cast<std::size_t>(n));
+    }
+    close(pipes[0]);
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status)) << "the child died: " << output;
+    if (WEXITSTATUS(status) == detail::kSmallDiskSkipped) {
+        GTEST_SKIP() << output;
+    }
+    EXPECT_EQ(0, WEXITSTATUS(status));
+    EXPECT_EQ("", output) << "broken expectations, one a line";
+}
+
+} // namespace varn::test
