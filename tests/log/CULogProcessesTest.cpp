@@ -2,6 +2,7 @@
 // while logging. Each scenario runs in forked children, which report broken expectations
 // through a pipe, one a line.
 #include "fakes/FileFaults.h"
+#include "support/SmallDisk.h"
 
 #include <VarnUtilityLib/CULog.h>
 
@@ -12,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <regex>
@@ -66,11 +69,6 @@ std::string Finish(Child child) {
         output += "the child did not exit normally\n";
     }
     return output;
-}
-
-void Complain(int fd, std::string const& what) {
-    std::string line = what + "\n";
-    (void)!write(fd, line.data(), line.size());
 }
 
 std::vector<std::string> LinesOf(std::string const& contents) {
@@ -161,11 +159,12 @@ TEST(CULogProcesses, FileSizeLimitLosesOneWholeLineAndLoggingRecovers) {
     TempFolder dir;
     std::string const folder = dir.Path().string();
     std::string const file = dir.File("L0.log");
-    Child child = StartChild([&folder](int report) {
+    Child child = StartChild([&folder](int fd) {
+        varn::test::ChildReport report{fd};
         std::signal(SIGXFSZ, SIG_IGN);
         CULog log;
         if (log.Init(str(folder), str("L"), 3) != 0) {
-            Complain(report, "Init failed");
+            report.Fail("Init failed");
             return;
         }
         struct rlimit limit {};
@@ -173,7 +172,7 @@ TEST(CULogProcesses, FileSizeLimitLosesOneWholeLineAndLoggingRecovers) {
         struct rlimit const lifted = limit;
         limit.rlim_cur = 1000;
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
-            Complain(report, "cannot set a file-size limit");
+            report.Fail("cannot set a file-size limit");
             return;
         }
         int written = 0;
@@ -181,16 +180,13 @@ TEST(CULogProcesses, FileSizeLimitLosesOneWholeLineAndLoggingRecovers) {
                                                         std::string(40, 'x') + "\r\n"))) {
             ++written;
         }
-        if (written == 0 || written == 100) {
-            Complain(report, "the limit stopped no line, or the first: " + std::to_string(written));
-        }
-        if (log.WriteFileString(str("still too long " + std::string(40, 'y') + "\r\n"))) {
-            Complain(report, "a line past the limit was reported written");
-        }
+        report.Expect(written > 0 && written < 100,
+                      "the limit stops a line, not the first: " + std::to_string(written));
+        report.Expect(!log.WriteFileString(str("still too long " + std::string(40, 'y') + "\r\n")),
+                      "a line past the limit is reported lost");
         setrlimit(RLIMIT_FSIZE, &lifted);
-        if (!log.WriteFileString(str("after\r\n"))) {
-            Complain(report, "the first line after lifting the limit failed");
-        }
+        report.Expect(log.WriteFileString(str("after\r\n")),
+                      "the first line after lifting the limit is written");
     });
     ASSERT_GT(child.pid, 0);
     EXPECT_EQ("", Finish(child));
@@ -201,4 +197,44 @@ TEST(CULogProcesses, FileSizeLimitLosesOneWholeLineAndLoggingRecovers) {
         EXPECT_EQ("line " + std::to_string(i) + " " + std::string(40, 'x'), lines[i]);
     }
     EXPECT_EQ("after", lines.back());
+}
+
+// The same on a real disk that fills up: a line that does not fit is lost whole, and logging
+// goes on in the same file once space is back.
+TEST(CULogProcesses, FullDiskLosesWholeLinesAndLoggingRecovers) {
+    TempFolder dir;
+    std::string const root = dir.Path().string();
+    varn::test::RunOnSmallDisk(root, "64k", [&root](varn::test::ChildReport& report) {
+        CULog log;
+        report.Expect(log.Init(str(root), str("D"), 3) == 0, "Init on the small disk");
+        // Lines first, so that the file ends inside a block the filler cannot take: the line
+        // that crosses into the next block is the one cut short.
+        int written = 0;
+        auto line = [&written] {
+            return str("line " + std::to_string(written) + " " + std::string(60, 'x') + "\r\n");
+        };
+        for (; written < 10; ++written) {
+            report.Expect(log.WriteFileString(line()), "a line before the disk fills");
+        }
+        std::string const filler = root + "/filler";
+        {
+            std::ofstream fill(filler, std::ios::binary);
+            std::string block(4096, 'F');
+            while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) &&
+                   fill.flush()) {
+            }
+        }
+        while (written < 5000 && log.WriteFileString(line())) {
+            ++written;
+        }
+        report.Expect(written > 10 && written < 5000, "the full disk stops the log in a block");
+        std::vector<std::string> lines = LinesOf(ReadFile(root + "/D0.log"));
+        report.Expect(lines.size() == static_cast<std::size_t>(written),
+                      "whole lines only: " + std::to_string(lines.size()) + " lines for " +
+                          std::to_string(written) + " written");
+        std::remove(filler.c_str());
+        report.Expect(log.WriteFileString(str("after\r\n")), "a line once space is back");
+        lines = LinesOf(ReadFile(root + "/D0.log"));
+        report.Expect(!lines.empty() && lines.back() == "after", "it follows the earlier lines");
+    });
 }
