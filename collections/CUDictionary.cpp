@@ -30,7 +30,7 @@ CUDictionaryKey::CUDictionaryKey(CUStringMac const& source) : string(source) {
 
 // The copied string may hold another text object with the same units: point at the copy's.
 CUDictionaryKey::CUDictionaryKey(CUDictionaryKey const& other)
-    : string(other.string), info(other.info) {
+    : info(other.info), string(other.string) {
     info.text = static_cast<__CFString const*>(string);
 }
 
