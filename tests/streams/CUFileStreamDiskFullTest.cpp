@@ -1,9 +1,5 @@
-// CUFileStreamDiskFullTest.cpp — a real full disk and a lifted file-size limit.
-//
-// The disk is a 64 KiB tmpfs mounted in a private mount namespace of a child process (a user
-// namespace makes that possible without privileges where the kernel allows it; elsewhere the
-// test is skipped with the reason). The child fills the disk, checks the stream's answers and
-// reports each broken expectation on a pipe, one line each.
+// CUFileStream on a real full disk (a 64 KiB tmpfs in a child's private mount namespace, skipped
+// where the kernel refuses) and under a file-size limit. The child reports failures on a pipe.
 #include "fakes/FileFaults.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
@@ -52,8 +48,6 @@ bool WriteProcFile(char const* path, std::string const& text) {
     return ok;
 }
 
-// In the child: a private mount namespace with a small tmpfs on `where`. False (and errno
-// kept) when the system does not allow it.
 bool MountSmallDisk(std::string const& where) {
     uid_t uid = getuid();
     gid_t gid = getgid();
@@ -215,6 +209,7 @@ TEST(CUFileStream, FileSizeLimitRefusesGrowthThenLiftedLimitAllowsAppending) {
         ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limited));
         EXPECT_EQ(3000u, stream.Write(Bytes(first), first.size(), 0, CUStream_Seek_Origin_End));
         overflow = stream.Write(Bytes(second), second.size(), 0, CUStream_Seek_Origin_End);
+        EXPECT_FALSE(stream.IsOSFileHandleValid()); // could not grow: closed, as a failed resize
         // Writing inside the limit still works on a reopened stream.
         CUFileStream again(&path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
         sizeOnLimit = again.Length();
