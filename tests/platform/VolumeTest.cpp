@@ -48,52 +48,37 @@ TEST(Volume, EscapesDecodeOctalTriplesInMountInfoAndHexPairsFromUdevOnly) {
     }
 }
 
-TEST(Volume, MountInfoLineFieldsAreParsed) {
-    std::optional<MountEntry> e = ParseMountInfoLine(
-        "36 35 98:0 /mnt1 /mnt/my\\040disk rw,noatime master:1 shared:7 - ext3 /dev/root "
-        "rw,errors=continue");
-    ASSERT_TRUE(e);
-    EXPECT_EQ(36, e->mountId);
-    EXPECT_EQ(35, e->parentId);
-    EXPECT_EQ(98u, e->major);
-    EXPECT_EQ(0u, e->minor);
-    EXPECT_EQ("/mnt1", e->root);
-    EXPECT_EQ("/mnt/my disk", e->mountPoint);
-    EXPECT_EQ("rw,noatime", e->options);
-    EXPECT_EQ("ext3", e->fsType);
-    EXPECT_EQ("/dev/root", e->source);
-    EXPECT_EQ("rw,errors=continue", e->superOptions);
-}
-
-TEST(Volume, MountInfoLinesOfOddFileSystems) {
-    struct Row {
+TEST(Volume, MountInfoLinesOfOddFileSystemsAreParsed) {
+    // Each line's fields as "id parent major:minor root point options type source superOptions".
+    struct {
         char const* line;
-        char const* mountPoint;
-        char const* type;
-        char const* source;
-        unsigned major;
-    } rows[] = {
-        {"26 1 254:0 / / rw,relatime - ext4 /dev/vda rw", "/", "ext4", "/dev/vda", 254},
-        {"40 26 0:45 / /run/user/1000 rw - tmpfs tmpfs rw,size=100k", "/run/user/1000", "tmpfs",
-         "tmpfs", 0},
-        {"50 26 0:60 / /net/home rw - nfs4 server:/export\\040share rw,vers=4.2", "/net/home",
-         "nfs4", "server:/export share", 0},
+        char const* fields;
+    } const rows[] = {
+        // clang-format off
+        {"36 35 98:0 /mnt1 /mnt/my\\040disk rw,noatime master:1 shared:7 - ext3 /dev/root rw,errors=continue",
+         "36 35 98:0 /mnt1 /mnt/my disk rw,noatime ext3 /dev/root rw,errors=continue"},
+        {"26 1 254:0 / / rw,relatime - ext4 /dev/vda rw", "26 1 254:0 / / rw,relatime ext4 /dev/vda rw"},
+        {"40 26 0:45 / /run/user/1000 rw - tmpfs tmpfs rw,size=100k",
+         "40 26 0:45 / /run/user/1000 rw tmpfs tmpfs rw,size=100k"},
+        {"50 26 0:60 / /net/home rw - nfs4 server:/export\\040share rw,vers=4.2",
+         "50 26 0:60 / /net/home rw nfs4 server:/export share rw,vers=4.2"},
         {"51 26 0:61 / /var/lib/x/merged rw - overlay overlay rw,lowerdir=/a:/b",
-         "/var/lib/x/merged", "overlay", "overlay", 0},
+         "51 26 0:61 / /var/lib/x/merged rw overlay overlay rw,lowerdir=/a:/b"},
         {"52 26 0:62 / /home/u/remote rw,nosuid - fuse.sshfs u@host: rw,user_id=0",
-         "/home/u/remote", "fuse.sshfs", "u@host:", 0},
-        {"53 26 0:33 /@home /home rw - btrfs /dev/nvme0n1p2 rw,subvol=/@home", "/home", "btrfs",
-         "/dev/nvme0n1p2", 0},
+         "52 26 0:62 / /home/u/remote rw,nosuid fuse.sshfs u@host: rw,user_id=0"},
+        {"53 26 0:33 /@home /home rw - btrfs /dev/nvme0n1p2 rw,subvol=/@home",
+         "53 26 0:33 /@home /home rw btrfs /dev/nvme0n1p2 rw,subvol=/@home"},
         {"54 26 8:17 / /media/alice/caf\\303\\251\\011tab rw - vfat /dev/sdb1 rw",
-         "/media/alice/caf\xC3\xA9\ttab", "vfat", "/dev/sdb1", 8},
+         "54 26 8:17 / /media/alice/caf\xC3\xA9\ttab rw vfat /dev/sdb1 rw"},
+        // clang-format on
     };
     for (auto const& row : rows) {
         std::optional<MountEntry> e = ParseMountInfoLine(row.line);
         ASSERT_TRUE(e) << row.line;
-        EXPECT_EQ(row.mountPoint, e->mountPoint) << row.line;
-        EXPECT_EQ(row.type, e->fsType) << row.line;
-        EXPECT_EQ(row.source, e->source) << row.line;
-        EXPECT_EQ(row.major, e->major) << row.line;
+        EXPECT_EQ(row.fields, std::to_string(e->mountId) + " " + std::to_string(e->parentId) + " " +
+                                  std::to_string(e->major) + ":" + std::to_string(e->minor) + " " +
+                                  e->root + " " + e->mountPoint + " " + e->options + " " +
+                                  e->fsType + " " + e->source + " " + e->superOptions);
     }
 }
 

@@ -67,6 +67,13 @@ bool MountSmallDisk(std::string const& where) {
     return mount("varn-test", where.c_str(), "tmpfs", 0, "size=64k,mode=0777") == 0;
 }
 
+void FillDisk(std::string const& filler) {
+    std::ofstream fill(filler, std::ios::binary);
+    std::string block(4096, 'F');
+    while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) && fill.flush()) {
+    }
+}
+
 struct Report {
     int fd;
     void Fail(std::string const& what) {
@@ -88,15 +95,8 @@ void FillDiskScenario(std::string const& root, Report& report) {
     report.Expect(stream.Write(Bytes(first), first.size(), 0, CUStream_Seek_Origin_Begin) == 8192,
                   "the first 8 KiB are written");
 
-    // Another file takes every block that is left.
     std::string const filler = root + "/filler";
-    {
-        std::ofstream fill(filler, std::ios::binary);
-        std::string block(4096, 'F');
-        while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) &&
-               fill.flush()) {
-        }
-    }
+    FillDisk(filler); // another file takes every block that is left
 
     std::string second = Pattern(16384, 'A');
     report.Expect(stream.Write(Bytes(second), second.size(), 0, CUStream_Seek_Origin_End) == 0,
@@ -130,14 +130,7 @@ void FillDiskScenario(std::string const& root, Report& report) {
     report.Expect(ReadFile(file) == first + second, "the file holds both writes in order");
     report.Expect(stream.Length() == first.size() + second.size(), "the length follows");
 
-    // A file opened on a full disk can still be created and read.
-    {
-        std::ofstream fill(filler, std::ios::binary);
-        std::string block(4096, 'F');
-        while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) &&
-               fill.flush()) {
-        }
-    }
+    FillDisk(filler); // a file can still be created on a full disk
     std::string const other = root + "/other.bin";
     CUStringMac otherPath(other.c_str(), CUString_CharCode_UTF8);
     CUFileStream empty(&otherPath, CUStream_FileMode_Create, CUStream_FileAccess_ReadWrite, true);
