@@ -119,9 +119,3 @@ TEST(CUObject, DescriptionShowsMangledTypeAndDoubledHexPrefix) {
     EXPECT_EQ(0u, text(lock->Description()).find("15CURecursiveLock(0x0x"));
     EXPECT_EQ(1, object->Description()->GetRetainCount());
 }
-
-TEST(CUObject, GlobalsAreSetByTheFirstObject) {
-    CUObject object;
-    EXPECT_EQ(1, initMutex_CUObject);
-    EXPECT_STREQ("\n", CU_NEWLINE_CHAR);
-}

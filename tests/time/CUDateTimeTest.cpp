@@ -110,7 +110,7 @@ TEST(CUDateTime, NarrowFieldsKeepOnlyTheirLowEightBitsAndDaysRollOver) {
     EXPECT_EQ("2024-03-06 00:00:00", fields(hour24, true));
 }
 
-TEST(CUDateTime, ADayIsAlways86400SecondsAcrossADaylightSavingChange) {
+TEST(CUDateTime, DaysAre86400SecondsAndWallTimesAroundDaylightChangesResolveInTwoSteps) {
     ScopedEnv tz("TZ", "Europe/Berlin");
     CUDateTime before(2024, 3, 30, 12, 0, 0); // CET, GMT+1
     EXPECT_EQ(11, before.GetHour(false));
@@ -120,10 +120,6 @@ TEST(CUDateTime, ADayIsAlways86400SecondsAcrossADaylightSavingChange) {
     EXPECT_EQ(31, after->GetDay(true));
     EXPECT_EQ(13, after->GetHour(true)) << "CEST shows one hour more";
     EXPECT_EQ(11, after->GetHour(false));
-}
-
-TEST(CUDateTime, WallTimesAroundDaylightChangesResolveInTwoSteps) {
-    ScopedEnv tz("TZ", "Europe/Berlin");
     // 02:30 on 2024-03-31 does not exist; the two-step offset gives 01:30 GMT = 03:30 CEST.
     CUDateTime skipped(2024, 3, 31, 2, 30, 0);
     EXPECT_EQ(1, skipped.GetHour(false));
@@ -228,13 +224,6 @@ TEST(CUDateTime, GetStringShowsTheChosenZonesWallClock) {
     EXPECT_EQ("Mar 6, 2024", Utf8(late.GetDateString(true)));
 }
 
-TEST(CUDateTime, StylesOutsideTheFiveMeanMediumAndNoStylesMeanEmpty) {
-    CUDateTime date(kMarch5th2024);
-    EXPECT_EQ(Utf8(date.GetString(false, 2, 2)), Utf8(date.GetString(false, 7, 9)));
-    EXPECT_EQ(Utf8(date.GetString(false, 2, 2)), Utf8(date.GetString(false, -1, 5)));
-    EXPECT_EQ("", Utf8(date.GetString(false, 0, 0)));
-}
-
 TEST(CUDateTime, FormatsEveryStyleInTheUsersLocale) {
     struct {
         long date, time;
@@ -271,6 +260,10 @@ TEST(CUDateTime, FormatsEveryStyleInTheUsersLocale) {
         ScopedEnv de("LANG", "de_DE.UTF-8");
         EXPECT_EQ(expand(row.deDE), Utf8(date.GetString(false, row.date, row.time)));
     }
+    // Styles outside the five mean medium; no styles at all mean an empty text.
+    EXPECT_EQ(Utf8(date.GetString(false, 2, 2)), Utf8(date.GetString(false, 7, 9)));
+    EXPECT_EQ(Utf8(date.GetString(false, 2, 2)), Utf8(date.GetString(false, -1, 5)));
+    EXPECT_EQ("", Utf8(date.GetString(false, 0, 0)));
 }
 
 TEST(CUDateTime, DateLocaleIsTheFirstNonEmptyOfLcAllLcTimeAndLang) {
