@@ -1,5 +1,5 @@
-// ApiSurfaceTest.cpp — names every public class, operation, enumerator and global through the
-// shared library, so that a rename, a lost export or a "corrected" spelling breaks the build.
+// Every public class, operation, enumerator and global through the shared library: a rename, a
+// lost export or a "corrected" spelling breaks the build.
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <gtest/gtest.h>

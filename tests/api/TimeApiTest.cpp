@@ -1,5 +1,5 @@
-// TimeApiTest.cpp — names every public operation of the dates, UUIDs, identifiers, colours,
-// environment, events, threads and the performance counter through the shared library.
+// Every public operation of dates, UUIDs, identifiers, colours, the environment, events, threads,
+// the queue and the performance counter, through the shared library.
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <gtest/gtest.h>
@@ -100,7 +100,7 @@ class ApiThread : public CUThread {
 };
 } // namespace
 
-TEST(ApiSurface, EventsThreadsAndCounterAreExported) {
+TEST(ApiSurface, EventsThreadsQueueAndCounterAreExported) {
     static_assert(CUEventWaitHandle_EventResetMode_AutoReset == 0 &&
                   CUEventWaitHandle_EventResetMode_ManualReset == 1);
     static_assert(std::is_base_of_v<CUWaitHandle, CUEventWaitHandle>);
@@ -126,9 +126,6 @@ TEST(ApiSurface, EventsThreadsAndCounterAreExported) {
     EXPECT_GT(counter.EndCounter(), 0ull);
     counter.GetProcessingTime();
     EXPECT_TRUE(counter.Description());
-}
-
-TEST(ApiSurface, SynchronizedQueueIsExported) {
     CUSynchronizedQueue queue;
     queue.Enqueue(CUSharedPtr<CUObject>(new CUObject));
     EXPECT_TRUE(queue.Dequeue());

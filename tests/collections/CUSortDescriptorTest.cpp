@@ -1,5 +1,4 @@
-// CUSortDescriptorTest.cpp — the sign convention, the copied `comparer` pointer and the stable
-// merge sort behind SortUsingDescriptor / SortedArrayUsingDescriptor.
+// CUSortDescriptor: the sign convention, the copied comparer and the stable merge sort.
 #include "collections/StableMergeSort.h"
 
 #include <VarnUtilityLib/CUArray.h>
@@ -19,7 +18,6 @@ namespace {
 
 std::atomic<int> g_liveItems{0};
 
-// A payload with a sort key and the position it was created at.
 class Item : public CUObject {
   public:
     Item(int key, int seq) : key(key), seq(seq) { ++g_liveItems; }
@@ -83,7 +81,6 @@ std::vector<int> randomKeys(std::size_t n, int distinct, unsigned seed) {
     return keys;
 }
 
-// What a correct stable sort gives, by the standard library's own stable sort.
 std::vector<std::pair<int, int>> expectedStable(std::vector<int> const& keys, bool ascending) {
     std::vector<std::pair<int, int>> expected;
     for (std::size_t i = 0; i < keys.size(); ++i) {
@@ -110,26 +107,12 @@ std::vector<std::pair<int, int>> asPairs(std::vector<Plain> const& data) {
 
 } // namespace
 
-TEST(CUSortDescriptor, DefaultsToAscendingAndComparesThroughItself) {
-    CUSortDescriptor plain;
-    EXPECT_TRUE(plain.Ascending());
-    CUSortDescriptor descending(false);
-    EXPECT_FALSE(descending.Ascending());
-    descending.SetAscending(true);
-    EXPECT_TRUE(descending.Ascending());
-    EXPECT_EQ(0, plain.CompareObject(CUSharedPtr<CUObject>(), CUSharedPtr<CUObject>()));
-}
-
 TEST(CUSortDescriptor, PredicateFollowsTheReversedSignConvention) {
     CUSharedPtr<CUObject> small(new Item(1, 0)), big(new Item(2, 1));
     KeyDescriptor ascending(true), descending(false);
     EXPECT_GT(ascending.CompareObject(small, big), 0);
-    EXPECT_TRUE(ascending(small, big));
-    EXPECT_FALSE(ascending(big, small));
-    EXPECT_FALSE(ascending(small, small));
-    EXPECT_TRUE(descending(big, small));
-    EXPECT_FALSE(descending(small, big));
-    EXPECT_FALSE(descending(small, small));
+    EXPECT_TRUE(ascending(small, big) && !ascending(big, small) && !ascending(small, small));
+    EXPECT_TRUE(descending(big, small) && !descending(small, big) && !descending(small, small));
 }
 
 TEST(CUSortDescriptor, CopyKeepsCallingTheSourcesOverride) {
@@ -139,10 +122,8 @@ TEST(CUSortDescriptor, CopyKeepsCallingTheSourcesOverride) {
     EXPECT_TRUE(sliced(small, big));
     EXPECT_FALSE(sliced(big, small));
     EXPECT_EQ(2, original.calls);
-    // A descriptor made directly from the base compares everything equal.
-    CUSortDescriptor fresh;
-    EXPECT_FALSE(fresh(small, big));
-    EXPECT_FALSE(fresh(big, small));
+    CUSortDescriptor fresh; // the base compares everything equal
+    EXPECT_FALSE(fresh(small, big) || fresh(big, small));
 }
 
 TEST(CUSortDescriptor, CompareObjectTakesAndDropsOneReferencePerArgument) {
@@ -172,24 +153,20 @@ TEST(CUMutableArray, PlainDescriptorKeepsTheOrderEitherWay) {
     }
 }
 
-TEST(CUMutableArray, SortsAscendingAndDescendingKeepingEqualKeysInInputOrder) {
-    std::vector<int> keys = {5, 3, 5, 1, 3, 9, 1, 5};
-    CUSharedPtr<CUMutableArray> array = itemsOf(keys);
-    array->SortUsingDescriptor(CUSharedPtr<CUSortDescriptor>(new KeyDescriptor(true)));
-    EXPECT_EQ(expectedStable(keys, true), keysAndSeqs(array));
-    array = itemsOf(keys);
-    array->SortUsingDescriptor(CUSharedPtr<CUSortDescriptor>(new KeyDescriptor(false)));
-    EXPECT_EQ(expectedStable(keys, false), keysAndSeqs(array));
-}
-
 TEST(CUMutableArray, SortIsStableOnLargeInputsWithManyEqualKeys) {
     struct Case {
         std::size_t n;
         int distinct;
     };
     for (Case c : {Case{9, 2}, Case{17, 3}, Case{1000, 7}, Case{100000, 50}, Case{65537, 1000},
-                   Case{50000, 50000}}) {
-        std::vector<int> keys = randomKeys(c.n, c.distinct, static_cast<unsigned>(c.n));
+                   Case{50000, 50000}, Case{1000, 0}}) {
+        std::vector<int> keys(c.n); // distinct 0: already sorted
+        for (std::size_t i = 0; i < c.n; ++i) {
+            keys[i] = static_cast<int>(i);
+        }
+        if (c.distinct > 0) {
+            keys = randomKeys(c.n, c.distinct, static_cast<unsigned>(c.n));
+        }
         for (bool ascending : {true, false}) {
             CUSharedPtr<CUMutableArray> array = itemsOf(keys);
             CUSharedPtr<KeyDescriptor> descriptor(new KeyDescriptor(ascending));
@@ -208,7 +185,7 @@ TEST(CUMutableArray, SortMakesOnTheOrderOfNLogNComparisons) {
     EXPECT_LT(descriptor->calls, 17L * (1 << 16)); // n log2 n is 16n; insertion runs add little
 }
 
-TEST(CUMutableArray, SortHandlesNullElementsAndSortedOrReversedInput) {
+TEST(CUMutableArray, SortHandlesNullElements) {
     class NullsLast : public CUSortDescriptor {
       public:
         int CompareObject(CUSharedPtr<CUObject> a, CUSharedPtr<CUObject> b) override {
@@ -225,17 +202,6 @@ TEST(CUMutableArray, SortHandlesNullElementsAndSortedOrReversedInput) {
     EXPECT_EQ(1, itemOf(array->ObjectAtIndex(0))->key);
     EXPECT_EQ(3, itemOf(array->ObjectAtIndex(2))->key);
     EXPECT_FALSE(array->ObjectAtIndex(3));
-
-    std::vector<int> ascending(1000), descending(1000);
-    for (int i = 0; i < 1000; ++i) {
-        ascending[i] = i;
-        descending[i] = 1000 - i;
-    }
-    for (auto const& keys : {ascending, descending}) {
-        CUSharedPtr<CUMutableArray> a = itemsOf(keys);
-        a->SortUsingDescriptor(CUSharedPtr<CUSortDescriptor>(new KeyDescriptor));
-        EXPECT_EQ(expectedStable(keys, true), keysAndSeqs(a));
-    }
 }
 
 TEST(CUMutableArray, SortKeepsTheSameObjectsAndTheirCounts) {
@@ -254,12 +220,6 @@ TEST(CUMutableArray, SortKeepsTheSameObjectsAndTheirCounts) {
     }
     EXPECT_EQ(2, seenShared);
     EXPECT_EQ(3, shared->GetRetainCount());
-}
-
-TEST(CUMutableArray, NullDescriptorChangesNothing) {
-    CUSharedPtr<CUMutableArray> array = itemsOf({3, 1, 2});
-    array->SortUsingDescriptor(CUSharedPtr<CUSortDescriptor>());
-    EXPECT_EQ(3, itemOf(array->ObjectAtIndex(0))->key);
 }
 
 TEST(CUMutableArray, ThrowingComparatorLeaksNothingAndKeepsEveryElement) {
@@ -305,9 +265,11 @@ TEST(CUArray, SortedArrayLeavesTheSourceAlone) {
     EXPECT_EQ(nullptr, dynamic_cast<CUMutableArray*>(sorted.get()));
 }
 
-TEST(CUArray, SortedArrayWithNullDescriptorIsNull) {
+TEST(CUArray, NullDescriptorSortsNothingAndGivesNoArray) {
     CUSharedPtr<CUMutableArray> source = itemsOf({2, 1});
     EXPECT_FALSE(source->SortedArrayUsingDescriptor(CUSharedPtr<CUSortDescriptor>()));
+    source->SortUsingDescriptor(CUSharedPtr<CUSortDescriptor>());
+    EXPECT_EQ(2, itemOf(source->ObjectAtIndex(0))->key);
     CUSharedPtr<CUArray> fromEmpty =
         CUSharedPtr<CUArray>(new CUArray())
             ->SortedArrayUsingDescriptor(CUSharedPtr<CUSortDescriptor>(new KeyDescriptor));
@@ -315,8 +277,7 @@ TEST(CUArray, SortedArrayWithNullDescriptorIsNull) {
     EXPECT_EQ(0u, fromEmpty->Count());
 }
 
-// The merge sort itself, with the buffer it may use limited: the in-place (rotation) merges
-// must give exactly what the buffered ones give.
+// With the buffer limited, the in-place (rotation) merges must give what the buffered ones give.
 TEST(StableMergeSort, SmallOrNoBufferGivesTheSameStableOrder) {
     for (std::size_t limit : {std::size_t{0}, std::size_t{1}, std::size_t{7}, std::size_t{100},
                               std::size_t{4999}, std::size_t{100000}}) {
@@ -339,16 +300,4 @@ TEST(StableMergeSort, SmallOrNoBufferGivesTheSameStableOrder) {
             EXPECT_LT(calls, 40L * 20000); // n log^2 n at worst for the rotation merges
         }
     }
-}
-
-TEST(StableMergeSort, InsertionRunsSwapOnlyWhenTheSecondComesFirst) {
-    // All equal: no entry may move at all.
-    std::vector<Plain> data;
-    for (int i = 0; i < 8; ++i) {
-        data.push_back(Plain{0, i});
-    }
-    auto copy = asPairs(data);
-    varn::collections::StableMergeSort(
-        data.data(), data.size(), [](auto const& a, auto const& b) { return a.first < b.first; });
-    EXPECT_EQ(copy, asPairs(data));
 }

@@ -7,12 +7,9 @@
 #include <atomic>
 #include <cstdio>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
-// Counts deletions, so tests can tell "deleted exactly once" from "leaked" or "freed twice".
 struct Tracked : CUObject {
     explicit Tracked(std::atomic<int>* deletions) : deletions(deletions) {}
     ~Tracked() override { deletions->fetch_add(1); }
@@ -40,58 +37,31 @@ std::string text(CUSharedPtr<CUStringMac> const& s) {
 
 } // namespace
 
-TEST(CUSharedPtr, FirstPointerCountsOneAndLastDeletes) {
+TEST(CUSharedPtr, CountsOwnersAndTheLastOneDeletesOnce) {
     std::atomic<int> deletions{0};
     auto* object = new Tracked(&deletions);
     EXPECT_EQ(0, object->GetRetainCount());
+    CUSharedPtr<Tracked> p(object);
     {
-        CUSharedPtr<Tracked> p(object);
-        EXPECT_EQ(1, object->GetRetainCount());
         CUSharedPtr<Tracked> q = p;
         EXPECT_EQ(2, object->GetRetainCount());
     }
-    EXPECT_EQ(1, deletions.load());
-}
-
-TEST(CUSharedPtr, AssignmentToItselfOrToTheSameObjectKeepsItAlive) {
-    std::atomic<int> deletions{0};
-    CUSharedPtr<Tracked> p(new Tracked(&deletions));
     CUSharedPtr<Tracked>& alias = p;
-    p = alias;
-    EXPECT_EQ(1, p->GetRetainCount());
+    p = alias; // self-assignment keeps the object alive
     CUSharedPtr<Tracked> q(p.get());
     p = q;
     EXPECT_EQ(2, p->GetRetainCount());
-    EXPECT_EQ(0, deletions.load());
     q.Reset();
-    p = p; // NOLINT: self-assignment is the point
     EXPECT_EQ(0, deletions.load());
-    p.Reset();
-    EXPECT_EQ(1, deletions.load());
-}
-
-TEST(CUSharedPtr, AssignmentReleasesTheOldObject) {
-    std::atomic<int> deletions{0};
-    CUSharedPtr<Tracked> p(new Tracked(&deletions));
-    p = CUSharedPtr<Tracked>(new Tracked(&deletions));
+    p = CUSharedPtr<Tracked>(new Tracked(&deletions)); // assignment releases the old object
     EXPECT_EQ(1, deletions.load());
     CUSharedPtr<Tracked> moved(std::move(p));
     EXPECT_FALSE(p); // NOLINT(bugprone-use-after-move): a moved-from pointer is null
     EXPECT_EQ(1, moved->GetRetainCount());
-    moved = CUSharedPtr<Tracked>();
+    moved.Reset();
+    EXPECT_FALSE(moved);
+    moved.Reset(); // on null: nothing
     EXPECT_EQ(2, deletions.load());
-}
-
-TEST(CUSharedPtr, ResetOnNullDoesNothingAndOnLastDeletes) {
-    CUSharedPtr<CUObject> empty;
-    empty.Reset();
-    EXPECT_FALSE(empty);
-    std::atomic<int> deletions{0};
-    CUSharedPtr<CUObject> last(new Tracked(&deletions));
-    last.Reset();
-    EXPECT_FALSE(last);
-    EXPECT_EQ(nullptr, last.get());
-    EXPECT_EQ(1, deletions.load());
 }
 
 TEST(CUSharedPtr, CheckedConversionGivesNullForTheWrongClassAndKeepsTheCount) {
@@ -127,34 +97,6 @@ TEST(CUSharedPtr, WorksThroughVirtualBases) {
     EXPECT_EQ(1, deletions.load());
 }
 
-TEST(CUSharedPtr, ManyThreadsCopyingOneObjectDeleteItExactlyOnce) {
-    for (int round = 0; round < 20; ++round) {
-        std::atomic<int> deletions{0};
-        std::vector<std::thread> threads;
-        std::atomic<bool> go{false};
-        {
-            CUSharedPtr<Tracked> shared(new Tracked(&deletions));
-            for (int t = 0; t < 8; ++t) {
-                threads.emplace_back([copy = shared, &go]() mutable {
-                    while (!go.load()) {
-                    }
-                    for (int i = 0; i < 2000; ++i) {
-                        CUSharedPtr<Tracked> a = copy;
-                        CUSharedPtr<CUObject> b = a;
-                        a.Reset();
-                    }
-                    copy.Reset();
-                });
-            }
-            go.store(true);
-        }
-        for (auto& t : threads) {
-            t.join();
-        }
-        ASSERT_EQ(1, deletions.load()) << "round " << round;
-    }
-}
-
 TEST(CUObject, CopyStartsWithCountZeroAndAssignmentKeepsTheCount) {
     CUSharedPtr<CUObject> source(new CUObject);
     CUSharedPtr<CUObject> second = source;
@@ -176,10 +118,4 @@ TEST(CUObject, DescriptionShowsMangledTypeAndDoubledHexPrefix) {
     CUSharedPtr<CUObject> lock(new CURecursiveLock);
     EXPECT_EQ(0u, text(lock->Description()).find("15CURecursiveLock(0x0x"));
     EXPECT_EQ(1, object->Description()->GetRetainCount());
-}
-
-TEST(CUObject, GlobalsAreSetByTheFirstObject) {
-    CUObject object;
-    EXPECT_EQ(1, initMutex_CUObject);
-    EXPECT_STREQ("\n", CU_NEWLINE_CHAR);
 }

@@ -91,37 +91,40 @@ TEST(CUStringMac, PathAppendAddsOneSeparatorUnlessThePathEndsWithOne) {
     CUStringMac out = s("untouched");
     EXPECT_EQ(kFail, nullText().PathAppend(s("b"), out));
     EXPECT_EQ("untouched", textOf(out));
-}
-
-TEST(CUStringMac, PathAppendMayWriteIntoTheStringItself) {
-    CUStringMac path = s("/a");
+    CUStringMac path = s("/a"); // the output may be the string itself
     EXPECT_EQ(kOk, path.PathAppend(s("b"), path));
     EXPECT_EQ("/a/b", textOf(path));
-}
-
-TEST(CUStringMac, PathRemoveLastComponentGivesTheParent) {
-    checkRows(&CUStringMac::PathRemoveLastComponent,
-              {{"/a/b", kOk, "/a"},
-               {"/a", kOk, "/"},
-               {"/a/b/", kOk, "/a"},
-               {"/", kOk, "/"},
-               {"a", kFail, ""}, // emptied AND failed
-               {"a/", kFail, ""},
-               {"", kFail, ""},
-               {"//", kOk, "/"},
-               {"/a//b", kOk, "/a/"},
-               {"a/b", kOk, "a"},
-               {"/caf\xC3\xA9/r\xC3\xA9sum\xC3\xA9.txt", kOk, "/caf\xC3\xA9"},
-               {"/a:b/c:d", kOk, "/a:b"}});
-}
-
-TEST(CUStringMac, PathRemoveLastComponentMayWriteIntoTheStringItself) {
+    EXPECT_EQ(kOk, path.PathRemoveLastComponent(path));
+    EXPECT_EQ("/a", textOf(path));
     CUStringMac root = s("/");
     EXPECT_EQ(kOk, root.PathRemoveLastComponent(root));
     EXPECT_EQ("/", textOf(root));
-    CUStringMac path = s("/a/b");
-    EXPECT_EQ(kOk, path.PathRemoveLastComponent(path));
-    EXPECT_EQ("/a", textOf(path));
+}
+
+TEST(CUStringMac, SingleResultPathOperationsFollowTheirTables) {
+    // clang-format off
+    checkRows(&CUStringMac::PathRemoveLastComponent,
+              {{"/a/b", kOk, "/a"}, {"/a", kOk, "/"}, {"/a/b/", kOk, "/a"}, {"/", kOk, "/"},
+               {"a", kFail, ""}, {"a/", kFail, ""}, {"", kFail, ""},
+               {"//", kOk, "/"}, {"/a//b", kOk, "/a/"}, {"a/b", kOk, "a"}, {"/a:b/c:d", kOk, "/a:b"},
+               {"/caf\xC3\xA9/r\xC3\xA9sum\xC3\xA9.txt", kOk, "/caf\xC3\xA9"}});
+    checkRows(&CUStringMac::PathGetFileName,
+              {{"/a/b.txt", kOk, "b.txt"}, {"/a/", kOk, ""}, {"b.txt", kFail, nullptr}, {"/", kOk, ""},
+               {"", kFail, nullptr}, {"a//b", kOk, "b"}, {"/a:b", kOk, "a:b"},
+               {"/\xE6\x97\xA5\xE6\x9C\xAC.txt", kOk, "\xE6\x97\xA5\xE6\x9C\xAC.txt"}});
+    checkRows(&CUStringMac::PathGetFileNameNoExtension,
+              {{"/a/b.tar.gz", kOk, "b.tar"}, {"/a/.profile", kOk, ""}, {"/a.d/b", kOk, "b"},
+               {"/a/b.", kOk, "b"}, {"/a/", kOk, ""}, {"b.txt", kFail, nullptr},
+               {"/x/\xC3\xA9t\xC3\xA9.md", kOk, "\xC3\xA9t\xC3\xA9"}});
+    checkRows(&CUStringMac::PathGetExtension,
+              {{"/a/b.txt", kOk, ".txt"}, {"/a/b.tar.gz", kOk, ".gz"}, {"/a/b", kFail, nullptr},
+               {"/a.d/b", kOk, ".d/b"}, {"b.", kOk, "."}, {".profile", kOk, ".profile"},
+               {"", kFail, nullptr}});
+    checkRows(&CUStringMac::PathGetLastComponent,
+              {{"/a/b", kOk, "b"}, {"/a/b/", kOk, "b"}, {"/", kOk, "/"}, {"abc", kFail, nullptr},
+               {"abc/", kFail, nullptr}, {"a/b", kOk, "b"}, {"/a", kOk, "a"}, {"/a/b//", kOk, ""},
+               {"//", kOk, ""}, {"/n\xC3\xA4me:1/", kOk, "n\xC3\xA4me:1"}});
+    // clang-format on
 }
 
 TEST(CUStringMac, RemoveLastComponentUsesTheCallersSeparator) {
@@ -149,29 +152,6 @@ TEST(CUStringMac, RemoveLastComponentUsesTheCallersSeparator) {
     EXPECT_EQ("untouched", textOf(out));
 }
 
-TEST(CUStringMac, PathGetFileNameTakesWhatFollowsTheLastSeparator) {
-    checkRows(&CUStringMac::PathGetFileName,
-              {{"/a/b.txt", kOk, "b.txt"},
-               {"/a/", kOk, ""},
-               {"b.txt", kFail, nullptr},
-               {"/", kOk, ""},
-               {"", kFail, nullptr},
-               {"a//b", kOk, "b"},
-               {"/a:b", kOk, "a:b"},
-               {"/\xE6\x97\xA5\xE6\x9C\xAC.txt", kOk, "\xE6\x97\xA5\xE6\x9C\xAC.txt"}});
-}
-
-TEST(CUStringMac, PathGetFileNameNoExtensionCutsAtTheLastDotOfTheName) {
-    checkRows(&CUStringMac::PathGetFileNameNoExtension,
-              {{"/a/b.tar.gz", kOk, "b.tar"},
-               {"/a/.profile", kOk, ""},
-               {"/a.d/b", kOk, "b"},
-               {"/a/b.", kOk, "b"},
-               {"/a/", kOk, ""},
-               {"b.txt", kFail, nullptr},
-               {"/x/\xC3\xA9t\xC3\xA9.md", kOk, "\xC3\xA9t\xC3\xA9"}});
-}
-
 TEST(CUStringMac, PathGetFileNameNoExtensionGoesThroughTheVirtualFileName) {
     class FixedName : public CUStringMac {
       public:
@@ -187,29 +167,6 @@ TEST(CUStringMac, PathGetFileNameNoExtensionGoesThroughTheVirtualFileName) {
     EXPECT_EQ("over", textOf(out));
 }
 
-TEST(CUStringMac, PathGetExtensionSearchesTheWholePath) {
-    checkRows(&CUStringMac::PathGetExtension, {{"/a/b.txt", kOk, ".txt"},
-                                               {"/a/b.tar.gz", kOk, ".gz"},
-                                               {"/a/b", kFail, nullptr},
-                                               {"/a.d/b", kOk, ".d/b"},
-                                               {"b.", kOk, "."},
-                                               {".profile", kOk, ".profile"},
-                                               {"", kFail, nullptr}});
-}
-
-TEST(CUStringMac, PathGetLastComponentDropsOneTrailingSeparator) {
-    checkRows(&CUStringMac::PathGetLastComponent, {{"/a/b", kOk, "b"},
-                                                   {"/a/b/", kOk, "b"},
-                                                   {"/", kOk, "/"},
-                                                   {"abc", kFail, nullptr},
-                                                   {"abc/", kFail, nullptr},
-                                                   {"a/b", kOk, "b"},
-                                                   {"/a", kOk, "a"},
-                                                   {"/a/b//", kOk, ""},
-                                                   {"//", kOk, ""},
-                                                   {"/n\xC3\xA4me:1/", kOk, "n\xC3\xA4me:1"}});
-}
-
 TEST(CUStringMac, PathComponentsSplitsAtEverySeparator) {
     EXPECT_EQ((V{"a", "b"}), components("a/b"));
     EXPECT_EQ((V{"/", "a"}), components("/a"));
@@ -222,13 +179,13 @@ TEST(CUStringMac, PathComponentsSplitsAtEverySeparator) {
     EXPECT_EQ((V{"a"}), components("a/"));
     EXPECT_EQ((V{"/", "a:b", "\xC3\xA9t\xC3\xA9", "\xF0\x9F\x8C\x8D"}),
               components("/a:b/\xC3\xA9t\xC3\xA9/\xF0\x9F\x8C\x8D"));
-}
-
-TEST(CUStringMac, PathComponentsFailsWithoutAnOutputOrAText) {
     EXPECT_EQ(kFail, s("/a").PathComponents(nullptr));
     CUSharedPtr<CUArray> out;
     EXPECT_EQ(kFail, nullText().PathComponents(&out));
     EXPECT_FALSE(out);
+    ASSERT_EQ(kOk, s("/a/b").PathComponents(&out)); // elements are independent strings
+    CUSharedPtr<CUStringMac> first = out->ObjectAtIndex(0);
+    EXPECT_EQ(2, first->GetRetainCount());
 }
 
 TEST(CUStringMac, SplitComponentsUsesTheCallersSeparator) {
@@ -248,53 +205,76 @@ TEST(CUStringMac, SplitComponentsUsesTheCallersSeparator) {
     EXPECT_FALSE(out);
 }
 
-TEST(CUStringMac, ComponentElementsAreIndependentStrings) {
-    CUSharedPtr<CUArray> out;
-    ASSERT_EQ(kOk, s("/a/b").PathComponents(&out));
-    ASSERT_EQ(3u, out->Count());
-    CUSharedPtr<CUStringMac> first = out->ObjectAtIndex(0);
-    ASSERT_TRUE(first);
-    EXPECT_EQ(2, first->GetRetainCount());
+TEST(CUStringMac, GetUnicodeFileNameSwapsColonsAndHolds255Units) {
+    auto record = [](CUStringMac name, HFSUniStr255* out) {
+        return CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac>(new CUStringMac(name)),
+                                               out);
+    };
+    HFSUniStr255 r{};
+    ASSERT_EQ(kOk, record(s("\xC3\xA9:\xF0\x9F\x8C\x8D"), &r)); // a pair counts two units
+    EXPECT_EQ(u"\u00E9/\xD83C\xDF0D", std::u16string(r.unicode, r.unicode + r.length));
+    ASSERT_EQ(kOk, record(s(""), &r));
+    EXPECT_EQ(0, r.length);
+    r.length = 77;
+    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac>(), &r));
+    EXPECT_EQ(kFail, record(s("a"), nullptr));
+    EXPECT_EQ(kFail, record(nullText(), &r));
+    EXPECT_EQ(kFail, record(s(std::string(256, 'x').c_str()), &r));
+    EXPECT_EQ(77, r.length);
+    EXPECT_EQ(kOk, record(s(std::string(255, 'x').c_str()), &r));
+    EXPECT_EQ(255, r.length);
+    EXPECT_EQ(u'x', r.unicode[254]);
 }
 
-TEST(CUStringMac, GetUnicodeFileNameSwapsColonsForSlashes) {
-    HFSUniStr255 record{};
-    ASSERT_EQ(kOk, CUStringMac::GetUnicodeFileName(
-                       CUSharedPtr<CUStringMac>(new CUStringMac(s("a:b"))), &record));
-    EXPECT_EQ(3, record.length);
-    EXPECT_EQ(u'a', record.unicode[0]);
-    EXPECT_EQ(u'/', record.unicode[1]);
-    EXPECT_EQ(u'b', record.unicode[2]);
-
-    // Non-ASCII: units as they are, a surrogate pair counting two.
-    ASSERT_EQ(kOk, CUStringMac::GetUnicodeFileName(
-                       CUSharedPtr<CUStringMac>(new CUStringMac(s("\xC3\xA9:\xF0\x9F\x8C\x8D"))),
-                       &record));
-    EXPECT_EQ(4, record.length);
-    EXPECT_EQ(0x00E9, record.unicode[0]);
-    EXPECT_EQ(u'/', record.unicode[1]);
-    EXPECT_EQ(0xD83C, record.unicode[2]);
-    EXPECT_EQ(0xDF0D, record.unicode[3]);
-
-    ASSERT_EQ(kOk, CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac>(new CUStringMac(s(""))),
-                                                   &record));
-    EXPECT_EQ(0, record.length);
-}
-
-TEST(CUStringMac, GetUnicodeFileNameRefusesWhatTheRecordCannotHold) {
-    HFSUniStr255 record{};
-    record.length = 77;
-    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(CUSharedPtr<CUStringMac>(), &record));
-    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(
-                         CUSharedPtr<CUStringMac>(new CUStringMac(s("a"))), nullptr));
-    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(
-                         CUSharedPtr<CUStringMac>(new CUStringMac(nullText())), &record));
-    std::string longest(255, 'x'), tooLong(256, 'x');
-    EXPECT_EQ(kFail, CUStringMac::GetUnicodeFileName(
-                         CUSharedPtr<CUStringMac>(new CUStringMac(s(tooLong.c_str()))), &record));
-    EXPECT_EQ(77, record.length);
-    EXPECT_EQ(kOk, CUStringMac::GetUnicodeFileName(
-                       CUSharedPtr<CUStringMac>(new CUStringMac(s(longest.c_str()))), &record));
-    EXPECT_EQ(255, record.length);
-    EXPECT_EQ(u'x', record.unicode[254]);
+// Hostile names: every unit but "/" is an ordinary character, whatever the collation says.
+TEST(CUStringMac, ControlCharactersShellSyntaxAndSurrogatesAreOrdinaryUnits) {
+    auto units = [](std::u16string u) {
+        std::vector<unsigned short> copy(u.begin(), u.end());
+        return CUStringMac(copy.data(), static_cast<unsigned int>(copy.size() * 2));
+    };
+    auto unitsOf = [](CUStringMac& str) {
+        __CFString const* t = str;
+        return std::u16string(CUPlatformStringGetUnits(t), CUPlatformStringGetLength(t));
+    };
+    auto parts = [&](CUStringMac path) {
+        CUSharedPtr<CUArray> array;
+        EXPECT_EQ(kOk, path.PathComponents(&array));
+        std::vector<std::u16string> out;
+        for (unsigned long i = 0; array && i < array->Count(); ++i) {
+            CUSharedPtr<CUStringMac> part = array->ObjectAtIndex(i);
+            out.push_back(unitsOf(*part));
+        }
+        return out;
+    };
+    using U = std::vector<std::u16string>;
+    // The localized comparison ignores control characters ("/\x01" equals "/"); paths must not.
+    EXPECT_EQ((U{u"/", u"\u0001"}), parts(units(u"/\u0001")));
+    EXPECT_EQ((U{u"\u008A", u"\u0002"}), parts(units(u"\u008A/\u0002")));
+    CUStringMac out;
+    ASSERT_EQ(kOk, units(u"/\u0001").PathGetLastComponent(out));
+    EXPECT_EQ(u"\u0001", unitsOf(out));
+    CUSharedPtr<CUArray> split;
+    ASSERT_EQ(kOk, units(u"\u200B:").SplitComponents(&split, ":"));
+    ASSERT_EQ(1u, split->Count());
+    EXPECT_EQ(u"\u200B", unitsOf(*CUSharedPtr<CUStringMac>(split->ObjectAtIndex(0))));
+    std::string const name = "$(touch pwned) `id` 'q' \"dq\" ;|&\n\t*?.sh";
+    CUStringMac joined;
+    ASSERT_EQ(kOk, s("/tmp/a b\nc").PathAppend(s(name.c_str()), joined));
+    ASSERT_EQ(kOk, joined.PathGetFileName(out));
+    EXPECT_EQ(name, textOf(out));
+    ASSERT_EQ(kOk, joined.PathGetExtension(out));
+    EXPECT_EQ(".sh", textOf(out));
+    ASSERT_EQ(kOk, joined.PathRemoveLastComponent(out));
+    EXPECT_EQ("/tmp/a b\nc", textOf(out));
+    EXPECT_EQ(4u, parts(joined).size());
+    CUStringMac path = units(u"/a\xD800/b\xDC00.x");
+    EXPECT_EQ((U{u"/", u"a\xD800", u"b\xDC00.x"}), parts(path));
+    ASSERT_EQ(kOk, path.PathGetFileNameNoExtension(out));
+    EXPECT_EQ(u"b\xDC00", unitsOf(out));
+    std::string longName(5000, 'n');
+    CUStringMac tooLong = s(("/base/" + longName + "/" + longName + ".ext").c_str());
+    ASSERT_EQ(kOk, tooLong.PathGetFileNameNoExtension(out));
+    EXPECT_EQ(5000, out.Length());
+    ASSERT_EQ(kOk, tooLong.PathRemoveLastComponent(out));
+    EXPECT_EQ(6 + 5000, out.Length());
 }

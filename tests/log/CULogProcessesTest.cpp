@@ -217,13 +217,7 @@ TEST(CULogProcesses, FullDiskLosesWholeLinesAndLoggingRecovers) {
             report.Expect(log.WriteFileString(line()), "a line before the disk fills");
         }
         std::string const filler = root + "/filler";
-        {
-            std::ofstream fill(filler, std::ios::binary);
-            std::string block(4096, 'F');
-            while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) &&
-                   fill.flush()) {
-            }
-        }
+        varn::test::FillDisk(filler);
         while (written < 5000 && log.WriteFileString(line())) {
             ++written;
         }

@@ -1,5 +1,4 @@
-// CalendarTest.cpp — the calendar arithmetic under CUDateTime, checked against the standard
-// library's civil calendar over many centuries, and the fixed-offset zone rules.
+// Calendar arithmetic checked against the standard library's civil calendar; fixed-offset zones.
 #include "platform/Calendar.h"
 
 #include <gtest/gtest.h>
@@ -48,7 +47,7 @@ TEST(Calendar, FixedOffsetsRoundToMinutesAndStopAtEighteenHours) {
     }
 }
 
-TEST(Calendar, MonthsOutsideTheYearAddNothingAndDaysRollOver) {
+TEST(Calendar, OutOfRangeFieldsRollOverAndNegativeZeroSecondsBecomeZero) {
     CFGregorianDate g{2024, 13, 1, 0, 0, 0.0};
     CFGregorianDate january{2024, 1, 1, 0, 0, 0.0};
     EXPECT_DOUBLE_EQ(cal::AbsoluteFromGregorian(january, cal::Zone{}),
@@ -60,11 +59,8 @@ TEST(Calendar, MonthsOutsideTheYearAddNothingAndDaysRollOver) {
     CFGregorianDate negativeMinute{2024, 1, 1, 0, -1, 0.0};
     EXPECT_DOUBLE_EQ(cal::AbsoluteFromGregorian(january, cal::Zone{}) - 60.0,
                      cal::AbsoluteFromGregorian(negativeMinute, cal::Zone{}));
-}
-
-TEST(Calendar, NegativeZeroSecondsBecomeZero) {
-    CFGregorianDate g = cal::GregorianFromAbsolute(-0.0, cal::Zone{});
-    EXPECT_FALSE(std::signbit(g.second));
+    CFGregorianDate zero = cal::GregorianFromAbsolute(-0.0, cal::Zone{});
+    EXPECT_FALSE(std::signbit(zero.second));
     CFGregorianDate absurd = cal::GregorianFromAbsolute(1e300, cal::Zone{});
     EXPECT_EQ(0, absurd.year) << "instants beyond any calendar give an empty record";
 }

@@ -1,5 +1,4 @@
-// Tests of the platform text layer: literal search and splitting rules, locale selection and
-// the thread safety of cached collation keys.
+// The platform text layer: search and splitting, locale selection, thread-safe collation keys.
 #include "platform/Text.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +12,6 @@ namespace vp = varn::platform;
 
 namespace {
 
-// Owns a text for the length of a test.
 struct T {
     explicit T(char16_t const* s) : text(vp::MakeText(std::u16string(s))) {}
     ~T() { vp::Release(text); }
@@ -83,8 +81,8 @@ TEST(PlatformText, SplitKeepsEmptyPiecesAndScansLeftToRight) {
     EXPECT_EQ((V{u"abc"}), split(u"abc", u"/"));
 }
 
-TEST(PlatformText, LiteralSearchForwardBackwardAndSuffix) {
-    T text(u"a/b/c"), slash(u"/"), empty(u""), c(u"/c");
+TEST(PlatformText, LiteralAndCaseInsensitiveSearchForwardBackwardAndSuffix) {
+    T text(u"a/b/c"), slash(u"/"), empty(u""), c(u"/c"), mixed(u"aXbxc"), x(u"x");
     std::size_t location = 0, length = 0;
     ASSERT_TRUE(vp::FindLiteral(text.text, slash.text, false, location, length));
     EXPECT_EQ(1u, location);
@@ -96,16 +94,17 @@ TEST(PlatformText, LiteralSearchForwardBackwardAndSuffix) {
     EXPECT_TRUE(vp::HasSuffix(text.text, c.text));
     EXPECT_FALSE(vp::HasSuffix(text.text, empty.text)); // an empty suffix never matches
     EXPECT_FALSE(vp::HasSuffix(slash.text, c.text));
+    ASSERT_TRUE(vp::FindCaseInsensitive(mixed.text, x.text, true, location, length));
+    EXPECT_EQ(3u, location);
+    ASSERT_TRUE(vp::FindCaseInsensitive(mixed.text, x.text, false, location, length));
+    EXPECT_EQ(1u, location);
 }
 
-TEST(PlatformText, WorstCaseSizesPerEncoding) {
+TEST(PlatformText, WorstCaseSizesAndTheSharedEmptyText) {
     EXPECT_EQ(3u, vp::MaxBytesForEncoding(1, vp::Encoding::UTF8));
     EXPECT_EQ(2u, vp::MaxBytesForEncoding(1, vp::Encoding::UTF16));
     EXPECT_EQ(1u, vp::MaxBytesForEncoding(1, vp::Encoding::ASCII));
     EXPECT_EQ(4u, vp::MaxBytesForEncoding(1, vp::Encoding::UTF32LE));
-}
-
-TEST(PlatformText, EmptyInputIsTheSharedEmptyText) {
     for (vp::Encoding e : {vp::Encoding::UTF8, vp::Encoding::UTF16, vp::Encoding::ASCII}) {
         vp::Text const* t = vp::Decode("", 0, e);
         EXPECT_EQ(vp::EmptyText(), t);
@@ -151,15 +150,6 @@ TEST(PlatformText, TurkishLocaleFoldsTheDottedAndDotlessI) {
     }
     LocaleScope scope("en_US.UTF-8");
     EXPECT_EQ(0, compare(u"I", u"i", true));
-}
-
-TEST(PlatformText, CaseInsensitiveSearchFromTheEnd) {
-    T text(u"aXbxc"), pattern(u"x");
-    std::size_t location = 0, length = 0;
-    ASSERT_TRUE(vp::FindCaseInsensitive(text.text, pattern.text, true, location, length));
-    EXPECT_EQ(3u, location);
-    ASSERT_TRUE(vp::FindCaseInsensitive(text.text, pattern.text, false, location, length));
-    EXPECT_EQ(1u, location);
 }
 
 TEST(PlatformText, ThreadsComparingTheSameTextsAgreeOnOneCachedKey) {

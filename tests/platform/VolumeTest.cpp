@@ -1,5 +1,5 @@
-// VolumeTest.cpp — the volume service: mount-table parsing, path rules, classification, and
-// the service itself over a fake kernel tree and over the running system.
+// The volume service: mount-table parsing, path rules, classification, and the service over a
+// fake kernel tree and over the running system.
 #include "platform/Volume.h"
 
 #include "fakes/FakeMachine.h"
@@ -23,91 +23,62 @@ MountEntry mountAt(std::string point, unsigned major, unsigned minor) {
 
 } // namespace
 
-TEST(Volume, MountInfoEscapesDecodeOctalTriplesOnly) {
+TEST(Volume, EscapesDecodeOctalTriplesInMountInfoAndHexPairsFromUdevOnly) {
     struct Row {
         char const* in;
         std::string out;
-    } rows[] = {
-        {"/plain", "/plain"},
-        {"/media/a/My\\040Disk", "/media/a/My Disk"},
-        {"/tab\\011and\\012line", std::string("/tab\tand\nline")},
-        {"/back\\134slash", "/back\\slash"},
-        {"/caf\\303\\251", "/caf\xC3\xA9"},
-        {"/short\\04", "/short\\04"},         // too few digits: kept
-        {"/notoctal\\089", "/notoctal\\089"}, // 8 is not octal: kept
-        {"/end\\", "/end\\"},
-        {"\\040\\040", "  "},
-    };
-    for (Row const& row : rows) {
+    } const octal[] =
+        {
+            // clang-format off
+        {"/plain", "/plain"}, {"/media/a/My\\040Disk", "/media/a/My Disk"},
+        {"/tab\\011and\\012line", "/tab\tand\nline"}, {"/back\\134slash", "/back\\slash"},
+        {"/caf\\303\\251", "/caf\xC3\xA9"}, {"/short\\04", "/short\\04"}, // too few digits: kept
+        {"/notoctal\\089", "/notoctal\\089"}, {"/end\\", "/end\\"}, {"\\040\\040", "  "},
+    }, hex[] = {
+        {"USB\\x20Stick", "USB Stick"}, {"a\\x2fb", "a/b"}, {"data\\x20\\x26\\x20more", "data & more"},
+        {"caf\\xc3\\xA9", "caf\xC3\xA9"}, {"odd\\x2", "odd\\x2"}, {"odd\\xzz", "odd\\xzz"},
+        {"trail\\", "trail\\"}, {"plain", "plain"},
+                // clang-format on
+            };
+    for (Row const& row : octal) {
         EXPECT_EQ(row.out, DecodeMountInfoEscapes(row.in)) << row.in;
     }
-}
-
-TEST(Volume, UdevEscapesDecodeHexPairsOnly) {
-    struct Row {
-        char const* in;
-        char const* out;
-    } rows[] = {
-        {"USB\\x20Stick", "USB Stick"},
-        {"a\\x2fb", "a/b"},
-        {"data\\x20\\x26\\x20more", "data & more"},
-        {"caf\\xc3\\xA9", "caf\xC3\xA9"},
-        {"odd\\x2", "odd\\x2"},
-        {"odd\\xzz", "odd\\xzz"},
-        {"trail\\", "trail\\"},
-        {"plain", "plain"},
-    };
-    for (Row const& row : rows) {
+    for (Row const& row : hex) {
         EXPECT_EQ(row.out, DecodeUdevEscapes(row.in)) << row.in;
     }
 }
 
-TEST(Volume, MountInfoLineFieldsAreParsed) {
-    std::optional<MountEntry> e = ParseMountInfoLine(
-        "36 35 98:0 /mnt1 /mnt/my\\040disk rw,noatime master:1 shared:7 - ext3 /dev/root "
-        "rw,errors=continue");
-    ASSERT_TRUE(e);
-    EXPECT_EQ(36, e->mountId);
-    EXPECT_EQ(35, e->parentId);
-    EXPECT_EQ(98u, e->major);
-    EXPECT_EQ(0u, e->minor);
-    EXPECT_EQ("/mnt1", e->root);
-    EXPECT_EQ("/mnt/my disk", e->mountPoint);
-    EXPECT_EQ("rw,noatime", e->options);
-    EXPECT_EQ("ext3", e->fsType);
-    EXPECT_EQ("/dev/root", e->source);
-    EXPECT_EQ("rw,errors=continue", e->superOptions);
-}
-
-TEST(Volume, MountInfoLinesOfOddFileSystems) {
-    struct Row {
+TEST(Volume, MountInfoLinesOfOddFileSystemsAreParsed) {
+    // Each line's fields as "id parent major:minor root point options type source superOptions".
+    struct {
         char const* line;
-        char const* mountPoint;
-        char const* type;
-        char const* source;
-        unsigned major;
-    } rows[] = {
-        {"26 1 254:0 / / rw,relatime - ext4 /dev/vda rw", "/", "ext4", "/dev/vda", 254},
-        {"40 26 0:45 / /run/user/1000 rw - tmpfs tmpfs rw,size=100k", "/run/user/1000", "tmpfs",
-         "tmpfs", 0},
-        {"50 26 0:60 / /net/home rw - nfs4 server:/export\\040share rw,vers=4.2", "/net/home",
-         "nfs4", "server:/export share", 0},
+        char const* fields;
+    } const rows[] = {
+        // clang-format off
+        {"36 35 98:0 /mnt1 /mnt/my\\040disk rw,noatime master:1 shared:7 - ext3 /dev/root rw,errors=continue",
+         "36 35 98:0 /mnt1 /mnt/my disk rw,noatime ext3 /dev/root rw,errors=continue"},
+        {"26 1 254:0 / / rw,relatime - ext4 /dev/vda rw", "26 1 254:0 / / rw,relatime ext4 /dev/vda rw"},
+        {"40 26 0:45 / /run/user/1000 rw - tmpfs tmpfs rw,size=100k",
+         "40 26 0:45 / /run/user/1000 rw tmpfs tmpfs rw,size=100k"},
+        {"50 26 0:60 / /net/home rw - nfs4 server:/export\\040share rw,vers=4.2",
+         "50 26 0:60 / /net/home rw nfs4 server:/export share rw,vers=4.2"},
         {"51 26 0:61 / /var/lib/x/merged rw - overlay overlay rw,lowerdir=/a:/b",
-         "/var/lib/x/merged", "overlay", "overlay", 0},
+         "51 26 0:61 / /var/lib/x/merged rw overlay overlay rw,lowerdir=/a:/b"},
         {"52 26 0:62 / /home/u/remote rw,nosuid - fuse.sshfs u@host: rw,user_id=0",
-         "/home/u/remote", "fuse.sshfs", "u@host:", 0},
-        {"53 26 0:33 /@home /home rw - btrfs /dev/nvme0n1p2 rw,subvol=/@home", "/home", "btrfs",
-         "/dev/nvme0n1p2", 0},
+         "52 26 0:62 / /home/u/remote rw,nosuid fuse.sshfs u@host: rw,user_id=0"},
+        {"53 26 0:33 /@home /home rw - btrfs /dev/nvme0n1p2 rw,subvol=/@home",
+         "53 26 0:33 /@home /home rw btrfs /dev/nvme0n1p2 rw,subvol=/@home"},
         {"54 26 8:17 / /media/alice/caf\\303\\251\\011tab rw - vfat /dev/sdb1 rw",
-         "/media/alice/caf\xC3\xA9\ttab", "vfat", "/dev/sdb1", 8},
+         "54 26 8:17 / /media/alice/caf\xC3\xA9\ttab rw vfat /dev/sdb1 rw"},
+        // clang-format on
     };
     for (auto const& row : rows) {
         std::optional<MountEntry> e = ParseMountInfoLine(row.line);
         ASSERT_TRUE(e) << row.line;
-        EXPECT_EQ(row.mountPoint, e->mountPoint) << row.line;
-        EXPECT_EQ(row.type, e->fsType) << row.line;
-        EXPECT_EQ(row.source, e->source) << row.line;
-        EXPECT_EQ(row.major, e->major) << row.line;
+        EXPECT_EQ(row.fields, std::to_string(e->mountId) + " " + std::to_string(e->parentId) + " " +
+                                  std::to_string(e->major) + ":" + std::to_string(e->minor) + " " +
+                                  e->root + " " + e->mountPoint + " " + e->options + " " +
+                                  e->fsType + " " + e->source + " " + e->superOptions);
     }
 }
 
@@ -133,12 +104,13 @@ TEST(Volume, MalformedMountInfoLinesAreRejected) {
 
 TEST(Volume, MountPointsHoldWholeComponentsOnly) {
     EXPECT_TRUE(MountPointHolds("/", "/anything/at/all"));
-    EXPECT_TRUE(MountPointHolds("/a", "/a"));
-    EXPECT_TRUE(MountPointHolds("/a", "/a/b"));
-    EXPECT_FALSE(MountPointHolds("/a", "/ab"));
-    EXPECT_FALSE(MountPointHolds("/a/b", "/a"));
+    EXPECT_TRUE(MountPointHolds("/a", "/a") && MountPointHolds("/a", "/a/b"));
+    EXPECT_FALSE(MountPointHolds("/a", "/ab") || MountPointHolds("/a/b", "/a"));
     EXPECT_TRUE(MountPointHolds("/media/x/My Disk", "/media/x/My Disk/f"));
     EXPECT_FALSE(MountPointHolds("/", "relative"));
+    EXPECT_EQ("/", LastComponentText("/"));
+    EXPECT_EQ("b", LastComponentText("/a/b/"));
+    EXPECT_EQ("My Disk", LastComponentText("/media/u/My Disk"));
 }
 
 TEST(Volume, LongestMountPointWinsAndDeviceBreaksTiesOfStackedMounts) {
@@ -159,91 +131,57 @@ TEST(Volume, LongestMountPointWinsAndDeviceBreaksTiesOfStackedMounts) {
     EXPECT_FALSE(FindMountFor({mountAt("/a", 1, 1)}, "/b", 1, 1));
 }
 
-TEST(Volume, LastComponentIgnoresTrailingSeparators) {
-    EXPECT_EQ("/", LastComponentText("/"));
-    EXPECT_EQ("b", LastComponentText("/a/b/"));
-    EXPECT_EQ("My Disk", LastComponentText("/media/u/My Disk"));
-}
-
 TEST(Volume, MediaRootsAreVolumesMntAndPerUserMediaFolders) {
-    struct Row {
-        char const* folder;
-        bool root;
-    } rows[] = {
-        {"/Volumes", true},
-        {"/mnt", true},
-        {"/media/alice", true},
-        {"/run/media/bob", true},
-        {"/media", false},
-        {"/run/media", false},
-        {"/media/", false},
-        {"/media/alice/x", false},
-        {"/run/media/bob/x", false},
-        {"/Volumes/x", false},
-        {"/mnt/x", false},
-        {"/volumes", false},
-        {"/", false},
-        {"media/alice", false},
-        {"/run/media/", false},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(row.root, IsMediaRootFolder(row.folder)) << row.folder;
+    for (char const* root : {"/Volumes", "/mnt", "/media/alice", "/run/media/bob"}) {
+        EXPECT_TRUE(IsMediaRootFolder(root)) << root;
+    }
+    for (char const* other :
+         {"/media", "/run/media", "/media/", "/media/alice/x", "/run/media/bob/x", "/Volumes/x",
+          "/mnt/x", "/volumes", "/", "media/alice", "/run/media/"}) {
+        EXPECT_FALSE(IsMediaRootFolder(other)) << other;
     }
 }
 
 TEST(Volume, ClassificationKeepsOpticalThenRamThenRemovableOrder) {
-    auto facts = [](char const* disk) {
+    // Facts: u on USB, m removable media, d removable device, c udev CD-ROM, l loop with a file.
+    struct {
+        char const* disk;
+        char const* type;
+        char const* flags;
+        DriveKind kind;
+    } const rows[] = {
+        // clang-format off
+        {"sr1", "", "um", DriveKind::Optical}, {"sdx", "5", "", DriveKind::Optical},
+        {"vdb", "", "c", DriveKind::Optical}, {"ram0", "", "m", DriveKind::Ram},
+        {"zram3", "", "", DriveKind::Ram}, {"sdb", "", "m", DriveKind::Removable},
+        {"sdb", "", "d", DriveKind::Removable}, {"sdb", "", "u", DriveKind::Removable},
+        {"mmcblk0", "SD", "", DriveKind::Removable}, {"mmcblk1", "MMC", "", DriveKind::Fixed},
+        {"loop0", "", "l", DriveKind::Removable}, {"loop1", "", "", DriveKind::Fixed},
+        {"nvme0n1", "", "", DriveKind::Fixed},
+        // clang-format on
+    };
+    for (auto const& row : rows) {
         BlockDeviceFacts f;
         f.inSysfs = true;
-        f.disk = disk;
-        return f;
-    };
-    BlockDeviceFacts opticalUsb = facts("sr1");
-    opticalUsb.onUsb = true;
-    opticalUsb.mediaRemovable = true;
-    EXPECT_EQ(DriveKind::Optical, ClassifyBlockDevice(opticalUsb));
-    BlockDeviceFacts scsiRom = facts("sdx");
-    scsiRom.deviceType = "5";
-    EXPECT_EQ(DriveKind::Optical, ClassifyBlockDevice(scsiRom));
-    BlockDeviceFacts udevCd = facts("vdb");
-    udevCd.udevCdrom = true;
-    EXPECT_EQ(DriveKind::Optical, ClassifyBlockDevice(udevCd));
-
-    BlockDeviceFacts ramRemovable = facts("ram0");
-    ramRemovable.mediaRemovable = true; // RAM is decided before removable
-    EXPECT_EQ(DriveKind::Ram, ClassifyBlockDevice(ramRemovable));
-    EXPECT_EQ(DriveKind::Ram, ClassifyBlockDevice(facts("zram3")));
-
-    BlockDeviceFacts media = facts("sdb");
-    media.mediaRemovable = true;
-    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(media));
-    BlockDeviceFacts port = facts("sdb");
-    port.deviceRemovable = true;
-    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(port));
-    BlockDeviceFacts usb = facts("sdb");
-    usb.onUsb = true;
-    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(usb));
-    BlockDeviceFacts sd = facts("mmcblk0");
-    sd.deviceType = "SD";
-    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(sd));
-    BlockDeviceFacts emmc = facts("mmcblk1");
-    emmc.deviceType = "MMC";
-    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(emmc));
-    BlockDeviceFacts image = facts("loop0");
-    image.loop = true;
-    EXPECT_EQ(DriveKind::Removable, ClassifyBlockDevice(image));
-
-    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(facts("nvme0n1")));
-    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(facts("loop1"))); // no backing file
-    BlockDeviceFacts unknown;                                         // not in sysfs
+        f.disk = row.disk;
+        f.deviceType = row.type;
+        std::string flags = row.flags;
+        f.onUsb = flags.find('u') != std::string::npos;
+        f.mediaRemovable = flags.find('m') != std::string::npos;
+        f.deviceRemovable = flags.find('d') != std::string::npos;
+        f.udevCdrom = flags.find('c') != std::string::npos;
+        f.loop = flags.find('l') != std::string::npos;
+        EXPECT_EQ(row.kind, ClassifyBlockDevice(f)) << row.disk << " " << row.flags;
+    }
+    BlockDeviceFacts unknown; // not in sysfs
     unknown.disk = "sr0";
     EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(unknown));
 }
 
 TEST(Volume, MemoryFileSystemsAreRamAndDevicelessVolumesHaveNoDevice) {
-    EXPECT_EQ(DriveKind::Ram, ClassifyVolume("tmpfs", nullptr));
-    EXPECT_EQ(DriveKind::Ram, ClassifyVolume("ramfs", nullptr));
-    EXPECT_EQ(DriveKind::Ram, ClassifyVolume("devtmpfs", nullptr));
+    for (char const* type : {"tmpfs", "ramfs", "devtmpfs"}) {
+        EXPECT_EQ(DriveKind::Ram, ClassifyVolume(type, nullptr)) << type;
+    }
     for (char const* type : {"nfs4", "cifs", "overlay", "fuse.sshfs", "proc", "sysfs"}) {
         EXPECT_EQ(DriveKind::NoDevice, ClassifyVolume(type, nullptr)) << type;
     }
@@ -254,8 +192,6 @@ TEST(Volume, MemoryFileSystemsAreRamAndDevicelessVolumesHaveNoDevice) {
     EXPECT_STREQ("RAM", DriveKindName(DriveKind::Ram));
     EXPECT_STREQ("no device", DriveKindName(DriveKind::NoDevice));
 }
-
-// ---- the service over a fake tree ----
 
 // One fake machine serves the whole suite: building it costs a few hundred file operations.
 class VolumeFakeTree : public ::testing::Test {
@@ -382,8 +318,6 @@ TEST_F(VolumeFakeTree, MissingMountTableGivesNoVolumes) {
     EXPECT_FALSE(empty.IsMountPoint("/"));
     EXPECT_EQ(15u, service.MountedVolumes().size());
 }
-
-// ---- the running system ----
 
 TEST(Volume, RunningSystemHasARootMountWithSizes) {
     VolumeService real;

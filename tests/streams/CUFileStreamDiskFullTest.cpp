@@ -45,13 +45,7 @@ void FillDiskScenario(std::string const& root, ChildReport& report) {
 
     // Another file takes every block that is left.
     std::string const filler = root + "/filler";
-    {
-        std::ofstream fill(filler, std::ios::binary);
-        std::string block(4096, 'F');
-        while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) &&
-               fill.flush()) {
-        }
-    }
+    varn::test::FillDisk(filler);
 
     std::string second = Pattern(16384, 'A');
     report.Expect(stream.Write(Bytes(second), second.size(), 0, CUStream_Seek_Origin_End) == 0,
@@ -86,13 +80,7 @@ void FillDiskScenario(std::string const& root, ChildReport& report) {
     report.Expect(stream.Length() == first.size() + second.size(), "the length follows");
 
     // A file opened on a full disk can still be created and read.
-    {
-        std::ofstream fill(filler, std::ios::binary);
-        std::string block(4096, 'F');
-        while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) &&
-               fill.flush()) {
-        }
-    }
+    varn::test::FillDisk(filler);
     std::string const other = root + "/other.bin";
     CUStringMac otherPath(other.c_str(), CUString_CharCode_UTF8);
     CUFileStream empty(&otherPath, CUStream_FileMode_Create, CUStream_FileAccess_ReadWrite, true);

@@ -1,5 +1,4 @@
-// CUFileStreamHostilePathTest.cpp — opening files whose names hold shell syntax, quotes and
-// newlines, names past the system's limits, text that is not UTF-8 and text with U+0000.
+// CUFileStream on hostile names: shell syntax, over-long names, text that is not UTF-8, U+0000.
 #include "fakes/FileFaults.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
@@ -54,26 +53,19 @@ TEST(CUFileStream, HostileNamesAreCreatedWrittenAndReadAsGiven) {
                                std::filesystem::directory_iterator()));
 }
 
-TEST(CUFileStream, NamesPastTheSystemLimitsFailWith4AndCreateNothing) {
+TEST(CUFileStream, OverlongAndUndecodableNamesFailAndCreateNothing) {
     TempFolder folder;
     CUStringMac tooLong = Utf8(folder.File(std::string(256, 'n').c_str()));
     EXPECT_EQ(4u, OpenCode(tooLong, CUStream_FileMode_Create));
     EXPECT_EQ(4u, OpenCode(tooLong, CUStream_FileMode_OpenOrCreate));
     EXPECT_EQ(9u, OpenCode(tooLong, CUStream_FileMode_Open));
-    CUStringMac fits = Utf8(folder.File(std::string(255, 'n').c_str()));
-    EXPECT_EQ(0u, OpenCode(fits, CUStream_FileMode_CreateNew));
-    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder.Path()),
-                               std::filesystem::directory_iterator()));
-}
-
-TEST(CUFileStream, UndecodablePathIsAnEmptyPath) {
-    // Bytes that are not UTF-8 give a null text, whose length is 0: code 1, as for "".
-    TempFolder folder;
-    CUStringMac bad = Utf8(folder.File("\xC3\x28"));
+    CUStringMac bad = Utf8(folder.File("\xC3\x28")); // a null text, of length 0: code 1 as for ""
     EXPECT_EQ(1u, OpenCode(bad, CUStream_FileMode_OpenOrCreate));
     CUStringMac lone = Units(u"/tmp/varn-\xD800");
     EXPECT_EQ(4u, OpenCode(lone, CUStream_FileMode_OpenOrCreate)); // no UTF-8 form
-    EXPECT_EQ(0, std::distance(std::filesystem::directory_iterator(folder.Path()),
+    CUStringMac fits = Utf8(folder.File(std::string(255, 'n').c_str()));
+    EXPECT_EQ(0u, OpenCode(fits, CUStream_FileMode_CreateNew));
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder.Path()),
                                std::filesystem::directory_iterator()));
 }
 

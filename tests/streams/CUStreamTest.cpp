@@ -1,5 +1,4 @@
-// CUStreamTest.cpp — the stream base: read-range arithmetic, the readable range, WriteCFData,
-// the unsupported defaults and the lock-dropping assignment.
+// CUStream: read-range arithmetic, the readable range, WriteCFData, the unsupported defaults.
 #include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUStream.h>
 
@@ -10,7 +9,6 @@
 
 namespace {
 
-// A readable stream whose readable range and position the tests set directly.
 class ProbeStream : public CUStream {
   public:
     explicit ProbeStream(unsigned long long length) { m_nLength = length; }
@@ -19,7 +17,6 @@ class ProbeStream : public CUStream {
     bool readable = true;
 };
 
-// Records what WriteCFData hands to Write.
 class RecordingStream : public CUStream {
   public:
     unsigned long long Write(unsigned char* in, unsigned long long count, long long offset,
@@ -66,43 +63,44 @@ TEST(CUStream, StartsEmptyAndSupportsNothing) {
     EXPECT_EQ(5u, codeOf([&] { stream.SetPosition(1); }));
 }
 
-TEST(CUStream, CalcReadRangeClipsAtTheEndOfTheReadableRange) {
-    ProbeStream s(10);
-    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 10}));
-    expectRange(s.CalcReadRange(4, 8, CUStream_Seek_Origin_Begin), 8, 2);
-    expectRange(s.CalcReadRange(4, 2, CUStream_Seek_Origin_Begin), 2, 4);
-    expectRange(s.CalcReadRange(4, -2, CUStream_Seek_Origin_End), 8, 2);
-    expectRange(s.CalcReadRange(4, 10, CUStream_Seek_Origin_Begin), 0, 0);
-    expectRange(s.CalcReadRange(0, 3, CUStream_Seek_Origin_Begin), 0, 0);
-    expectRange(s.CalcReadRange(4, -1, CUStream_Seek_Origin_Begin), 0, 0); // huge start
-    expectRange(s.CalcReadRange(10, 0, CUStream_Seek_Origin_Begin), 0, 10);
+TEST(CUStream, CalcReadRangeClipsToTheReadableRange) {
+    struct {
+        _CURange readable;
+        unsigned long long position, count;
+        long long offset;
+        int origin;
+        unsigned long long location, length;
+    } const rows[] = {
+        // clang-format off
+        {{0, 10}, 0, 4, 8, CUStream_Seek_Origin_Begin, 8, 2},
+        {{0, 10}, 0, 4, 2, CUStream_Seek_Origin_Begin, 2, 4},
+        {{0, 10}, 0, 4, -2, CUStream_Seek_Origin_End, 8, 2},
+        {{0, 10}, 0, 4, 10, CUStream_Seek_Origin_Begin, 0, 0},
+        {{0, 10}, 0, 0, 3, CUStream_Seek_Origin_Begin, 0, 0},
+        {{0, 10}, 0, 4, -1, CUStream_Seek_Origin_Begin, 0, 0}, // huge start
+        {{0, 10}, 0, 10, 0, CUStream_Seek_Origin_Begin, 0, 10},
+        {{0, 10}, 6, 3, 1, CUStream_Seek_Origin_Current, 7, 3}, // from the position field
+        {{0, 10}, 6, 3, -6, CUStream_Seek_Origin_Current, 0, 3},
+        {{0, 10}, 0, 4, 2, 3, 0, 0}, // unknown origins
+        {{0, 10}, 0, 4, 2, -1, 0, 0},
+        {{3, 4}, 0, 10, 2, CUStream_Seek_Origin_Begin, 0, 0}, // a start before the range
+        {{3, 4}, 0, 10, 3, CUStream_Seek_Origin_Begin, 3, 4},
+        {{3, 4}, 0, 10, 6, CUStream_Seek_Origin_Begin, 6, 1},
+        {{3, 4}, 0, 10, 7, CUStream_Seek_Origin_Begin, 0, 0},
+        // clang-format on
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(testing::Message() << "offset " << row.offset << " origin " << row.origin);
+        ProbeStream s(10);
+        ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange(row.readable));
+        s.SetPositionField(row.position);
+        expectRange(
+            s.CalcReadRange(row.count, row.offset, static_cast<CUStream_Seek_Origin>(row.origin)),
+            row.location, row.length);
+    }
 }
 
-TEST(CUStream, CalcReadRangeCountsCurrentFromThePositionField) {
-    ProbeStream s(10);
-    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 10}));
-    s.SetPositionField(6);
-    expectRange(s.CalcReadRange(3, 1, CUStream_Seek_Origin_Current), 7, 3);
-    expectRange(s.CalcReadRange(3, -6, CUStream_Seek_Origin_Current), 0, 3);
-}
-
-TEST(CUStream, CalcReadRangeOfAnUnknownOriginIsEmpty) {
-    ProbeStream s(10);
-    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 10}));
-    expectRange(s.CalcReadRange(4, 2, static_cast<CUStream_Seek_Origin>(3)), 0, 0);
-    expectRange(s.CalcReadRange(4, 2, static_cast<CUStream_Seek_Origin>(-1)), 0, 0);
-}
-
-TEST(CUStream, CalcReadRangeGivesNothingForAStartBeforeTheRange) {
-    ProbeStream s(10);
-    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({3, 4}));
-    expectRange(s.CalcReadRange(10, 2, CUStream_Seek_Origin_Begin), 0, 0);
-    expectRange(s.CalcReadRange(10, 3, CUStream_Seek_Origin_Begin), 3, 4);
-    expectRange(s.CalcReadRange(10, 6, CUStream_Seek_Origin_Begin), 6, 1);
-    expectRange(s.CalcReadRange(10, 7, CUStream_Seek_Origin_Begin), 0, 0);
-}
-
-TEST(CUStream, SetReadaleRangeRefusesRangesPastTheLengthOrWithoutLocation) {
+TEST(CUStream, SetReadaleRangeRefusesRangesPastTheLengthWithoutLocationOrReading) {
     ProbeStream s(10);
     EXPECT_EQ(kCUStatusFailure, s.SetReadaleRange({5, 6}));
     EXPECT_EQ(kCUStatusSuccess, s.SetReadaleRange({4, 6}));
@@ -111,15 +109,10 @@ TEST(CUStream, SetReadaleRangeRefusesRangesPastTheLengthOrWithoutLocation) {
     EXPECT_EQ(0x10001u, s.SetReadaleRange({11, 0}));
     expectRange(s.GetReadableRange(), 4, 6); // the old range stays
     EXPECT_EQ(kCUStatusSuccess, s.SetReadaleRange({10, 0}));
-}
-
-TEST(CUStream, SetReadaleRangeIsRefusedWhenTheStreamCannotRead) {
-    ProbeStream s(10);
-    s.readable = false;
+    s.readable = false; // refused, and reset does nothing, when the stream cannot read
     EXPECT_EQ(kCUStatusFailure, s.SetReadaleRange({0, 4}));
-    expectRange(s.GetReadableRange(), 0, 0);
     s.ResetReadaleRange();
-    expectRange(s.GetReadableRange(), 0, 0);
+    expectRange(s.GetReadableRange(), 10, 0);
     s.readable = true;
     s.ResetReadaleRange();
     expectRange(s.GetReadableRange(), 0, 10);
@@ -127,29 +120,18 @@ TEST(CUStream, SetReadaleRangeIsRefusedWhenTheStreamCannotRead) {
 
 TEST(CUStream, WriteCFDataWritesTheBytesAtTheGivenOffset) {
     RecordingStream s;
+    EXPECT_EQ(0u, s.WriteCFData(nullptr, 0, CUStream_Seek_Origin_Begin));
+    __CFData const* empty = CUPlatformDataCreate(nullptr, 0);
+    EXPECT_EQ(0u, s.WriteCFData(empty, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(-1, s.lastOffset); // Write was never called
+    CUPlatformRelease(empty);
     __CFData const* data = CUPlatformDataCreate("hello", 5);
-    ASSERT_NE(nullptr, data);
     EXPECT_EQ(5u, s.WriteCFData(data, 7, CUStream_Seek_Origin_End));
     EXPECT_EQ("hello", s.written);
     EXPECT_EQ(7, s.lastOffset);
     EXPECT_EQ(CUStream_Seek_Origin_End, s.lastOrigin);
-    CUPlatformRelease(data);
-}
-
-TEST(CUStream, WriteCFDataOfNullOrEmptyDataWritesNothing) {
-    RecordingStream s;
-    EXPECT_EQ(0u, s.WriteCFData(nullptr, 0, CUStream_Seek_Origin_Begin));
-    __CFData const* empty = CUPlatformDataCreate(nullptr, 0);
-    ASSERT_NE(nullptr, empty);
-    EXPECT_EQ(0u, s.WriteCFData(empty, 0, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(-1, s.lastOffset); // Write was never called
-    CUPlatformRelease(empty);
-}
-
-TEST(CUStream, WriteCFDataOnAStreamThatCannotWriteThrowsItsCode) {
     char bytes[] = "abc";
     CUMemoryStream memory(bytes, 3, true);
-    __CFData const* data = CUPlatformDataCreate("x", 1);
     EXPECT_EQ(5u, codeOf([&] { memory.WriteCFData(data, 0, CUStream_Seek_Origin_Begin); }));
     CUPlatformRelease(data);
 }

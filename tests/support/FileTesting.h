@@ -51,14 +51,6 @@ inline unsigned int MoveFile(std::string const& from, std::string const& to) {
     return CUFile::MoveWithProgress(Str(from), Str(to), &info, false);
 }
 
-/// Writes blocks to a new file at `path` until the disk refuses one.
-inline void FillDisk(std::string const& path) {
-    std::ofstream fill(path, std::ios::binary);
-    std::string block(4096, 'F');
-    while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) && fill.flush()) {
-    }
-}
-
 /// The full names of a listing's entries, in listing order.
 inline std::vector<std::string> FullNames(CUSharedPtr<CUArray> const& items) {
     std::vector<std::string> result;

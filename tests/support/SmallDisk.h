@@ -17,10 +17,19 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <string>
 
 namespace varn::test {
+
+/// Writes blocks to a new file at `path` until the disk refuses one.
+inline void FillDisk(std::string const& path) {
+    std::ofstream fill(path, std::ios::binary);
+    std::string block(4096, 'F');
+    while (fill.write(block.data(), static_cast<std::streamsize>(block.size())) && fill.flush()) {
+    }
+}
 
 /// Collects the broken expectations of a child's scenario.
 struct ChildReport {

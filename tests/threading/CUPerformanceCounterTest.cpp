@@ -1,4 +1,4 @@
-// CUPerformanceCounterTest.cpp — elapsed time and its texts, on a fake clock and the real one.
+// CUPerformanceCounter: elapsed time and its texts, on a fake clock and the real one.
 #include <VarnUtilityLib/CUEnvironment.h>
 #include <VarnUtilityLib/CUPerformanceCounter.h>
 
@@ -17,7 +17,6 @@ std::uint64_t fakeClock() {
     return g_fakeTicks.load();
 }
 
-// Hands the counter a clock that shows whatever the test sets.
 class FakeClock {
   public:
     FakeClock() { varn::platform::SetTickSourceForTesting(&fakeClock); }

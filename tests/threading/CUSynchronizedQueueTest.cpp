@@ -1,5 +1,4 @@
-// CUSynchronizedQueueTest.cpp — order, the empty queue, and several threads feeding and
-// draining one queue without losing or duplicating anything.
+// CUSynchronizedQueue: order, the empty queue, and threads feeding and draining one queue.
 #include <VarnUtilityLib/CUSynchronizedQueue.h>
 
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@
 
 namespace {
 
-// An object that carries a number.
 class Item : public CUObject {
   public:
     explicit Item(int v) : value(v) {}
@@ -28,33 +26,20 @@ int valueOf(CUSharedPtr<CUObject> const& object) {
 
 } // namespace
 
-TEST(CUSynchronizedQueue, EmptyQueueAnswersNullAtOnce) {
+TEST(CUSynchronizedQueue, ItemsAndNullsComeOutInOrderAndAnEmptyQueueAnswersNull) {
     CUSynchronizedQueue queue;
     EXPECT_FALSE(queue.Dequeue());
-    EXPECT_FALSE(queue.Dequeue());
-}
-
-TEST(CUSynchronizedQueue, ItemsComeOutInTheOrderTheyWentIn) {
-    CUSynchronizedQueue queue;
-    for (int i = 1; i <= 5; ++i) {
+    for (int i = 1; i <= 3; ++i) {
         queue.Enqueue(item(i));
     }
-    for (int i = 1; i <= 3; ++i) {
-        EXPECT_EQ(i, valueOf(queue.Dequeue()));
-    }
-    queue.Enqueue(item(6));
-    for (int i = 4; i <= 6; ++i) {
-        EXPECT_EQ(i, valueOf(queue.Dequeue()));
-    }
-    EXPECT_FALSE(queue.Dequeue());
-}
-
-TEST(CUSynchronizedQueue, NullItemsAreQueuedLikeOthers) {
-    CUSynchronizedQueue queue;
+    EXPECT_EQ(1, valueOf(queue.Dequeue()));
     queue.Enqueue(CUSharedPtr<CUObject>());
-    queue.Enqueue(item(7));
+    queue.Enqueue(item(4));
+    EXPECT_EQ(2, valueOf(queue.Dequeue()));
+    EXPECT_EQ(3, valueOf(queue.Dequeue()));
     EXPECT_FALSE(queue.Dequeue()) << "the queued null";
-    EXPECT_EQ(7, valueOf(queue.Dequeue()));
+    EXPECT_EQ(4, valueOf(queue.Dequeue()));
+    EXPECT_FALSE(queue.Dequeue());
 }
 
 TEST(CUSynchronizedQueue, HoldsOneOwnerPerQueuedItemUntilDequeuedOrCleared) {

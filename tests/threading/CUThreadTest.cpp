@@ -1,4 +1,4 @@
-// CUThreadTest.cpp — starting, joining and destroying threads.
+// CUThread: starting, joining and destroying threads.
 #include <VarnUtilityLib/CUThread.h>
 
 #include <gtest/gtest.h>
@@ -35,41 +35,24 @@ class RecordingThread : public CUThread {
 
 } // namespace
 
-TEST(CUThread, RunsTheBodyWithTheDataGivenToStart) {
+TEST(CUThread, RunsTheBodyWithItsDataAndJoinWaitsForTheEndOnce) {
+    RecordingThread idle;
+    idle.Join(); // before Start: at once
+    EXPECT_TRUE(idle.WaitOne());
+    EXPECT_EQ(0, idle.runs.load());
     RecordingThread thread;
+    thread.pause = 50ms;
     int payload = 42;
     EXPECT_EQ(nullptr, thread.GetData());
     EXPECT_EQ(0, thread.Start(&payload));
     EXPECT_EQ(&payload, thread.GetData());
+    EXPECT_TRUE(thread.WaitOne()); // joins
+    EXPECT_TRUE(thread.finished.load()) << "the wait returned before the body ended";
     thread.Join();
     EXPECT_EQ(&payload, thread.seenData.load());
     EXPECT_EQ(1, thread.runs.load());
-}
-
-TEST(CUThread, JoinWaitsForTheEndOnceAndThenReturnsAtOnce) {
-    RecordingThread thread;
-    thread.pause = 50ms;
-    ASSERT_EQ(0, thread.Start(nullptr));
-    thread.Join();
-    EXPECT_TRUE(thread.finished.load()) << "Join returned before the body ended";
-    thread.Join();
-    EXPECT_TRUE(thread.WaitOne());
-    EXPECT_EQ(1, thread.runs.load());
-}
-
-TEST(CUThread, JoinBeforeStartReturnsAtOnce) {
-    RecordingThread thread;
-    thread.Join();
-    EXPECT_TRUE(thread.WaitOne());
-    EXPECT_EQ(0, thread.runs.load());
-}
-
-TEST(CUThread, WaitOneJoins) {
-    RecordingThread thread;
-    thread.pause = 30ms;
-    ASSERT_EQ(0, thread.Start(nullptr));
-    EXPECT_TRUE(thread.WaitOne());
-    EXPECT_TRUE(thread.finished.load());
+    EXPECT_EQ(&payload, CUThread::ThreadFunc_static_Common(&thread))
+        << "the entry returns the body's result";
 }
 
 TEST(CUThread, DestroyingAStartedThreadWaitsForItsEnd) {
@@ -92,11 +75,4 @@ TEST(CUThread, BaseBodyEndsAtOnceWithANullResult) {
     EXPECT_EQ(nullptr, CUThread::ThreadFunc_static_Common(nullptr));
     EXPECT_EQ(0, plain.Start(nullptr));
     plain.Join();
-
-    RecordingThread recording;
-    int value = 7;
-    recording.Start(&value);
-    recording.Join();
-    EXPECT_EQ(&value, CUThread::ThreadFunc_static_Common(&recording))
-        << "the entry returns the body's result";
 }

@@ -1,6 +1,5 @@
-// CUIdentifierGeneratorStressTest.cpp — eight threads drawing identifiers for a bounded time
-// (VARN_STRESS_SECONDS, 2 s by default): together they must receive 1, 2, 3, ... with no
-// number twice and none left out, each thread seeing its own numbers rise.
+// Eight threads drawing identifiers for VARN_STRESS_SECONDS (2 s by default): together they get
+// 1, 2, 3, ... with no number twice and none left out, each thread seeing its own rise.
 #include "support/Stress.h"
 
 #include <VarnUtilityLib/CUIdentifierGenerator.h>

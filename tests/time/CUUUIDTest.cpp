@@ -1,10 +1,11 @@
-// CUUUIDTest.cpp — UUID values, their texts, the serial area and the three equality forms.
+// CUUUID: values, texts, the serial area and the three equality forms.
 #include "TimeTestSupport.h"
 
 #include <VarnUtilityLib/CUUUID.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <regex>
@@ -43,28 +44,18 @@ class CountingUUID : public CUUUID {
 
 } // namespace
 
-TEST(CUUUID, NullUUIDHasZeroBytesAndTheZeroText) {
+TEST(CUUUID, WordsAreBigEndianAndTheTextIsUpperCaseCanonicalGroups) {
     CUSharedPtr<CUUUID> null = CUUUID::CreateNull();
-    ASSERT_TRUE(null);
     EXPECT_EQ(1, null->GetRetainCount());
     EXPECT_TRUE(null->IsNotFillSerialArea());
-    std::array<unsigned char, 16> zeros{};
-    EXPECT_EQ(zeros, bytesOf(*null));
+    EXPECT_EQ((std::array<unsigned char, 16>{}), bytesOf(*null));
     std::string text = Utf8(null->Description());
     EXPECT_NE(std::string::npos, text.find("(0x0x")) << "starts with the object description";
     EXPECT_EQ(" 00000000-0000-0000-0000-000000000000", text.substr(text.size() - 37)) << text;
-}
-
-TEST(CUUUID, WordsAreLaidOutBigEndian) {
-    CUSharedPtr<CUUUID> uuid = CUUUID::Create(1, 2, 3, 4);
-    ASSERT_TRUE(uuid);
-    std::array<unsigned char, 16> expected = {0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4};
-    EXPECT_EQ(expected, bytesOf(*uuid));
+    EXPECT_EQ((std::array<unsigned char, 16>{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}),
+              bytesOf(*CUUUID::Create(1, 2, 3, 4)));
     CUSharedPtr<CUUUID> mixed = CUUUID::Create(0x01234567u, 0x89ABCDEFu, 0xFEDCBA98u, 0x76543210u);
     EXPECT_EQ("01234567-89AB-CDEF-FEDC-BA9876543210", canonicalTail(*mixed));
-}
-
-TEST(CUUUID, DescriptionUsesUpperCaseCanonicalGroups) {
     unsigned char const bytes[16] = {0xde, 0xad, 0xbe, 0xef, 0x0a, 0x0b, 0x4c, 0x0d,
                                      0x8e, 0x0f, 0x10, 0x11, 0x12, 0x13, 0xfa, 0xce};
     CUUUID uuid(bytes);
@@ -84,30 +75,21 @@ TEST(CUUUID, RandomUUIDsAreVersionFourAndDistinct) {
     EXPECT_EQ(100u, seen.size());
 }
 
-TEST(CUUUID, SerialAreaIsWrittenIntoTheLastFiveBytes) {
+TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
     CUSharedPtr<CUUUID> uuid = CUUUID::Create();
-    ASSERT_TRUE(uuid);
-    std::array<unsigned char, 16> before = bytesOf(*uuid);
+    std::array<unsigned char, 16> expected = bytesOf(*uuid);
     unsigned char serial[5] = {1, 2, 3, 4, 5};
+    std::copy(serial, serial + 5, expected.begin() + 11);
     uuid->CorrectSerialArea(serial);
-    std::array<unsigned char, 16> after = bytesOf(*uuid);
-    for (int i = 0; i < 11; ++i) {
-        EXPECT_EQ(before[i], after[i]) << "byte " << i;
-    }
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(serial[i], after[11 + i]) << "byte " << 11 + i;
-    }
+    EXPECT_EQ(expected, bytesOf(*uuid));
     EXPECT_FALSE(uuid->IsNotFillSerialArea());
     uuid->CorrectSerialArea(nullptr);
-    EXPECT_EQ(after, bytesOf(*uuid)) << "a null serial changes nothing";
-}
-
-TEST(CUUUID, AnyNonZeroSerialByteFillsTheSerialArea) {
+    EXPECT_EQ(expected, bytesOf(*uuid)) << "a null serial changes nothing";
     for (int i = 10; i < 16; ++i) {
         unsigned char bytes[16] = {};
         bytes[i] = 0x80;
-        CUUUID uuid(bytes);
-        EXPECT_EQ(i == 10, uuid.IsNotFillSerialArea()) << "byte " << i;
+        CUUUID one(bytes);
+        EXPECT_EQ(i == 10, one.IsNotFillSerialArea()) << "byte " << i;
     }
 }
 
@@ -128,7 +110,7 @@ TEST(CUUUID, SameBytesCompareEqualInAllThreeForms) {
     EXPECT_FALSE(a == record);
 }
 
-TEST(CUUUID, ConversionsGiveTheHandleAndTheRecord) {
+TEST(CUUUID, ConversionsGiveTheHandleAndTheRecordAndHandlesAreCopiedNeverKept) {
     CUSharedPtr<CUUUID> uuid = CUUUID::Create(0xA, 0xB, 0xC, 0xD);
     __CFUUID const* handle = *uuid;
     EXPECT_EQ(uuid->GetUUIDRef(), handle);
@@ -137,23 +119,16 @@ TEST(CUUUID, ConversionsGiveTheHandleAndTheRecord) {
     EXPECT_EQ(0x0D, record.byte15);
     CFUUIDBytes fromHandle = CUPlatformUUIDGetBytes(handle);
     EXPECT_EQ(0, std::memcmp(&record, &fromHandle, 16));
-}
-
-TEST(CUUUID, HandlesAreCopiedNeverKept) {
-    CFUUIDBytes record{};
     record.byte0 = 0x42;
-    __CFUUID const* handle = CUPlatformUUIDCreateWithBytes(record);
-    ASSERT_NE(nullptr, handle);
-    CUUUID fromHandle(handle);
-    EXPECT_NE(handle, fromHandle.GetUUIDRef());
-    EXPECT_TRUE(fromHandle == handle);
-    CUPlatformRelease(handle); // the object keeps working after the caller's handle is gone
-    EXPECT_EQ(0x42, bytesOf(fromHandle)[0]);
-
-    // SetUUIDRef with the handle it already holds changes nothing.
-    __CFUUID const* own = fromHandle.GetUUIDRef();
-    fromHandle.SetUUIDRef(own);
-    EXPECT_EQ(own, fromHandle.GetUUIDRef());
+    __CFUUID const* given = CUPlatformUUIDCreateWithBytes(record);
+    CUUUID copied(given);
+    EXPECT_NE(given, copied.GetUUIDRef());
+    EXPECT_TRUE(copied == given);
+    CUPlatformRelease(given); // the object keeps working after the caller's handle is gone
+    EXPECT_EQ(0x42, bytesOf(copied)[0]);
+    __CFUUID const* own = copied.GetUUIDRef(); // setting the handle it holds changes nothing
+    copied.SetUUIDRef(own);
+    EXPECT_EQ(own, copied.GetUUIDRef());
 }
 
 TEST(CUUUID, NullHandleGivesANullUUIDThatReadsAsZeros) {
@@ -178,9 +153,7 @@ TEST(CUUUID, CopiesAndAssignmentTakeTheValue) {
     copy = *b;
     EXPECT_TRUE(copy == *b);
     EXPECT_NE(b->GetUUIDRef(), copy.GetUUIDRef());
-    CUSharedPtr<CUUUID> viaFactory = CUUUID::Create(*b);
-    ASSERT_TRUE(viaFactory);
-    EXPECT_TRUE(*viaFactory == *b);
+    EXPECT_TRUE(*CUUUID::Create(*b) == *b);
     CFUUIDBytes record = *b;
     EXPECT_TRUE(*CUUUID::Create(record) == *b);
 }
