@@ -39,6 +39,28 @@ bool lockByte(int fd, off_t byte, short type, bool wait) noexcept {
     }
 }
 
+// Part of a line went in before the disk or the size limit stopped it. When the file ends with
+// exactly that part, nobody appended after it, and it is cut off again so that the file keeps
+// whole lines. (The descriptor is write-only; the tail is read through a second one.)
+void takeBackPart(std::string const& path, int fd, char const* bytes, std::size_t part) noexcept {
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || static_cast<std::uint64_t>(st.st_size) < part) {
+        return;
+    }
+    off_t const start = st.st_size - static_cast<off_t>(part);
+    int const reader = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (reader < 0) {
+        return;
+    }
+    std::string tail(part, '\0');
+    bool const ours = ::pread(reader, tail.data(), part, start) == static_cast<ssize_t>(part) &&
+                      tail.compare(0, part, bytes, part) == 0;
+    ::close(reader);
+    if (ours) {
+        (void)!::ftruncate(fd, start);
+    }
+}
+
 } // namespace
 
 struct LogRing::Shared {
@@ -55,15 +77,15 @@ LogAppend AppendLogLine(std::string const& path, char const* bytes, std::size_t 
     // ignore it.
     int constexpr flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK;
     int fd = ::open(path.c_str(), flags);
-    off_t before = 0;
     if (fd >= 0) {
-        struct stat st {};
-        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        // The size comes from the descriptor's end: cheaper than a full stat, and a pipe or
+        // socket planted under the name fails it.
+        off_t const size = ::lseek(fd, 0, SEEK_END);
+        if (size < 0) {
             ::close(fd);
             return LogAppend::Failed;
         }
-        before = st.st_size;
-        if (!force && static_cast<std::uint64_t>(st.st_size) + reserve > limit) {
+        if (!force && static_cast<std::uint64_t>(size) + reserve > limit) {
             ::close(fd);
             return LogAppend::Full;
         }
@@ -88,13 +110,7 @@ LogAppend AppendLogLine(std::string const& path, char const* bytes, std::size_t 
         written = ::write(fd, bytes, length);
     } while (written < 0 && errno == EINTR);
     if (written > 0 && static_cast<std::size_t>(written) < length) {
-        // Part of the line went in before the disk or the size limit stopped it. When the file
-        // ends exactly where that part ends, nobody appended since the size was read and the
-        // part is cut off again, so that the file keeps whole lines.
-        struct stat st {};
-        if (::fstat(fd, &st) == 0 && st.st_size == before + written) {
-            (void)!::ftruncate(fd, before);
-        }
+        takeBackPart(path, fd, bytes, static_cast<std::size_t>(written));
     }
     bool const closed = ::close(fd) == 0 || errno == EINTR;
     return written == static_cast<ssize_t>(length) && closed ? LogAppend::Written
