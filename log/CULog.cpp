@@ -19,6 +19,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <typeinfo>
+#include <vector>
 
 namespace {
 
@@ -71,6 +73,57 @@ char const* labelText(unsigned int level) {
     }
 }
 
+// Expands `pattern` with `args` into `buffer` as CreateWithFormatV does and returns the bytes up
+// to the first zero (where the message string, made from a C string, ends); null when the C
+// library refuses the pattern.
+char const* expand(char const* pattern, va_list args, std::vector<char>& buffer) {
+    va_list first;
+    va_copy(first, args);
+    int const needed = std::vsnprintf(buffer.data(), buffer.size(), pattern, first);
+    va_end(first);
+    if (needed < 0) {
+        return nullptr;
+    }
+    if (static_cast<std::size_t>(needed) >= buffer.size()) {
+        buffer.resize(static_cast<std::size_t>(needed) + 1);
+        va_list second;
+        va_copy(second, args);
+        std::vsnprintf(buffer.data(), buffer.size(), pattern, second);
+        va_end(second);
+    }
+    return buffer.data();
+}
+
+// Appends the message as its string would give it back in UTF-8 and returns its length in
+// UTF-16 units: ASCII as it is; anything else through the decoder (which drops a leading byte
+// order mark, replaces stray bytes or refuses the text) and back. A refused text reads "(null)",
+// as %s prints a string without text.
+std::uint64_t appendMessage(char const* message, std::string& line) {
+    std::size_t const length = std::strlen(message);
+    bool ascii = true;
+    for (std::size_t i = 0; i < length && ascii; ++i) {
+        ascii = static_cast<unsigned char>(message[i]) < 0x80;
+    }
+    if (ascii) {
+        line.append(message, length);
+        return length;
+    }
+    namespace text = varn::platform;
+    text::Text const* decoded = text::Decode(message, length, text::Encoding::UTF8);
+    std::string utf8;
+    std::uint64_t units = 6;
+    if (decoded != nullptr && text::ToUTF8(decoded, utf8)) {
+        line.append(utf8);
+        units = decoded->length;
+    } else {
+        line.append("(null)");
+    }
+    if (decoded != nullptr) {
+        text::Release(decoded);
+    }
+    return units;
+}
+
 } // namespace
 
 namespace varn {
@@ -85,7 +138,18 @@ struct LogFiles {
     double stampSecond = -HUGE_VAL;
     std::string stamp;
     std::string line;
-    std::string message;
+    std::vector<char> expanded = std::vector<char>(512);
+    platform::Text const* patternText = nullptr; // retained while cached
+    std::string pattern;
+
+    LogFiles() = default;
+    LogFiles(LogFiles const&) = delete;
+    LogFiles& operator=(LogFiles const&) = delete;
+    ~LogFiles() {
+        if (patternText != nullptr) {
+            platform::Release(patternText);
+        }
+    }
 
     static void Clear(unsigned int index, void* self) {
         CULog::DeleteLogFile(static_cast<LogFiles*>(self)->paths[index]);
@@ -142,15 +206,22 @@ void CULog::Write(unsigned int level, char const* format, ...) {
     if (!log || format == nullptr) {
         return;
     }
-    CUSharedPtr<CUStringMac> formatText;
-    try {
-        formatText = text(format);
-    } catch (...) {
-        return;
-    }
     va_list args;
     va_start(args, format);
-    log->WriteLogWithFormat(level, formatText, args);
+    // An ASCII format reads the same after the trip into a string and back to UTF-8, so it is
+    // used as it is.
+    bool ascii = true;
+    for (char const* c = format; *c != '\0' && ascii; ++c) {
+        ascii = static_cast<unsigned char>(*c) < 0x80;
+    }
+    if (ascii) {
+        log->z_WriteLine(level, format, args);
+    } else {
+        try {
+            log->WriteLogWithFormat(level, text(format), args);
+        } catch (...) {
+        }
+    }
     va_end(args);
 }
 
@@ -363,17 +434,48 @@ void CULog::WriteLog(unsigned int level, CUSharedPtr<CUStringMac> format, ...) {
 
 void CULog::WriteLogWithFormat(unsigned int level, CUSharedPtr<CUStringMac> format, va_list args) {
     CUAutoLock guard(&m_lock);
+    if (level > m_level || !format) {
+        return;
+    }
+    try {
+        varn::LogFiles* files = z_Files();
+        if (files == nullptr) {
+            return;
+        }
+        // The format's UTF-8, as the formatting of strings reads it, is kept while the same
+        // text comes back (a text never changes; it is retained while cached).
+        __CFString const* formatText = format->GetCFStringRef();
+        bool const plain = typeid(*format) == typeid(CUStringMac);
+        if (!plain || formatText == nullptr || formatText != files->patternText) {
+            CUStringMac copy(format);
+            char const* pattern = copy;
+            if (pattern == nullptr) {
+                return;
+            }
+            if (files->patternText != nullptr) {
+                varn::platform::Release(files->patternText);
+                files->patternText = nullptr;
+            }
+            files->pattern = pattern;
+            if (plain && formatText != nullptr) {
+                files->patternText = varn::platform::Retain(formatText);
+            }
+        }
+        z_WriteLine(level, files->pattern.c_str(), args);
+    } catch (...) {
+        // A line that cannot be made is lost; logging never throws to its caller.
+    }
+}
+
+void CULog::z_WriteLine(unsigned int level, char const* pattern, va_list args) {
+    CUAutoLock guard(&m_lock);
     if (level > m_level) {
         return;
     }
     try {
         CUSharedPtr<CUDateTime> now = CUDateTime::Create();
-        CUSharedPtr<CUStringMac> label = GetLogLevelString(level);
-        if (!now || !format || !label) {
-            return;
-        }
         varn::LogFiles* files = z_Files();
-        if (files == nullptr) {
+        if (!now || files == nullptr) {
             return;
         }
         // The stamp only changes with the second, and lines come many to a second.
@@ -386,23 +488,17 @@ void CULog::WriteLogWithFormat(unsigned int level, CUSharedPtr<CUStringMac> form
             }
             files->stampSecond = second;
         }
-        CUSharedPtr<CUStringMac> message = CUStringMac::CreateWithFormatV(format, args);
-        if (!message) {
+        char const* message = expand(pattern, args, files->expanded);
+        if (message == nullptr) {
             return;
         }
         // The line is put together in UTF-8 as "[%s]\t[%s]\t%s\r\n" would make it, without a
-        // string object of its own: a message with no text reads "(null)", as %s prints it.
+        // string object of its own.
         std::string& line = files->line;
         line.assign(1, '[').append(files->stamp).append("]\t[").append(labelText(level));
         line.append("]\t");
         std::uint64_t units = files->stamp.size() + std::strlen(labelText(level)) + 8;
-        if (message->GetString(files->message) == kCUStatusSuccess) {
-            line.append(files->message);
-            units += static_cast<std::uint64_t>(message->Length());
-        } else {
-            line.append("(null)");
-            units += 6;
-        }
+        units += appendMessage(message, line);
         line.append("\r\n");
         // The rotation reserve is the worst-case size of the line's text plus one character,
         // as asking the line's string for its size with no buffer gives it.

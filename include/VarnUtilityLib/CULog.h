@@ -103,6 +103,8 @@ class CU_EXPORT CULog : public CUObject {
     varn::LogFiles* z_Files();
     bool z_AppendLine(varn::LogFiles& files, char const* bytes, unsigned long long length,
                       unsigned int reserve);
+    // Makes and writes one line from a format already in UTF-8.
+    void z_WriteLine(unsigned int level, char const* pattern, va_list args);
 
     CURecursiveLock m_lock;
     unsigned int m_currentIndex;

@@ -112,6 +112,27 @@ TEST(CULog, ExpandedPercentSignsAreWrittenLiterally) {
     EXPECT_EQ("plain %d", messageOf(lines[1]));
 }
 
+// The message is the text of a string made from the expanded bytes: a leading byte-order mark
+// is dropped, a stray 0xA9 becomes U+FFFD, bytes that are not UTF-8 leave no text ("(null)"),
+// and a zero ends it. Formats in and out of ASCII, as C strings and as strings, alike.
+TEST(CULog, MessagesReadAsTheirStringsGiveThemBack) {
+    TempFolder dir;
+    LogSession session(dir.Path().string(), "U", 3);
+    CULog::Write(3, "%s", "\xEF\xBB\xBFmarked");
+    CULog::Write(3, "caf\xC3\xA9 %d", 1);
+    CULog::Write(3, str("caf\xC3\xA9 %d"), 2);
+    CULog::Write(3, "%s", "bad \xC3\x28");
+    CULog::Write(3, "stray \xA9");
+    CULog::Write(3, "cut%c here", 0);
+    std::vector<std::string> lines = linesOf(ReadFile(dir.File("U0.log")));
+    std::vector<std::string> const expected = {"marked", "caf\xC3\xA9 1", "caf\xC3\xA9 2",
+                                               "(null)", "stray \xEF\xBF\xBD", "cut"};
+    ASSERT_EQ(expected.size(), lines.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(expected[i], messageOf(lines[i])) << i;
+    }
+}
+
 TEST(CULog, LevelLabelsAreTheSharedStrings) {
     CULog log;
     EXPECT_EQ("DEBUG", text(log.GetLogLevelString(0)));
