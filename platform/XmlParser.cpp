@@ -158,56 +158,47 @@ bool DeclarationAgrees(std::string_view utf8, bool utf16) {
 
 // Names are not resolved against namespaces, but the two prefixes that every namespace-aware
 // reader reserves may not be rebound: such a document is malformed for all of them.
-bool BindsReservedPrefix(std::string const& attribute, std::string const& value) {
+bool BindsReservedPrefix(std::string_view attribute, std::string_view value) {
     return attribute == "xmlns:xmlns" ||
            (attribute == "xmlns:xml" && value != "http://www.w3.org/XML/1998/namespace");
 }
 
-// Builds the piece tree from expat's events.
-class TreeBuilder {
+// Reads expat's events into the pieces of XmlEvents: text is gathered into runs between
+// markup, references and markup are classified, and the checks that expat does not make are
+// made before an element is reported.
+class EventReader {
   public:
-    TreeBuilder(XML_Parser parser, std::string_view input) : m_parser(parser), m_input(input) {}
+    EventReader(XML_Parser parser, std::string_view input, XmlEvents& events)
+        : m_parser(parser), m_input(input), m_events(events) {}
 
-    std::vector<XmlPiece> TakeTopLevel() { return std::move(m_top); }
     std::string const& Error() const { return m_error; }
 
     static void XMLCALL OnStart(void* self, XML_Char const* name, XML_Char const** atts) {
-        static_cast<TreeBuilder*>(self)->Start(name, atts);
+        static_cast<EventReader*>(self)->Start(name, atts);
     }
     static void XMLCALL OnEnd(void* self, XML_Char const* /*name*/) {
-        static_cast<TreeBuilder*>(self)->End();
+        static_cast<EventReader*>(self)->End();
     }
     static void XMLCALL OnDefault(void* self, XML_Char const* s, int len) {
-        static_cast<TreeBuilder*>(self)->Raw(std::string_view(s, static_cast<std::size_t>(len)));
+        static_cast<EventReader*>(self)->Raw(std::string_view(s, static_cast<std::size_t>(len)));
     }
     static void XMLCALL OnSkipped(void* self, XML_Char const* name, int isParameterEntity) {
         if (isParameterEntity == 0) {
-            auto* builder = static_cast<TreeBuilder*>(self);
-            builder->Flush();
-            XmlPiece piece;
-            piece.kind = XmlPieceKind::EntityReference;
-            piece.name = name;
-            builder->Add(std::move(piece));
+            auto* reader = static_cast<EventReader*>(self);
+            reader->Flush();
+            reader->m_events.EntityReference(name);
         }
     }
 
   private:
-    void Add(XmlPiece piece) {
-        if (m_open.empty()) {
-            m_top.push_back(std::move(piece));
-        } else {
-            m_open.back().children.push_back(std::move(piece));
-        }
-    }
-
     // Ends the pending text run. A run of blanks only is dropped, as the macOS parser drops
     // whitespace between markup; a run holding a decoded character reference is kept.
     void Flush() {
-        if (!m_open.empty() && !m_run.empty() && (m_runHasCharRef || !AllBlank(m_run))) {
-            XmlPiece piece;
-            piece.kind = XmlPieceKind::Text;
-            piece.value = std::move(m_run);
-            Add(std::move(piece));
+        if (m_run.empty()) {
+            return;
+        }
+        if (m_depth != 0 && (m_runHasCharRef || !AllBlank(m_run))) {
+            m_events.Text(m_run);
         }
         m_run.clear();
         m_runHasCharRef = false;
@@ -215,9 +206,7 @@ class TreeBuilder {
 
     void AddMarker(XmlPieceKind kind) {
         Flush();
-        XmlPiece piece;
-        piece.kind = kind;
-        Add(std::move(piece));
+        m_events.Refused(kind);
     }
 
     void Start(XML_Char const* name, XML_Char const** atts) {
@@ -230,35 +219,31 @@ class TreeBuilder {
             XML_StopParser(m_parser, XML_FALSE);
             return;
         }
-        if (m_open.size() >= kMaxXmlDepth) {
+        if (m_depth >= kMaxXmlDepth) {
             // Building, converting, dumping and freeing a tree all recurse once per level;
             // a bound keeps a hostile document from exhausting the stack.
             m_error = "elements nested deeper than " + std::to_string(kMaxXmlDepth) + " levels";
             XML_StopParser(m_parser, XML_FALSE);
             return;
         }
-        XmlPiece element;
-        element.kind = XmlPieceKind::Element;
-        element.name = name;
         for (std::size_t i = 0; atts[i] != nullptr; i += 2) {
-            if (BindsReservedPrefix(atts[i], atts[i + 1])) {
+            if (atts[i][0] == 'x' && BindsReservedPrefix(atts[i], atts[i + 1])) {
                 m_error = "attempt to bind a reserved namespace prefix";
                 XML_StopParser(m_parser, XML_FALSE);
                 return;
             }
-            element.attributes.emplace_back(atts[i], atts[i + 1]);
         }
-        m_open.push_back(std::move(element));
+        ++m_depth;
+        m_events.StartElement(name, atts);
     }
 
     void End() {
         Flush();
-        if (m_open.empty()) {
+        if (m_depth == 0) {
             return;
         }
-        XmlPiece done = std::move(m_open.back());
-        m_open.pop_back();
-        Add(std::move(done));
+        --m_depth;
+        m_events.EndElement();
     }
 
     bool HasUnknownEntityInTag() const {
@@ -292,38 +277,53 @@ class TreeBuilder {
             }
             return;
         }
-        if (piece.starts_with("<!DOCTYPE")) {
-            AddMarker(XmlPieceKind::DocumentType);
-            m_inDoctype = true;
-            m_sawDoctype = true;
-            return;
-        }
-        if (m_inDoctype) {
-            return;
-        }
-        if (piece.starts_with("<!--")) {
-            AddMarker(XmlPieceKind::Comment);
-        } else if (piece.starts_with("<![CDATA[")) {
-            AddMarker(XmlPieceKind::CDataSection);
-            m_inCData = true;
-        } else if (piece.starts_with("<?")) {
-            Flush();
-            AddProcessingInstruction(piece);
-        } else if (piece.starts_with("&#")) {
-            if (!m_open.empty()) {
-                bool hex = piece.size() > 2 && piece[2] == 'x';
-                std::uint32_t cp = static_cast<std::uint32_t>(
-                    std::stoul(std::string(piece.substr(hex ? 3 : 2)), nullptr, hex ? 16 : 10));
-                AppendUTF8(m_run, cp);
-                m_runHasCharRef = true;
+        // Markup and references are told apart by their first character; everything else
+        // is text (character data reaches this handler in pieces, split at line ends).
+        char const first = piece.empty() ? '\0' : piece[0];
+        if (first == '<') {
+            if (piece.starts_with("<!DOCTYPE")) {
+                AddMarker(XmlPieceKind::DocumentType);
+                m_inDoctype = true;
+                m_sawDoctype = true;
+                return;
             }
-        } else if (piece.starts_with("&") && piece.size() >= 3 && piece.back() == ';') {
-            Flush();
-            XmlPiece ref;
-            ref.kind = XmlPieceKind::EntityReference;
-            ref.name = std::string(piece.substr(1, piece.size() - 2));
-            Add(std::move(ref));
-        } else if (!m_open.empty()) {
+            if (m_inDoctype) {
+                return;
+            }
+            if (piece.starts_with("<!--")) {
+                AddMarker(XmlPieceKind::Comment);
+                return;
+            }
+            if (piece.starts_with("<![CDATA[")) {
+                AddMarker(XmlPieceKind::CDataSection);
+                m_inCData = true;
+                return;
+            }
+            if (piece.starts_with("<?")) {
+                Flush();
+                AddProcessingInstruction(piece);
+                return;
+            }
+        } else if (m_inDoctype) {
+            return;
+        } else if (first == '&') {
+            if (piece.starts_with("&#")) {
+                if (m_depth != 0) {
+                    bool hex = piece.size() > 2 && piece[2] == 'x';
+                    std::uint32_t cp = static_cast<std::uint32_t>(
+                        std::stoul(std::string(piece.substr(hex ? 3 : 2)), nullptr, hex ? 16 : 10));
+                    AppendUTF8(m_run, cp);
+                    m_runHasCharRef = true;
+                }
+                return;
+            }
+            if (piece.size() >= 3 && piece.back() == ';') {
+                Flush();
+                m_events.EntityReference(piece.substr(1, piece.size() - 2));
+                return;
+            }
+        }
+        if (m_depth != 0) {
             m_run += piece;
         }
     }
@@ -340,23 +340,76 @@ class TreeBuilder {
         while (dataStart < body.size() && IsXmlBlank(body[dataStart])) {
             ++dataStart;
         }
-        XmlPiece pi;
-        pi.kind = XmlPieceKind::ProcessingInstruction;
-        pi.name = std::string(body.substr(0, nameEnd));
-        pi.value = std::string(body.substr(dataStart));
-        Add(std::move(pi));
+        m_events.ProcessingInstruction(body.substr(0, nameEnd), body.substr(dataStart));
     }
 
     XML_Parser m_parser;
     std::string_view m_input;
-    std::vector<XmlPiece> m_top;
-    std::vector<XmlPiece> m_open;
+    XmlEvents& m_events;
+    std::size_t m_depth = 0;
     std::string m_run;
     std::string m_error;
     bool m_runHasCharRef = false;
     bool m_inCData = false;
     bool m_inDoctype = false;
     bool m_sawDoctype = false;
+};
+
+// Builds the piece tree from the events.
+class PieceBuilder : public XmlEvents {
+  public:
+    std::vector<XmlPiece> TakeTopLevel() { return std::move(m_top); }
+
+    void StartElement(char const* name, char const* const* attributes) override {
+        XmlPiece element;
+        element.kind = XmlPieceKind::Element;
+        element.name = name;
+        for (std::size_t i = 0; attributes[i] != nullptr; i += 2) {
+            element.attributes.emplace_back(attributes[i], attributes[i + 1]);
+        }
+        m_open.push_back(std::move(element));
+    }
+    void EndElement() override {
+        XmlPiece done = std::move(m_open.back());
+        m_open.pop_back();
+        Add(std::move(done));
+    }
+    void Text(std::string_view text) override {
+        XmlPiece piece;
+        piece.kind = XmlPieceKind::Text;
+        piece.value = std::string(text);
+        Add(std::move(piece));
+    }
+    void EntityReference(std::string_view name) override {
+        XmlPiece piece;
+        piece.kind = XmlPieceKind::EntityReference;
+        piece.name = std::string(name);
+        Add(std::move(piece));
+    }
+    void ProcessingInstruction(std::string_view target, std::string_view data) override {
+        XmlPiece pi;
+        pi.kind = XmlPieceKind::ProcessingInstruction;
+        pi.name = std::string(target);
+        pi.value = std::string(data);
+        Add(std::move(pi));
+    }
+    void Refused(XmlPieceKind kind) override {
+        XmlPiece piece;
+        piece.kind = kind;
+        Add(std::move(piece));
+    }
+
+  private:
+    void Add(XmlPiece piece) {
+        if (m_open.empty()) {
+            m_top.push_back(std::move(piece));
+        } else {
+            m_open.back().children.push_back(std::move(piece));
+        }
+    }
+
+    std::vector<XmlPiece> m_top;
+    std::vector<XmlPiece> m_open;
 };
 
 bool IsXmlSpecial(char c) {
@@ -492,26 +545,29 @@ bool ConvertXmlToUTF8(void const* data, std::size_t length, std::string& utf8) {
     return true;
 }
 
-XmlParseResult ParseXml(void const* bytes, std::size_t length) {
-    XmlParseResult result;
+bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error) {
     std::string storage;
     std::string_view utf8;
     if (!DecodeInput(bytes, length, storage, utf8)) {
-        result.error = "unknown encoding or bytes that do not decode";
-        return result;
+        if (error != nullptr) {
+            *error = "unknown encoding or bytes that do not decode";
+        }
+        return false;
     }
     // The explicit encoding overrides the declaration: the buffer is UTF-8 by now.
     std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate("UTF-8"),
                                                                    XML_ParserFree);
     if (!parser) {
-        result.error = "out of memory";
-        return result;
+        if (error != nullptr) {
+            *error = "out of memory";
+        }
+        return false;
     }
-    TreeBuilder builder(parser.get(), utf8);
-    XML_SetUserData(parser.get(), &builder);
-    XML_SetElementHandler(parser.get(), &TreeBuilder::OnStart, &TreeBuilder::OnEnd);
-    XML_SetDefaultHandler(parser.get(), &TreeBuilder::OnDefault);
-    XML_SetSkippedEntityHandler(parser.get(), &TreeBuilder::OnSkipped);
+    EventReader reader(parser.get(), utf8, events);
+    XML_SetUserData(parser.get(), &reader);
+    XML_SetElementHandler(parser.get(), &EventReader::OnStart, &EventReader::OnEnd);
+    XML_SetDefaultHandler(parser.get(), &EventReader::OnDefault);
+    XML_SetSkippedEntityHandler(parser.get(), &EventReader::OnSkipped);
     // With a foreign DTD assumed, undeclared entities reach the skipped-entity handler
     // instead of failing the parse; the document model decides what they mean.
     XML_UseForeignDTD(parser.get(), XML_TRUE);
@@ -527,13 +583,22 @@ XmlParseResult ParseXml(void const* bytes, std::size_t length) {
         offset += slice;
     } while (status == XML_STATUS_OK && offset < utf8.size());
     if (status != XML_STATUS_OK) {
-        if (builder.Error().empty()) {
-            result.error = std::string(XML_ErrorString(XML_GetErrorCode(parser.get()))) +
-                           " at line " + std::to_string(XML_GetCurrentLineNumber(parser.get()));
-        } else {
-            result.error = builder.Error() + " at line " +
-                           std::to_string(XML_GetCurrentLineNumber(parser.get()));
+        if (error != nullptr) {
+            std::string const line = std::to_string(XML_GetCurrentLineNumber(parser.get()));
+            *error = (reader.Error().empty()
+                          ? std::string(XML_ErrorString(XML_GetErrorCode(parser.get())))
+                          : reader.Error()) +
+                     " at line " + line;
         }
+        return false;
+    }
+    return true;
+}
+
+XmlParseResult ParseXml(void const* bytes, std::size_t length) {
+    XmlParseResult result;
+    PieceBuilder builder;
+    if (!ParseXml(bytes, length, builder, &result.error)) {
         return result;
     }
     result.ok = true;
