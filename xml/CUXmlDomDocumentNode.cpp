@@ -11,6 +11,7 @@
 #include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUXmlDomDocumentNode.h>
 
+#include "platform/Data.h"
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
@@ -19,6 +20,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 #include <unordered_map>
 #include <vector>
 
@@ -108,6 +110,55 @@ class NameTable {
     std::unordered_map<std::string, Entry, Hash, std::equal_to<>> m_entries;
 };
 
+// Texts of short values seen recently (attribute values such as "true", "en" or "1", short
+// text content), so that repeated values share one immutable text instead of each holding a
+// copy. A small direct-mapped cache: a miss decodes and takes the slot over.
+class ValueCache {
+  public:
+    ValueCache() = default;
+    ValueCache(ValueCache const&) = delete;
+    ValueCache& operator=(ValueCache const&) = delete;
+    ~ValueCache() {
+        for (Slot& slot : m_slots) {
+            platform::Release(slot.text);
+        }
+    }
+
+    // A new string over the value's text; null when the bytes do not decode.
+    CUSharedPtr<CUStringMac> Make(std::string_view utf8) {
+        if (utf8.size() > kMaxLength) {
+            return MakeString(utf8);
+        }
+        std::uint32_t hash = 2166136261u; // FNV-1a
+        for (char c : utf8) {
+            hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+        }
+        Slot& slot = m_slots[hash % kSlots];
+        if (slot.text == nullptr || slot.length != utf8.size() ||
+            std::memcmp(slot.bytes, utf8.data(), utf8.size()) != 0) {
+            platform::Text const* text = platform::DecodeUTF8Content(utf8.data(), utf8.size());
+            if (text == nullptr) {
+                return {};
+            }
+            platform::Release(slot.text);
+            slot.text = text;
+            slot.length = static_cast<std::uint8_t>(utf8.size());
+            std::memcpy(slot.bytes, utf8.data(), utf8.size());
+        }
+        return CUSharedPtr<CUStringMac>(new CUStringMac(slot.text));
+    }
+
+  private:
+    static constexpr std::size_t kMaxLength = 22;
+    static constexpr std::size_t kSlots = 512;
+    struct Slot {
+        platform::Text const* text = nullptr;
+        std::uint8_t length = 0;
+        char bytes[kMaxLength];
+    };
+    Slot m_slots[kSlots];
+};
+
 // Builds nodes from the reader's pieces. The rules are those of a conversion of the finished
 // piece tree, one top-level piece after another:
 // - an element is attached to its parent only once its whole subtree converted and its text
@@ -140,7 +191,7 @@ class NodeBuilder : public platform::XmlEvents {
         }
         for (std::size_t i = 0; attributes[i] != nullptr; i += 2) {
             NameTable::Entry const* key = m_names.Find(attributes[i]);
-            CUSharedPtr<CUStringMac> value = MakeString(attributes[i + 1]);
+            CUSharedPtr<CUStringMac> value = m_values.Make(attributes[i + 1]);
             if (key == nullptr || !value ||
                 CUStatusFailed(element->SetAttribute(key->key, std::move(value)))) {
                 Fail();
@@ -260,7 +311,7 @@ class NodeBuilder : public platform::XmlEvents {
     }
 
     bool AddMergedText(Open& open, std::vector<CUSharedPtr<CUObject>>& children) {
-        CUSharedPtr<CUStringMac> text = MakeString(open.text);
+        CUSharedPtr<CUStringMac> text = m_values.Make(open.text);
         CUSharedPtr<CUXmlDomTextNode> node =
             text ? CUXmlDomDocumentNode::CreateTextNode(text) : nullptr;
         if (!node) {
@@ -287,6 +338,7 @@ class NodeBuilder : public platform::XmlEvents {
     }
 
     NameTable m_names;
+    ValueCache m_values;
     std::vector<Open> m_open; ///< entries past m_depth are kept for their buffers
     std::size_t m_depth = 0;
     std::vector<CUSharedPtr<CUObject>> m_top;
@@ -295,22 +347,99 @@ class NodeBuilder : public platform::XmlEvents {
 
 // ---- writing ----
 
-bool IsBlank(char16_t c) {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+// The node behind a child list's entry, or null. The node classes of this library are
+// recognised by their exact type, which is cheaper than a cast searching the class tree.
+CUXmlDomNode* AsNode(CUObject* object) {
+    if (object == nullptr) {
+        return nullptr;
+    }
+    char const* type = typeid(*object).name();
+    if (type == typeid(CUXmlDomElementNode).name() || type == typeid(CUXmlDomTextNode).name()) {
+        return static_cast<CUXmlDomNode*>(object);
+    }
+    return dynamic_cast<CUXmlDomNode*>(object);
 }
 
-bool IsSpecial(char16_t c) {
-    return c == '&' || c == '<' || c == '>' || c == '\'' || c == '"';
+// The string behind an attribute value, or null. A string is reached from its (virtual) base
+// through its most derived object when that is exactly a string.
+CUStringMac* AsString(CUObject* object) {
+    if (object == nullptr) {
+        return nullptr;
+    }
+    if (typeid(*object).name() == typeid(CUStringMac).name()) {
+        return static_cast<CUStringMac*>(dynamic_cast<void*>(object));
+    }
+    return dynamic_cast<CUStringMac*>(object);
 }
 
-// Writes the node tree as UTF-8 XML into one buffer: elements with start and end tags,
-// attributes in the map's key order with escaped values, text escaped in the same pass,
-// processing instructions as "<?target data?>". A node that cannot be written leaves no
-// bytes behind; text that UTF-8 cannot hold (an unpaired surrogate) spoils the whole document.
+// The stored fields of a node. For the library's own node classes, whose getters hand out
+// exactly these, the writer reads them in place instead of through getters that copy a shared
+// pointer (two atomic count changes) per call.
+struct NodeFields : CUXmlDomNode {
+    static bool Plain(CUXmlDomNode* node) {
+        char const* type = typeid(*node).name();
+        return type == typeid(CUXmlDomElementNode).name() ||
+               type == typeid(CUXmlDomTextNode).name() ||
+               type == typeid(CUXmlDomProcessingInstructionNode).name();
+    }
+    static CUSharedPtr<CUStringMac> const& Name(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spName);
+    }
+    static CUSharedPtr<CUStringMac> const& Value(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spValue);
+    }
+    static CUSharedPtr<CUMutableArray> const& Children(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spChildNodes);
+    }
+    static CUSharedPtr<CUMutableDictionary> const& Attributes(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spAttributes);
+    }
+};
+
+// A node's parts as its getters give them: read in place for the library's own classes,
+// through the (possibly overridden) getters for any other.
+class NodeParts {
+  public:
+    explicit NodeParts(CUXmlDomNode* node) : m_node(node), m_plain(NodeFields::Plain(node)) {}
+
+    CUStringMac* Name() { return Get(&CUXmlDomNode::GetNodeName, &NodeFields::Name, m_name); }
+    CUStringMac* Value() { return Get(&CUXmlDomNode::GetNodeValue, &NodeFields::Value, m_value); }
+    CUMutableArray* Children() {
+        return Get(&CUXmlDomNode::GetChildNodes, &NodeFields::Children, m_children);
+    }
+    CUMutableDictionary* Attributes() {
+        return Get(&CUXmlDomNode::GetAttributes, &NodeFields::Attributes, m_attributes);
+    }
+
+  private:
+    // The part, kept alive by `held` when it came from a getter.
+    template <class T>
+    T* Get(CUSharedPtr<T> (CUXmlDomNode::*getter)(), CUSharedPtr<T> const& (*field)(CUXmlDomNode&),
+           CUSharedPtr<T>& held) {
+        if (m_plain) {
+            return field(*m_node).get();
+        }
+        held = (m_node->*getter)();
+        return held.get();
+    }
+
+    CUXmlDomNode* m_node;
+    bool m_plain;
+    CUSharedPtr<CUStringMac> m_name;
+    CUSharedPtr<CUStringMac> m_value;
+    CUSharedPtr<CUMutableArray> m_children;
+    CUSharedPtr<CUMutableDictionary> m_attributes;
+};
+
+// Writes the node tree as UTF-8 XML into one block: elements with start and end tags,
+// attributes in the map's key order with escaped values, text escaped in the same pass as its
+// conversion, processing instructions as "<?target data?>". A node that cannot be written
+// leaves no bytes behind; text that UTF-8 cannot hold (an unpaired surrogate) spoils the whole
+// document, as does running out of memory.
 class TreeWriter {
   public:
-    std::string& Text() { return m_out; }
-    bool Unencodable() const { return m_unencodable; }
+    platform::DataBuilder& Output() { return m_out; }
+    bool Spoiled() const { return m_unencodable || m_outOfMemory; }
 
     // Every child is tried and the last one's status is the list's: an earlier failing child
     // is simply left out of the text.
@@ -318,23 +447,36 @@ class TreeWriter {
         if (node == nullptr) {
             return kCUStatusFailure;
         }
-        CUSharedPtr<CUMutableArray> children = node->GetChildNodes();
-        if (!children) {
+        NodeParts parts(node);
+        return WriteChildren(parts);
+    }
+
+  private:
+    unsigned int WriteChildren(NodeParts& parts) {
+        CUMutableArray* children = parts.Children();
+        if (children == nullptr) {
             return kCUStatusSuccess;
         }
         unsigned int status = kCUStatusSuccess;
-        unsigned long count = children->Count();
-        for (unsigned long i = 0; i < count; ++i) {
-            CUSharedPtr<CUXmlDomNode> child = children->ObjectAtIndex(i);
-            if (!child) {
+        std::vector<CUSharedPtr<CUObject>> const& entries = children->GetInternalArray();
+        std::size_t const count = entries.size();
+        // The count is taken once, as a walk by index over Count() would; the bound on the
+        // live size guards against a node's own getter shrinking the list meanwhile.
+        for (std::size_t i = 0; i < count && i < entries.size(); ++i) {
+            // The walk waits on memory more than on anything else: ask for the next sibling
+            // while this one is written.
+            if (i + 1 < entries.size()) {
+                __builtin_prefetch(entries[i + 1].get());
+            }
+            CUXmlDomNode* child = AsNode(entries[i].get());
+            if (child == nullptr) {
                 continue;
             }
-            status = WriteNode(child.get());
+            status = WriteNode(child);
         }
         return status;
     }
 
-  private:
     unsigned int WriteNode(CUXmlDomNode* node) {
         switch (node->GetNodeType()) {
         case CUXmlDomNodeType_ProcessingInstruction:
@@ -356,225 +498,240 @@ class TreeWriter {
     };
 
     unsigned int WriteElement(CUXmlDomNode* node) {
-        CUSharedPtr<CUStringMac> name = node->GetNodeName();
-        CUSharedPtr<CUMutableDictionary> attributes = node->GetAttributes();
-        if (!name || !attributes) {
+        NodeParts parts(node);
+        CUStringMac* name = parts.Name();
+        CUMutableDictionary* attributes = parts.Attributes();
+        if (name == nullptr || attributes == nullptr) {
             return kCUStatusFailure;
         }
-        std::size_t const mark = m_out.size();
-        m_out.push_back('<');
-        AppendUTF8(*name);
+        std::size_t const mark = m_out.Size();
+        __CFString const* nameText = name->GetCFStringRef();
+        Put('<');
+        PutUTF8(nameText);
         for (auto const& [key, object] : EntriesOf::Of(*attributes)) {
-            CUObject* held = object.get();
-            auto* value = held != nullptr ? dynamic_cast<CUStringMac*>(held) : nullptr;
+            CUStringMac* value = AsString(object.get());
             if (value == nullptr) {
                 continue; // a null value, or one that is not a string, is left out
             }
-            m_out.push_back(' ');
-            AppendUTF8(static_cast<__CFString const*>(key.string));
-            m_out.append("=\"", 2);
-            AppendEscaped(value->GetCFStringRef(), true);
-            m_out.push_back('"');
+            Put(' ');
+            PutUTF8(static_cast<__CFString const*>(key.string));
+            Put("=\"", 2);
+            PutEscaped(value->GetCFStringRef(), true);
+            Put('"');
         }
-        m_out.push_back('>');
-        unsigned int status = WriteChildren(node);
+        Put('>');
+        unsigned int status = WriteChildren(parts);
         if (CUStatusFailed(status)) {
-            m_out.resize(mark);
+            m_out.SetSize(mark);
             return status;
         }
-        m_out.append("</", 2);
-        AppendUTF8(*name);
-        m_out.push_back('>');
+        Put("</", 2);
+        PutUTF8(nameText);
+        Put('>');
         return status;
     }
 
     unsigned int WriteText(CUXmlDomNode* node) {
-        CUSharedPtr<CUStringMac> value = node->GetNodeValue();
-        if (!value) {
+        NodeParts parts(node);
+        CUStringMac* value = parts.Value();
+        if (value == nullptr) {
             return kCUStatusFailure;
         }
-        AppendEscaped(value->GetCFStringRef(), false);
+        PutEscaped(value->GetCFStringRef(), false);
         return kCUStatusSuccess;
     }
 
     unsigned int WriteProcessingInstruction(CUXmlDomNode* node) {
-        CUSharedPtr<CUStringMac> target = node->GetNodeName();
-        CUSharedPtr<CUStringMac> data = node->GetNodeValue();
-        if (!target || !data) {
+        NodeParts parts(node);
+        CUStringMac* target = parts.Name();
+        CUStringMac* data = parts.Value();
+        if (target == nullptr || data == nullptr) {
             return kCUStatusFailure;
         }
-        std::size_t const mark = m_out.size();
-        m_out.append("<?", 2);
-        AppendUTF8(*target);
-        m_out.push_back(' ');
-        bool const declaration = std::string_view(m_out).substr(mark + 2) == "xml ";
+        std::size_t const mark = m_out.Size();
+        Put("<?", 2);
+        PutUTF8(target->GetCFStringRef());
+        Put(' ');
+        bool const declaration =
+            !Spoiled() && std::string_view(m_out.Bytes() + mark + 2, m_out.Size() - mark - 2) ==
+                              std::string_view("xml ");
+        __CFString const* dataText = data->GetCFStringRef();
         if (declaration) {
             // The text is UTF-8 whatever the source was, and a declaration says so.
             std::string utf8;
-            __CFString const* units = data->GetCFStringRef();
-            if (units != nullptr && !platform::ToUTF8(units, utf8)) {
+            if (dataText != nullptr && !platform::ToUTF8(dataText, utf8)) {
                 m_unencodable = true;
             }
-            m_out.append(platform::DeclarationForUTF8(utf8));
+            std::string const fixed = platform::DeclarationForUTF8(utf8);
+            Put(fixed.data(), fixed.size());
         } else {
-            AppendUTF8(*data);
+            PutUTF8(dataText);
         }
-        m_out.append("?>", 2);
+        Put("?>", 2);
         return kCUStatusSuccess;
     }
 
-    void AppendUTF8(CUStringMac& string) { AppendUTF8(string.GetCFStringRef()); }
-
-    void AppendUTF8(__CFString const* text) {
-        if (text != nullptr) {
-            AppendUTF8(text->Units(), text->length);
+    void Put(char c) {
+        if (m_out.Reserve(1)) {
+            *m_out.End() = c;
+            m_out.SetSize(m_out.Size() + 1);
+        } else {
+            m_outOfMemory = true;
         }
     }
 
-    // Strict UTF-8 of UTF-16 units; an unpaired surrogate marks the document unencodable.
-    void AppendUTF8(char16_t const* units, std::size_t count) {
-        std::size_t i = 0;
-        while (i < count) {
-            std::size_t ascii = i;
-            while (ascii < count && units[ascii] < 0x80) {
-                ++ascii;
-            }
-            if (ascii > i) {
-                std::size_t const at = m_out.size();
-                m_out.resize(at + (ascii - i));
-                char* out = m_out.data() + at;
-                for (std::size_t k = i; k < ascii; ++k) {
-                    *out++ = static_cast<char>(units[k]);
-                }
-                i = ascii;
-                if (i == count) {
-                    break;
-                }
-            }
+    void Put(char const* bytes, std::size_t count) {
+        if (m_out.Reserve(count)) {
+            std::memcpy(m_out.End(), bytes, count);
+            m_out.SetSize(m_out.Size() + count);
+        } else {
+            m_outOfMemory = true;
+        }
+    }
+
+    void PutUTF8(__CFString const* text) {
+        if (text == nullptr) {
+            return;
+        }
+        if (!m_out.Reserve(std::size_t{text->length} * 3)) {
+            m_outOfMemory = true;
+            return;
+        }
+        char* out = PutUTF8(m_out.End(), text->Units(), text->length);
+        m_out.SetSize(static_cast<std::size_t>(out - m_out.Bytes()));
+    }
+
+    // Strict UTF-8 of UTF-16 units into room for three bytes a unit; an unpaired surrogate
+    // marks the document unencodable (and ends this piece of text). Returns the new end.
+    char* PutUTF8(char* out, char16_t const* units, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
             std::uint32_t cp = units[i];
+            if (cp < 0x80) {
+                *out++ = static_cast<char>(cp);
+                continue;
+            }
             if (cp >= 0xD800 && cp <= 0xDBFF) {
                 if (i + 1 >= count || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF) {
                     m_unencodable = true;
-                    return;
+                    return out;
                 }
                 cp = 0x10000 + ((cp - 0xD800) << 10) + (units[i + 1] - 0xDC00u);
                 ++i;
             } else if (cp >= 0xDC00 && cp <= 0xDFFF) {
                 m_unencodable = true;
-                return;
+                return out;
             }
-            ++i;
-            char bytes[4];
-            std::size_t n;
             if (cp < 0x800) {
-                bytes[0] = static_cast<char>(0xC0 | (cp >> 6));
-                bytes[1] = static_cast<char>(0x80 | (cp & 0x3F));
-                n = 2;
+                *out++ = static_cast<char>(0xC0 | (cp >> 6));
+                *out++ = static_cast<char>(0x80 | (cp & 0x3F));
             } else if (cp < 0x10000) {
-                bytes[0] = static_cast<char>(0xE0 | (cp >> 12));
-                bytes[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-                bytes[2] = static_cast<char>(0x80 | (cp & 0x3F));
-                n = 3;
+                *out++ = static_cast<char>(0xE0 | (cp >> 12));
+                *out++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+                *out++ = static_cast<char>(0x80 | (cp & 0x3F));
             } else {
-                bytes[0] = static_cast<char>(0xF0 | (cp >> 18));
-                bytes[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-                bytes[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-                bytes[3] = static_cast<char>(0x80 | (cp & 0x3F));
-                n = 4;
+                // A pair: two units give four bytes, within the room of six.
+                *out++ = static_cast<char>(0xF0 | (cp >> 18));
+                *out++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+                *out++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+                *out++ = static_cast<char>(0x80 | (cp & 0x3F));
             }
-            m_out.append(bytes, n);
         }
+        return out;
     }
 
-    void AppendSpecial(char16_t c, bool attribute) {
+    static char* PutLiteral(char* out, char const* text, std::size_t count) {
+        std::memcpy(out, text, count);
+        return out + count;
+    }
+
+    // The escaped form of one of the characters that text or attribute values escape.
+    static char* PutSpecial(char* out, char16_t c, bool attribute) {
         switch (c) {
         case '&':
-            m_out.append("&amp;", 5);
-            break;
+            return PutLiteral(out, "&amp;", 5);
         case '<':
-            m_out.append("&lt;", 4);
-            break;
+            return PutLiteral(out, "&lt;", 4);
         case '>':
-            m_out.append("&gt;", 4);
-            break;
+            return PutLiteral(out, "&gt;", 4);
         case '"':
-            m_out.append("&quot;", 6);
-            break;
+            return PutLiteral(out, "&quot;", 6);
         case '\'':
-            if (attribute) {
-                m_out.push_back('\'');
-            } else {
-                m_out.append("&apos;", 6);
-            }
-            break;
+            return attribute ? PutLiteral(out, "'", 1) : PutLiteral(out, "&apos;", 6);
         // A parser normalises these to blanks inside attribute values; written as
         // references they load back as themselves.
         case '\t':
-            m_out.append("&#9;", 4);
-            break;
+            return PutLiteral(out, "&#9;", 4);
         case '\n':
-            m_out.append("&#10;", 5);
-            break;
+            return PutLiteral(out, "&#10;", 5);
         case '\r':
-            m_out.append("&#13;", 5);
-            break;
+            return PutLiteral(out, "&#13;", 5);
         default:
-            break;
+            return PutLiteral(out, "&#32;", 5); // a blank written as a reference
         }
+    }
+
+    static bool IsBlank(char16_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+    static bool IsSpecial(char16_t c) {
+        return c == '&' || c == '<' || c == '>' || c == '\'' || c == '"';
     }
 
     // Text is escaped as platform::EscapeXmlText escapes it, in the same pass as the UTF-8
     // conversion: the five special characters as entities, and a stretch made only of blanks
     // that lies between two of them (or between one and an end of the text) as character
     // references, since the reader drops whitespace between markup. Attribute values escape
-    // & < > " and tab, line feed and carriage return.
-    void AppendEscaped(__CFString const* text, bool attribute) {
+    // & < > " and tab, line feed and carriage return. No unit takes more than six bytes.
+    void PutEscaped(__CFString const* text, bool attribute) {
         if (text == nullptr) {
             return;
         }
         char16_t const* units = text->Units();
         std::size_t const size = text->length;
+        if (!m_out.Reserve(size * 6)) {
+            m_outOfMemory = true;
+            return;
+        }
+        char* out = m_out.End();
         if (attribute) {
             std::size_t start = 0;
             for (std::size_t i = 0; i < size; ++i) {
                 char16_t const c = units[i];
-                if (c < 0x3F && (IsSpecial(c) || c == '\t' || c == '\n' || c == '\r') &&
-                    c != '\'') {
-                    AppendUTF8(units + start, i - start);
-                    AppendSpecial(c, true);
+                if (c < 0x3F && c != '\'' &&
+                    (IsSpecial(c) || c == '\t' || c == '\n' || c == '\r')) {
+                    out = PutUTF8(out, units + start, i - start);
+                    out = PutSpecial(out, c, true);
                     start = i + 1;
                 }
             }
-            AppendUTF8(units + start, size - start);
-            return;
-        }
-        std::size_t start = 0;
-        while (true) {
-            std::size_t end = start;
-            bool blank = true;
-            while (end < size && !IsSpecial(units[end])) {
-                blank = blank && IsBlank(units[end]);
-                ++end;
-            }
-            if (blank && end > start) {
-                for (std::size_t k = start; k < end; ++k) {
-                    m_out.append("&#", 2);
-                    m_out.append(std::to_string(static_cast<int>(units[k])));
-                    m_out.push_back(';');
+            out = PutUTF8(out, units + start, size - start);
+        } else {
+            std::size_t start = 0;
+            while (true) {
+                std::size_t end = start;
+                bool blank = true;
+                while (end < size && !IsSpecial(units[end])) {
+                    blank = blank && IsBlank(units[end]);
+                    ++end;
                 }
-            } else {
-                AppendUTF8(units + start, end - start);
+                if (blank) {
+                    for (std::size_t k = start; k < end; ++k) {
+                        out = PutSpecial(out, units[k], true);
+                    }
+                } else {
+                    out = PutUTF8(out, units + start, end - start);
+                }
+                if (end == size) {
+                    break;
+                }
+                out = PutSpecial(out, units[end], false);
+                start = end + 1;
             }
-            if (end == size) {
-                break;
-            }
-            AppendSpecial(units[end], false);
-            start = end + 1;
         }
+        m_out.SetSize(static_cast<std::size_t>(out - m_out.Bytes()));
     }
 
-    std::string m_out;
+    platform::DataBuilder m_out;
     bool m_unencodable = false;
+    bool m_outOfMemory = false;
 };
 
 // Releases a data handle however the write ends.
@@ -654,17 +811,16 @@ unsigned int CUXmlDomDocumentNode::WriteXmlMac(CUSharedPtr<CUStream> stream) {
     }
     TreeWriter writer;
     unsigned int status = writer.WriteChildren(this);
-    if (CUStatusFailed(status) || writer.Unencodable()) {
+    if (CUStatusFailed(status) || writer.Spoiled()) {
         return kCUStatusXmlWriteFailed;
     }
-    std::string const& text = writer.Text();
-    std::unique_ptr<__CFData const, DataRelease> bytes(
-        CUPlatformDataCreate(text.data(), text.size()));
+    std::unique_ptr<__CFData const, DataRelease> bytes(writer.Output().Finish());
     if (!bytes) {
         return kCUStatusXmlWriteFailed;
     }
+    std::size_t const size = CUPlatformDataGetLength(bytes.get());
     unsigned long long written = stream->WriteCFData(bytes.get(), 0, CUStream_Seek_Origin_Current);
-    return written == text.size() ? kCUStatusSuccess : kCUStatusXmlWriteFailed;
+    return written == size ? kCUStatusSuccess : kCUStatusXmlWriteFailed;
 }
 
 unsigned int CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(
