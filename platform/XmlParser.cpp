@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -163,6 +165,9 @@ bool BindsReservedPrefix(std::string_view attribute, std::string_view value) {
            (attribute == "xmlns:xml" && value != "http://www.w3.org/XML/1998/namespace");
 }
 
+// The most that one call hands to expat, whose lengths are ints.
+constexpr std::size_t kSlice = std::size_t{1} << 30;
+
 // Reads expat's events into the pieces of XmlEvents: text is gathered into runs between
 // markup, references and markup are classified, and the checks that expat does not make are
 // made before an element is reported.
@@ -172,6 +177,8 @@ class EventReader {
         : m_parser(parser), m_input(input), m_events(events) {}
 
     std::string const& Error() const { return m_error; }
+    void SetParser(XML_Parser parser) { m_parser = parser; }
+    void SetInput(std::string_view input) { m_input = input; }
 
     static void XMLCALL OnStart(void* self, XML_Char const* name, XML_Char const** atts) {
         static_cast<EventReader*>(self)->Start(name, atts);
@@ -545,25 +552,17 @@ bool ConvertXmlToUTF8(void const* data, std::size_t length, std::string& utf8) {
     return true;
 }
 
-bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error) {
-    std::string storage;
-    std::string_view utf8;
-    if (!DecodeInput(bytes, length, storage, utf8)) {
-        if (error != nullptr) {
-            *error = "unknown encoding or bytes that do not decode";
-        }
-        return false;
-    }
-    // The explicit encoding overrides the declaration: the buffer is UTF-8 by now.
-    std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate("UTF-8"),
-                                                                   XML_ParserFree);
+namespace {
+
+using ExpatParser = std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)>;
+
+// A parser for UTF-8 input (the explicit encoding overrides any declaration: the input is
+// UTF-8 by the time expat sees it) with the reader's handlers; null when memory runs out.
+ExpatParser MakeParser(EventReader& reader) {
+    ExpatParser parser(XML_ParserCreate("UTF-8"), XML_ParserFree);
     if (!parser) {
-        if (error != nullptr) {
-            *error = "out of memory";
-        }
-        return false;
+        return parser;
     }
-    EventReader reader(parser.get(), utf8, events);
     XML_SetUserData(parser.get(), &reader);
     XML_SetElementHandler(parser.get(), &EventReader::OnStart, &EventReader::OnEnd);
     XML_SetDefaultHandler(parser.get(), &EventReader::OnDefault);
@@ -571,8 +570,39 @@ bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::str
     // With a foreign DTD assumed, undeclared entities reach the skipped-entity handler
     // instead of failing the parse; the document model decides what they mean.
     XML_UseForeignDTD(parser.get(), XML_TRUE);
+    return parser;
+}
+
+bool Fail(std::string* error, char const* what) {
+    if (error != nullptr) {
+        *error = what;
+    }
+    return false;
+}
+
+// The outcome of a parse: true when it went through, else false with the error and its line.
+bool Outcome(XML_Parser parser, EventReader const& reader, XML_Status status, std::string* error) {
+    if (status == XML_STATUS_OK) {
+        return true;
+    }
+    if (error != nullptr) {
+        std::string const line = std::to_string(XML_GetCurrentLineNumber(parser));
+        *error = (reader.Error().empty() ? std::string(XML_ErrorString(XML_GetErrorCode(parser)))
+                                         : reader.Error()) +
+                 " at line " + line;
+    }
+    return false;
+}
+
+// Parses UTF-8 text held elsewhere.
+bool ParseUTF8(std::string_view utf8, XmlEvents& events, std::string* error) {
+    EventReader reader(nullptr, utf8, events);
+    ExpatParser parser = MakeParser(reader);
+    if (!parser) {
+        return Fail(error, "out of memory");
+    }
+    reader.SetParser(parser.get());
     // Parsed in slices so that a document above 2 GiB does not overflow expat's int length.
-    constexpr std::size_t kSlice = std::size_t{1} << 30;
     std::size_t offset = 0;
     XML_Status status = XML_STATUS_OK;
     do {
@@ -582,17 +612,58 @@ bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::str
                            last ? XML_TRUE : XML_FALSE);
         offset += slice;
     } while (status == XML_STATUS_OK && offset < utf8.size());
-    if (status != XML_STATUS_OK) {
-        if (error != nullptr) {
-            std::string const line = std::to_string(XML_GetCurrentLineNumber(parser.get()));
-            *error = (reader.Error().empty()
-                          ? std::string(XML_ErrorString(XML_GetErrorCode(parser.get())))
-                          : reader.Error()) +
-                     " at line " + line;
-        }
-        return false;
+    return Outcome(parser.get(), reader, status, error);
+}
+
+} // namespace
+
+bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error) {
+    std::string storage;
+    std::string_view utf8;
+    if (!DecodeInput(bytes, length, storage, utf8)) {
+        return Fail(error, "unknown encoding or bytes that do not decode");
     }
-    return true;
+    return ParseUTF8(utf8, events, error);
+}
+
+bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
+              std::string* error) {
+    if (length == 0 || length > kSlice) {
+        std::string data;
+        try {
+            data.resize(length);
+        } catch (std::exception const&) { // bad_alloc, or length_error past max_size()
+            return Fail(error, "out of memory");
+        }
+        if (!fill(data.data())) {
+            return Fail(error, "the document could not be read");
+        }
+        return ParseXml(data.data(), data.size(), events, error);
+    }
+    EventReader reader(nullptr, {}, events);
+    ExpatParser parser = MakeParser(reader);
+    void* buffer = parser ? XML_GetBuffer(parser.get(), static_cast<int>(length)) : nullptr;
+    if (buffer == nullptr) {
+        return Fail(error, "out of memory");
+    }
+    if (!fill(buffer)) {
+        return Fail(error, "the document could not be read");
+    }
+    std::string storage;
+    std::string_view utf8;
+    if (!DecodeInput(buffer, length, storage, utf8)) {
+        return Fail(error, "unknown encoding or bytes that do not decode");
+    }
+    if (utf8.data() != buffer || utf8.size() != length) {
+        // Converted or without its byte-order mark: the text to parse is not the buffer's.
+        std::string const text(utf8);
+        parser.reset();
+        return ParseUTF8(text, events, error);
+    }
+    reader.SetParser(parser.get());
+    reader.SetInput(utf8);
+    XML_Status status = XML_ParseBuffer(parser.get(), static_cast<int>(length), XML_TRUE);
+    return Outcome(parser.get(), reader, status, error);
 }
 
 XmlParseResult ParseXml(void const* bytes, std::size_t length) {

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -78,6 +79,13 @@ class XmlEvents {
 /// the whole document is well formed; false (with `error` set when it is not null) for
 /// malformed input, an unknown encoding or elements nested deeper than kMaxXmlDepth.
 bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error);
+
+/// ParseXml over a document of `length` bytes that `fill` writes into the buffer it is handed
+/// (all `length` bytes, in one call): a document read from a stream lands directly in the
+/// parser's own buffer instead of passing through a copy. A false from `fill` fails the parse;
+/// exceptions thrown by `fill` pass through, with nothing reported to `events`.
+bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
+              std::string* error);
 
 /// Parses a whole document held in `length` bytes into a tree. Fails for elements nested
 /// deeper than kMaxXmlDepth.

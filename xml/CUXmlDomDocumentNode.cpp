@@ -15,8 +15,8 @@
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
+#include <cstdint>
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,25 +32,13 @@ namespace platform = varn::platform;
 
 // ---- loading ----
 
-// The stream's whole content, read from its first byte whatever its position. False when
-// the read comes back short. Codes thrown by the stream pass through.
-bool CreateCFDataFromStreamMac(CUSharedPtr<CUStream> const& stream, std::string& data) {
-    if (!stream) {
-        return false;
-    }
-    unsigned long long length = stream->Length();
-    try {
-        data.resize(static_cast<std::size_t>(length));
-    } catch (std::exception const&) { // bad_alloc, or length_error past max_size()
-        return false;
-    }
-    unsigned long long read = stream->Read(reinterpret_cast<unsigned char*>(data.data()), length, 0,
-                                           CUStream_Seek_Origin_Begin);
-    if (read != length) {
-        data.clear();
-        return false;
-    }
-    return true;
+// Reads the stream's whole content, from its first byte whatever its position, into `buffer`
+// (room for `length` bytes). False when the read comes back short. Codes thrown by the stream
+// pass through.
+bool CreateCFDataFromStreamMac(CUStream& stream, unsigned long long length, void* buffer) {
+    unsigned long long read =
+        stream.Read(static_cast<unsigned char*>(buffer), length, 0, CUStream_Seek_Origin_Begin);
+    return read == length;
 }
 
 // A string over a text made from content UTF-8 (a leading U+FEFF is content, not a mark);
@@ -781,12 +769,17 @@ unsigned int CUXmlDomDocumentNode::LoadXmlMac(CUSharedPtr<CUStream> stream) {
     if (!stream) {
         return kCUStatusFailure;
     }
-    std::string data;
-    if (!CreateCFDataFromStreamMac(stream, data)) {
+    // The bytes are read straight into the reader's own buffer: a document is held in memory
+    // once, not once as read and once more inside the parser.
+    unsigned long long length = stream->Length();
+    if (length > static_cast<unsigned long long>(SIZE_MAX)) {
         return kCUStatusFailure;
     }
     NodeBuilder builder;
-    if (!platform::ParseXml(data.data(), data.size(), builder, nullptr)) {
+    auto fill = [&stream, length](void* buffer) {
+        return CreateCFDataFromStreamMac(*stream, length, buffer);
+    };
+    if (!platform::ParseXml(static_cast<std::size_t>(length), fill, builder, nullptr)) {
         return kCUStatusFailure;
     }
     std::vector<CUSharedPtr<CUObject>>& top = builder.TopLevel();
