@@ -46,9 +46,12 @@ bool DataBuilder::Grow(std::size_t extra) noexcept {
     if (extra > SIZE_MAX / 2 - sizeof(Data) - m_size) {
         return false;
     }
+    // Doubling while small, then half again: a large block's final size overshoots by less,
+    // which keeps a document of some tens of megabytes under the allocator's threshold for
+    // giving each block fresh pages of its own.
     std::size_t capacity = m_capacity < 4096 ? 4096 : m_capacity;
     while (capacity - m_size < extra) {
-        capacity *= 2;
+        capacity = capacity < (std::size_t{1} << 20) ? capacity * 2 : capacity + capacity / 2;
     }
     void* memory = std::realloc(m_block, sizeof(Data) + capacity);
     if (memory == nullptr) {
