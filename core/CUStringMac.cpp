@@ -52,6 +52,32 @@ CUSharedPtr<CUStringMac> adopt(text::Text const* t) {
     return result;
 }
 
+// The buffer of operator char const*: one pointer in the string (most strings are never
+// converted, and a string is in every name and value of a document tree), with the buffer's
+// capacity stored just before its bytes.
+constexpr std::size_t kBufferHeader = sizeof(std::size_t);
+
+std::size_t bufferCapacity(char const* buffer) {
+    if (buffer == nullptr) {
+        return 0;
+    }
+    std::size_t capacity;
+    std::memcpy(&capacity, buffer - kBufferHeader, sizeof capacity);
+    return capacity;
+}
+
+char* allocateBuffer(std::size_t capacity) {
+    char* block = new char[kBufferHeader + capacity];
+    std::memcpy(block, &capacity, sizeof capacity);
+    return block + kBufferHeader;
+}
+
+void freeBuffer(char* buffer) {
+    if (buffer != nullptr) {
+        delete[](buffer - kBufferHeader);
+    }
+}
+
 } // namespace
 
 CUStringMac::CUStringMac() : m_pString(text::Retain(text::EmptyText())) {}
@@ -99,6 +125,7 @@ CUStringMac::CUStringMac(CUStringMac const& source)
 
 CUStringMac::~CUStringMac() {
     text::Release(m_pString);
+    freeBuffer(m_buffer);
 }
 
 CUSharedPtr<CUStringMac> CUStringMac::Description() {
@@ -151,16 +178,20 @@ unsigned int CUStringMac::GetString(std::string& out) {
 }
 
 CUStringMac::operator char const*() {
-    m_buffer.clear();
     unsigned int size = 0;
-    // Both steps go through the virtual GetString, so a subclass's conversion is honoured.
+    // Both steps go through the virtual GetString, so a subclass's conversion is honoured. The
+    // buffer is reused while it is large enough and zeroed up to the size asked for; without a
+    // conversion the previous buffer (or null, if there never was one) is returned.
     if (!CUStatusFailed(GetString(nullptr, CUString_CharCode_UTF8, size))) {
-        m_buffer.resize(size);
-        if (CUStatusFailed(GetString(m_buffer.data(), CUString_CharCode_UTF8, size))) {
-            m_buffer.clear();
+        if (bufferCapacity(m_buffer) < size) {
+            char* fresh = allocateBuffer(size);
+            freeBuffer(m_buffer);
+            m_buffer = fresh;
         }
+        std::memset(m_buffer, 0, size);
+        GetString(m_buffer, CUString_CharCode_UTF8, size);
     }
-    return m_buffer.data();
+    return m_buffer;
 }
 
 CUStringMac::operator __CFString const*() const {

@@ -38,4 +38,46 @@ void ReleaseData(Data const* data) noexcept {
     }
 }
 
+DataBuilder::~DataBuilder() {
+    std::free(m_block);
+}
+
+bool DataBuilder::Grow(std::size_t extra) noexcept {
+    if (extra > SIZE_MAX / 2 - sizeof(Data) - m_size) {
+        return false;
+    }
+    // Doubling while small, then half again: a large block's final size overshoots by less,
+    // which keeps a document of some tens of megabytes under the allocator's threshold for
+    // giving each block fresh pages of its own.
+    std::size_t capacity = m_capacity < 4096 ? 4096 : m_capacity;
+    while (capacity - m_size < extra) {
+        capacity = capacity < (std::size_t{1} << 20) ? capacity * 2 : capacity + capacity / 2;
+    }
+    void* memory = std::realloc(m_block, sizeof(Data) + capacity);
+    if (memory == nullptr) {
+        return false;
+    }
+    m_block = static_cast<Data*>(memory);
+    m_bytes = reinterpret_cast<char*>(m_block + 1);
+    m_capacity = capacity;
+    return true;
+}
+
+Data const* DataBuilder::Finish() noexcept {
+    if (m_block == nullptr && !Grow(0)) {
+        return nullptr;
+    }
+    // The unused tail is given back; shrinking in place cannot fail in practice, and the
+    // larger block is as good if it does.
+    void* memory = std::realloc(m_block, sizeof(Data) + m_size);
+    Data* data = new (memory != nullptr ? memory : m_block) Data;
+    data->refs.store(1, std::memory_order_relaxed);
+    data->length = m_size;
+    m_block = nullptr;
+    m_bytes = nullptr;
+    m_size = 0;
+    m_capacity = 0;
+    return data;
+}
+
 } // namespace varn::platform

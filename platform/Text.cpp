@@ -50,9 +50,9 @@ bool isLow(char16_t u) {
 // most `n` units to `out`: no byte sequence yields more units than it has bytes.
 constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
-std::size_t decodeUTF8(unsigned char const* p, std::size_t n, char16_t* out) {
+std::size_t decodeUTF8(unsigned char const* p, std::size_t n, char16_t* out, bool dropMark = true) {
     std::size_t i = 0, k = 0;
-    if (n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF) {
+    if (dropMark && n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF) {
         i = 3;
     }
     while (i < n) {
@@ -208,6 +208,40 @@ Text const* Decode(char const* bytes, std::size_t count, Encoding encoding) {
         return nullptr;
     }
     return MakeText(units);
+}
+
+Text const* DecodeUTF8Content(char const* bytes, std::size_t count) {
+    if (count == 0) {
+        return Retain(EmptyText());
+    }
+    auto const* p = reinterpret_cast<unsigned char const*>(bytes);
+    Text* text = allocate(count);
+    char16_t* out = mutableUnits(text);
+    // Names and most text are ASCII: widen until the first other byte, which starts a
+    // sequence of its own, and decode the rest from there.
+    std::size_t ascii = 0;
+    while (ascii < count && p[ascii] < 0x80) {
+        out[ascii] = p[ascii];
+        ++ascii;
+    }
+    if (ascii == count) {
+        return text;
+    }
+    std::size_t rest = decodeUTF8(p + ascii, count - ascii, out + ascii, false);
+    if (rest == kFailed) {
+        ::operator delete(text);
+        return nullptr;
+    }
+    std::size_t const units = ascii + rest;
+    text->length = static_cast<std::uint32_t>(units);
+    // Multi-byte sequences left the block too large; a text kept in a tree for long is worth
+    // the copy once the waste passes a few allocation granules.
+    if (count - units >= 16) {
+        Text const* exact = MakeText(text->Units(), units);
+        ::operator delete(text);
+        return exact;
+    }
+    return text;
 }
 
 std::uint64_t MaxBytesForEncoding(std::uint64_t length, Encoding encoding) noexcept {

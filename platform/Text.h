@@ -60,6 +60,11 @@ Text const* MakeText(std::u16string const& units);
 /// empty text.
 Text const* Decode(char const* bytes, std::size_t count, Encoding encoding);
 
+/// Decodes `count` bytes of strict UTF-8 taken as content: unlike Decode, a leading byte-order
+/// mark is kept as the character U+FEFF. Null when the bytes are not strict UTF-8; zero bytes
+/// give the empty text.
+Text const* DecodeUTF8Content(char const* bytes, std::size_t count);
+
 /// Worst-case number of bytes for `length` UTF-16 units in `encoding`.
 std::uint64_t MaxBytesForEncoding(std::uint64_t length, Encoding encoding) noexcept;
 

@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -158,56 +160,52 @@ bool DeclarationAgrees(std::string_view utf8, bool utf16) {
 
 // Names are not resolved against namespaces, but the two prefixes that every namespace-aware
 // reader reserves may not be rebound: such a document is malformed for all of them.
-bool BindsReservedPrefix(std::string const& attribute, std::string const& value) {
+bool BindsReservedPrefix(std::string_view attribute, std::string_view value) {
     return attribute == "xmlns:xmlns" ||
            (attribute == "xmlns:xml" && value != "http://www.w3.org/XML/1998/namespace");
 }
 
-// Builds the piece tree from expat's events.
-class TreeBuilder {
-  public:
-    TreeBuilder(XML_Parser parser, std::string_view input) : m_parser(parser), m_input(input) {}
+// The most that one call hands to expat, whose lengths are ints.
+constexpr std::size_t kSlice = std::size_t{1} << 30;
 
-    std::vector<XmlPiece> TakeTopLevel() { return std::move(m_top); }
+// Reads expat's events into the pieces of XmlEvents: text is gathered into runs between
+// markup, references and markup are classified, and the checks that expat does not make are
+// made before an element is reported.
+class EventReader {
+  public:
+    EventReader(XML_Parser parser, std::string_view input, XmlEvents& events)
+        : m_parser(parser), m_input(input), m_events(events) {}
+
     std::string const& Error() const { return m_error; }
+    void SetParser(XML_Parser parser) { m_parser = parser; }
+    void SetInput(std::string_view input) { m_input = input; }
 
     static void XMLCALL OnStart(void* self, XML_Char const* name, XML_Char const** atts) {
-        static_cast<TreeBuilder*>(self)->Start(name, atts);
+        static_cast<EventReader*>(self)->Start(name, atts);
     }
     static void XMLCALL OnEnd(void* self, XML_Char const* /*name*/) {
-        static_cast<TreeBuilder*>(self)->End();
+        static_cast<EventReader*>(self)->End();
     }
     static void XMLCALL OnDefault(void* self, XML_Char const* s, int len) {
-        static_cast<TreeBuilder*>(self)->Raw(std::string_view(s, static_cast<std::size_t>(len)));
+        static_cast<EventReader*>(self)->Raw(std::string_view(s, static_cast<std::size_t>(len)));
     }
     static void XMLCALL OnSkipped(void* self, XML_Char const* name, int isParameterEntity) {
         if (isParameterEntity == 0) {
-            auto* builder = static_cast<TreeBuilder*>(self);
-            builder->Flush();
-            XmlPiece piece;
-            piece.kind = XmlPieceKind::EntityReference;
-            piece.name = name;
-            builder->Add(std::move(piece));
+            auto* reader = static_cast<EventReader*>(self);
+            reader->Flush();
+            reader->m_events.EntityReference(name);
         }
     }
 
   private:
-    void Add(XmlPiece piece) {
-        if (m_open.empty()) {
-            m_top.push_back(std::move(piece));
-        } else {
-            m_open.back().children.push_back(std::move(piece));
-        }
-    }
-
     // Ends the pending text run. A run of blanks only is dropped, as the macOS parser drops
     // whitespace between markup; a run holding a decoded character reference is kept.
     void Flush() {
-        if (!m_open.empty() && !m_run.empty() && (m_runHasCharRef || !AllBlank(m_run))) {
-            XmlPiece piece;
-            piece.kind = XmlPieceKind::Text;
-            piece.value = std::move(m_run);
-            Add(std::move(piece));
+        if (m_run.empty()) {
+            return;
+        }
+        if (m_depth != 0 && (m_runHasCharRef || !AllBlank(m_run))) {
+            m_events.Text(m_run);
         }
         m_run.clear();
         m_runHasCharRef = false;
@@ -215,9 +213,7 @@ class TreeBuilder {
 
     void AddMarker(XmlPieceKind kind) {
         Flush();
-        XmlPiece piece;
-        piece.kind = kind;
-        Add(std::move(piece));
+        m_events.Refused(kind);
     }
 
     void Start(XML_Char const* name, XML_Char const** atts) {
@@ -230,35 +226,31 @@ class TreeBuilder {
             XML_StopParser(m_parser, XML_FALSE);
             return;
         }
-        if (m_open.size() >= kMaxXmlDepth) {
+        if (m_depth >= kMaxXmlDepth) {
             // Building, converting, dumping and freeing a tree all recurse once per level;
             // a bound keeps a hostile document from exhausting the stack.
             m_error = "elements nested deeper than " + std::to_string(kMaxXmlDepth) + " levels";
             XML_StopParser(m_parser, XML_FALSE);
             return;
         }
-        XmlPiece element;
-        element.kind = XmlPieceKind::Element;
-        element.name = name;
         for (std::size_t i = 0; atts[i] != nullptr; i += 2) {
-            if (BindsReservedPrefix(atts[i], atts[i + 1])) {
+            if (atts[i][0] == 'x' && BindsReservedPrefix(atts[i], atts[i + 1])) {
                 m_error = "attempt to bind a reserved namespace prefix";
                 XML_StopParser(m_parser, XML_FALSE);
                 return;
             }
-            element.attributes.emplace_back(atts[i], atts[i + 1]);
         }
-        m_open.push_back(std::move(element));
+        ++m_depth;
+        m_events.StartElement(name, atts);
     }
 
     void End() {
         Flush();
-        if (m_open.empty()) {
+        if (m_depth == 0) {
             return;
         }
-        XmlPiece done = std::move(m_open.back());
-        m_open.pop_back();
-        Add(std::move(done));
+        --m_depth;
+        m_events.EndElement();
     }
 
     bool HasUnknownEntityInTag() const {
@@ -292,38 +284,53 @@ class TreeBuilder {
             }
             return;
         }
-        if (piece.starts_with("<!DOCTYPE")) {
-            AddMarker(XmlPieceKind::DocumentType);
-            m_inDoctype = true;
-            m_sawDoctype = true;
-            return;
-        }
-        if (m_inDoctype) {
-            return;
-        }
-        if (piece.starts_with("<!--")) {
-            AddMarker(XmlPieceKind::Comment);
-        } else if (piece.starts_with("<![CDATA[")) {
-            AddMarker(XmlPieceKind::CDataSection);
-            m_inCData = true;
-        } else if (piece.starts_with("<?")) {
-            Flush();
-            AddProcessingInstruction(piece);
-        } else if (piece.starts_with("&#")) {
-            if (!m_open.empty()) {
-                bool hex = piece.size() > 2 && piece[2] == 'x';
-                std::uint32_t cp = static_cast<std::uint32_t>(
-                    std::stoul(std::string(piece.substr(hex ? 3 : 2)), nullptr, hex ? 16 : 10));
-                AppendUTF8(m_run, cp);
-                m_runHasCharRef = true;
+        // Markup and references are told apart by their first character; everything else
+        // is text (character data reaches this handler in pieces, split at line ends).
+        char const first = piece.empty() ? '\0' : piece[0];
+        if (first == '<') {
+            if (piece.starts_with("<!DOCTYPE")) {
+                AddMarker(XmlPieceKind::DocumentType);
+                m_inDoctype = true;
+                m_sawDoctype = true;
+                return;
             }
-        } else if (piece.starts_with("&") && piece.size() >= 3 && piece.back() == ';') {
-            Flush();
-            XmlPiece ref;
-            ref.kind = XmlPieceKind::EntityReference;
-            ref.name = std::string(piece.substr(1, piece.size() - 2));
-            Add(std::move(ref));
-        } else if (!m_open.empty()) {
+            if (m_inDoctype) {
+                return;
+            }
+            if (piece.starts_with("<!--")) {
+                AddMarker(XmlPieceKind::Comment);
+                return;
+            }
+            if (piece.starts_with("<![CDATA[")) {
+                AddMarker(XmlPieceKind::CDataSection);
+                m_inCData = true;
+                return;
+            }
+            if (piece.starts_with("<?")) {
+                Flush();
+                AddProcessingInstruction(piece);
+                return;
+            }
+        } else if (m_inDoctype) {
+            return;
+        } else if (first == '&') {
+            if (piece.starts_with("&#")) {
+                if (m_depth != 0) {
+                    bool hex = piece.size() > 2 && piece[2] == 'x';
+                    std::uint32_t cp = static_cast<std::uint32_t>(
+                        std::stoul(std::string(piece.substr(hex ? 3 : 2)), nullptr, hex ? 16 : 10));
+                    AppendUTF8(m_run, cp);
+                    m_runHasCharRef = true;
+                }
+                return;
+            }
+            if (piece.size() >= 3 && piece.back() == ';') {
+                Flush();
+                m_events.EntityReference(piece.substr(1, piece.size() - 2));
+                return;
+            }
+        }
+        if (m_depth != 0) {
             m_run += piece;
         }
     }
@@ -340,23 +347,76 @@ class TreeBuilder {
         while (dataStart < body.size() && IsXmlBlank(body[dataStart])) {
             ++dataStart;
         }
-        XmlPiece pi;
-        pi.kind = XmlPieceKind::ProcessingInstruction;
-        pi.name = std::string(body.substr(0, nameEnd));
-        pi.value = std::string(body.substr(dataStart));
-        Add(std::move(pi));
+        m_events.ProcessingInstruction(body.substr(0, nameEnd), body.substr(dataStart));
     }
 
     XML_Parser m_parser;
     std::string_view m_input;
-    std::vector<XmlPiece> m_top;
-    std::vector<XmlPiece> m_open;
+    XmlEvents& m_events;
+    std::size_t m_depth = 0;
     std::string m_run;
     std::string m_error;
     bool m_runHasCharRef = false;
     bool m_inCData = false;
     bool m_inDoctype = false;
     bool m_sawDoctype = false;
+};
+
+// Builds the piece tree from the events.
+class PieceBuilder : public XmlEvents {
+  public:
+    std::vector<XmlPiece> TakeTopLevel() { return std::move(m_top); }
+
+    void StartElement(char const* name, char const* const* attributes) override {
+        XmlPiece element;
+        element.kind = XmlPieceKind::Element;
+        element.name = name;
+        for (std::size_t i = 0; attributes[i] != nullptr; i += 2) {
+            element.attributes.emplace_back(attributes[i], attributes[i + 1]);
+        }
+        m_open.push_back(std::move(element));
+    }
+    void EndElement() override {
+        XmlPiece done = std::move(m_open.back());
+        m_open.pop_back();
+        Add(std::move(done));
+    }
+    void Text(std::string_view text) override {
+        XmlPiece piece;
+        piece.kind = XmlPieceKind::Text;
+        piece.value = std::string(text);
+        Add(std::move(piece));
+    }
+    void EntityReference(std::string_view name) override {
+        XmlPiece piece;
+        piece.kind = XmlPieceKind::EntityReference;
+        piece.name = std::string(name);
+        Add(std::move(piece));
+    }
+    void ProcessingInstruction(std::string_view target, std::string_view data) override {
+        XmlPiece pi;
+        pi.kind = XmlPieceKind::ProcessingInstruction;
+        pi.name = std::string(target);
+        pi.value = std::string(data);
+        Add(std::move(pi));
+    }
+    void Refused(XmlPieceKind kind) override {
+        XmlPiece piece;
+        piece.kind = kind;
+        Add(std::move(piece));
+    }
+
+  private:
+    void Add(XmlPiece piece) {
+        if (m_open.empty()) {
+            m_top.push_back(std::move(piece));
+        } else {
+            m_open.back().children.push_back(std::move(piece));
+        }
+    }
+
+    std::vector<XmlPiece> m_top;
+    std::vector<XmlPiece> m_open;
 };
 
 bool IsXmlSpecial(char c) {
@@ -492,31 +552,57 @@ bool ConvertXmlToUTF8(void const* data, std::size_t length, std::string& utf8) {
     return true;
 }
 
-XmlParseResult ParseXml(void const* bytes, std::size_t length) {
-    XmlParseResult result;
-    std::string storage;
-    std::string_view utf8;
-    if (!DecodeInput(bytes, length, storage, utf8)) {
-        result.error = "unknown encoding or bytes that do not decode";
-        return result;
-    }
-    // The explicit encoding overrides the declaration: the buffer is UTF-8 by now.
-    std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate("UTF-8"),
-                                                                   XML_ParserFree);
+namespace {
+
+using ExpatParser = std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)>;
+
+// A parser for UTF-8 input (the explicit encoding overrides any declaration: the input is
+// UTF-8 by the time expat sees it) with the reader's handlers; null when memory runs out.
+ExpatParser MakeParser(EventReader& reader) {
+    ExpatParser parser(XML_ParserCreate("UTF-8"), XML_ParserFree);
     if (!parser) {
-        result.error = "out of memory";
-        return result;
+        return parser;
     }
-    TreeBuilder builder(parser.get(), utf8);
-    XML_SetUserData(parser.get(), &builder);
-    XML_SetElementHandler(parser.get(), &TreeBuilder::OnStart, &TreeBuilder::OnEnd);
-    XML_SetDefaultHandler(parser.get(), &TreeBuilder::OnDefault);
-    XML_SetSkippedEntityHandler(parser.get(), &TreeBuilder::OnSkipped);
+    XML_SetUserData(parser.get(), &reader);
+    XML_SetElementHandler(parser.get(), &EventReader::OnStart, &EventReader::OnEnd);
+    XML_SetDefaultHandler(parser.get(), &EventReader::OnDefault);
+    XML_SetSkippedEntityHandler(parser.get(), &EventReader::OnSkipped);
     // With a foreign DTD assumed, undeclared entities reach the skipped-entity handler
     // instead of failing the parse; the document model decides what they mean.
     XML_UseForeignDTD(parser.get(), XML_TRUE);
+    return parser;
+}
+
+bool Fail(std::string* error, char const* what) {
+    if (error != nullptr) {
+        *error = what;
+    }
+    return false;
+}
+
+// The outcome of a parse: true when it went through, else false with the error and its line.
+bool Outcome(XML_Parser parser, EventReader const& reader, XML_Status status, std::string* error) {
+    if (status == XML_STATUS_OK) {
+        return true;
+    }
+    if (error != nullptr) {
+        std::string const line = std::to_string(XML_GetCurrentLineNumber(parser));
+        *error = (reader.Error().empty() ? std::string(XML_ErrorString(XML_GetErrorCode(parser)))
+                                         : reader.Error()) +
+                 " at line " + line;
+    }
+    return false;
+}
+
+// Parses UTF-8 text held elsewhere.
+bool ParseUTF8(std::string_view utf8, XmlEvents& events, std::string* error) {
+    EventReader reader(nullptr, utf8, events);
+    ExpatParser parser = MakeParser(reader);
+    if (!parser) {
+        return Fail(error, "out of memory");
+    }
+    reader.SetParser(parser.get());
     // Parsed in slices so that a document above 2 GiB does not overflow expat's int length.
-    constexpr std::size_t kSlice = std::size_t{1} << 30;
     std::size_t offset = 0;
     XML_Status status = XML_STATUS_OK;
     do {
@@ -526,14 +612,64 @@ XmlParseResult ParseXml(void const* bytes, std::size_t length) {
                            last ? XML_TRUE : XML_FALSE);
         offset += slice;
     } while (status == XML_STATUS_OK && offset < utf8.size());
-    if (status != XML_STATUS_OK) {
-        if (builder.Error().empty()) {
-            result.error = std::string(XML_ErrorString(XML_GetErrorCode(parser.get()))) +
-                           " at line " + std::to_string(XML_GetCurrentLineNumber(parser.get()));
-        } else {
-            result.error = builder.Error() + " at line " +
-                           std::to_string(XML_GetCurrentLineNumber(parser.get()));
+    return Outcome(parser.get(), reader, status, error);
+}
+
+} // namespace
+
+bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error) {
+    std::string storage;
+    std::string_view utf8;
+    if (!DecodeInput(bytes, length, storage, utf8)) {
+        return Fail(error, "unknown encoding or bytes that do not decode");
+    }
+    return ParseUTF8(utf8, events, error);
+}
+
+bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
+              std::string* error) {
+    if (length == 0 || length > kSlice) {
+        std::string data;
+        try {
+            data.resize(length);
+        } catch (std::exception const&) { // bad_alloc, or length_error past max_size()
+            return Fail(error, "out of memory");
         }
+        if (!fill(data.data())) {
+            return Fail(error, "the document could not be read");
+        }
+        return ParseXml(data.data(), data.size(), events, error);
+    }
+    EventReader reader(nullptr, {}, events);
+    ExpatParser parser = MakeParser(reader);
+    void* buffer = parser ? XML_GetBuffer(parser.get(), static_cast<int>(length)) : nullptr;
+    if (buffer == nullptr) {
+        return Fail(error, "out of memory");
+    }
+    if (!fill(buffer)) {
+        return Fail(error, "the document could not be read");
+    }
+    std::string storage;
+    std::string_view utf8;
+    if (!DecodeInput(buffer, length, storage, utf8)) {
+        return Fail(error, "unknown encoding or bytes that do not decode");
+    }
+    if (utf8.data() != buffer || utf8.size() != length) {
+        // Converted or without its byte-order mark: the text to parse is not the buffer's.
+        std::string const text(utf8);
+        parser.reset();
+        return ParseUTF8(text, events, error);
+    }
+    reader.SetParser(parser.get());
+    reader.SetInput(utf8);
+    XML_Status status = XML_ParseBuffer(parser.get(), static_cast<int>(length), XML_TRUE);
+    return Outcome(parser.get(), reader, status, error);
+}
+
+XmlParseResult ParseXml(void const* bytes, std::size_t length) {
+    XmlParseResult result;
+    PieceBuilder builder;
+    if (!ParseXml(bytes, length, builder, &result.error)) {
         return result;
     }
     result.ok = true;

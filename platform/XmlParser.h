@@ -13,7 +13,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -50,8 +52,43 @@ struct XmlParseResult {
 /// The deepest nesting of elements a document may have.
 inline constexpr std::size_t kMaxXmlDepth = 1024;
 
-/// Parses a whole document held in `length` bytes. Fails for elements nested deeper than
-/// kMaxXmlDepth.
+/// Receives the pieces of a document in document order while ParseXml reads it, the same
+/// pieces that the tree form holds. Strings are UTF-8 and valid only during the call. A
+/// receiver sees a document that turns out malformed further on up to the point of the error:
+/// it must not publish what it built before ParseXml returns true.
+class XmlEvents {
+  public:
+    virtual ~XmlEvents() = default;
+    /// An element's start; `attributes` holds name and value pairs in document order (values
+    /// decoded), ended by a null name.
+    virtual void StartElement(char const* name, char const* const* attributes) = 0;
+    /// The end of the element most recently started and not yet ended.
+    virtual void EndElement() = 0;
+    /// A run of text between two pieces of markup or references, never whitespace only unless
+    /// it holds a decoded character reference; only inside an element.
+    virtual void Text(std::string_view text) = 0;
+    /// A reference to a named entity (the five predefined ones included), by its name.
+    virtual void EntityReference(std::string_view name) = 0;
+    /// A processing instruction (the XML declaration is one, named "xml").
+    virtual void ProcessingInstruction(std::string_view target, std::string_view data) = 0;
+    /// A comment, CDATA section or document type declaration, at the place where it stands.
+    virtual void Refused(XmlPieceKind kind) = 0;
+};
+
+/// Parses a whole document held in `length` bytes, handing its pieces to `events`. True when
+/// the whole document is well formed; false (with `error` set when it is not null) for
+/// malformed input, an unknown encoding or elements nested deeper than kMaxXmlDepth.
+bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error);
+
+/// ParseXml over a document of `length` bytes that `fill` writes into the buffer it is handed
+/// (all `length` bytes, in one call): a document read from a stream lands directly in the
+/// parser's own buffer instead of passing through a copy. A false from `fill` fails the parse;
+/// exceptions thrown by `fill` pass through, with nothing reported to `events`.
+bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
+              std::string* error);
+
+/// Parses a whole document held in `length` bytes into a tree. Fails for elements nested
+/// deeper than kMaxXmlDepth.
 XmlParseResult ParseXml(void const* bytes, std::size_t length);
 
 /// The document's bytes converted to UTF-8 by the encoding rules above (byte-order mark

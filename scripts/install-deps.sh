@@ -10,7 +10,7 @@ packages=(
 )
 for arg in "$@"; do
   case "$arg" in
-    --bench) packages+=(libbenchmark-dev libspdlog-dev) ;;
+    --bench) packages+=(libbenchmark-dev libspdlog-dev libxml2-dev libpugixml-dev) ;;
     --fuzz) packages+=(clang libclang-rt-14-dev) ;;
     --docs) packages+=(doxygen) ;;
     *) echo "unknown option: $arg" >&2; exit 2 ;;

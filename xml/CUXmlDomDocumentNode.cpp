@@ -1,9 +1,9 @@
 // CUXmlDomDocumentNode.cpp — the document root: factories, loading and writing.
 //
-// Loading: the stream's bytes go to the platform reader, which hands back a tree of parsed
-// pieces; the steps below turn that tree into nodes with the model's rules (which kinds are
-// kept, when an element is attached, the merging of text and predefined entities). Writing
-// walks the nodes into the same piece tree and lets the platform writer make the text.
+// Loading: the platform reader hands the document's pieces over one by one as it parses, and
+// the builder below turns them into nodes with the model's rules (which kinds are kept, when
+// an element is attached, the merging of text and predefined entities) as they arrive, without
+// an intermediate tree. Writing walks the nodes straight into one UTF-8 buffer.
 #include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUMutableArray.h>
@@ -11,315 +11,716 @@
 #include <VarnUtilityLib/CUStream.h>
 #include <VarnUtilityLib/CUXmlDomDocumentNode.h>
 
+#include "platform/Data.h"
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
-#include <exception>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <typeinfo>
+#include <unordered_map>
 #include <vector>
 
-using varn::platform::XmlPiece;
 using varn::platform::XmlPieceKind;
 
 namespace {
 
+namespace platform = varn::platform;
+
 // ---- loading ----
 
-// A string from parsed UTF-8; null when the platform text could not be made. The string's
-// UTF-8 reading drops one leading byte-order mark, but in a document a U+FEFF that starts a
-// text or a value is content (a zero-width no-break space): it is kept by giving the reader a
-// mark to drop in front of it.
-CUSharedPtr<CUStringMac> MakeString(std::string const& utf8) {
-    static constexpr char kMark[] = "\xEF\xBB\xBF";
-    std::string const marked = utf8.starts_with(kMark) ? kMark + utf8 : std::string();
-    std::string const& bytes = marked.empty() ? utf8 : marked;
-    CUSharedPtr<CUStringMac> text(new CUStringMac(
-        bytes.data(), static_cast<unsigned int>(bytes.size()), CUString_CharCode_UTF8));
-    if (text->GetCFStringRef() == nullptr) {
+// Reads the stream's whole content, from its first byte whatever its position, into `buffer`
+// (room for `length` bytes). False when the read comes back short. Codes thrown by the stream
+// pass through.
+bool CreateCFDataFromStreamMac(CUStream& stream, unsigned long long length, void* buffer) {
+    unsigned long long read =
+        stream.Read(static_cast<unsigned char*>(buffer), length, 0, CUStream_Seek_Origin_Begin);
+    return read == length;
+}
+
+// A string over a text made from content UTF-8 (a leading U+FEFF is content, not a mark);
+// null when the bytes do not decode.
+CUSharedPtr<CUStringMac> MakeString(std::string_view utf8) {
+    platform::Text const* text = platform::DecodeUTF8Content(utf8.data(), utf8.size());
+    if (text == nullptr) {
         return {};
     }
-    return text;
+    CUSharedPtr<CUStringMac> string(new CUStringMac(text));
+    platform::Release(text);
+    return string;
 }
 
-// The stream's whole content, read from its first byte whatever its position. False when
-// the read comes back short. Codes thrown by the stream pass through.
-bool CreateCFDataFromStreamMac(CUSharedPtr<CUStream> const& stream, std::string& data) {
-    if (!stream) {
-        return false;
-    }
-    unsigned long long length = stream->Length();
-    try {
-        data.resize(static_cast<std::size_t>(length));
-    } catch (std::exception const&) { // bad_alloc, or length_error past max_size()
-        return false;
-    }
-    unsigned long long read = stream->Read(reinterpret_cast<unsigned char*>(data.data()), length, 0,
-                                           CUStream_Seek_Origin_Begin);
-    if (read != length) {
-        data.clear();
-        return false;
-    }
-    return true;
-}
+// The names of one document, each decoded once. Every element and attribute of a name shares
+// the name's immutable text (and so its collation key, which the attribute maps compute on
+// first use); each node still gets a string object of its own, since strings can be assigned.
+class NameTable {
+  public:
+    struct Entry {
+        platform::Text const* text = nullptr;
+        CUSharedPtr<CUStringMac> key; ///< handed to SetAttribute, which stores its own copy
+    };
 
-unsigned int MakeUpCuXmlDomNodeInstanceMac(XmlPiece const* piece,
-                                           CUSharedPtr<CUMutableArray> const& list);
-
-unsigned int MakeUpChildNodes_OS2CU_Mac(std::vector<XmlPiece> const& children,
-                                        CUXmlDomNode* parent) {
-    if (parent == nullptr) {
-        return kCUStatusFailure;
-    }
-    unsigned int status = kCUStatusSuccess;
-    for (XmlPiece const& child : children) {
-        status = MakeUpCuXmlDomNodeInstanceMac(&child, parent->GetChildNodes());
-        if (CUStatusFailed(status)) {
-            return status;
+    NameTable() = default;
+    NameTable(NameTable const&) = delete;
+    NameTable& operator=(NameTable const&) = delete;
+    ~NameTable() {
+        for (auto& [name, entry] : m_entries) {
+            platform::Release(entry.text);
         }
     }
-    return status;
-}
 
-unsigned int Append(CUSharedPtr<CUMutableArray> const& list, CUSharedPtr<CUXmlDomNode> node) {
-    if (!node) {
-        return kCUStatusFailure;
+    // The entry of a name; null when the name does not decode.
+    Entry const* Find(std::string_view name) {
+        auto found = m_entries.find(name);
+        if (found != m_entries.end()) {
+            return &found->second;
+        }
+        platform::Text const* text = platform::DecodeUTF8Content(name.data(), name.size());
+        if (text == nullptr) {
+            return nullptr;
+        }
+        Entry entry;
+        entry.text = text;
+        entry.key = CUSharedPtr<CUStringMac>(new CUStringMac(text));
+        return &m_entries.emplace(std::string(name), std::move(entry)).first->second;
     }
-    list->AddObject(node);
-    return kCUStatusSuccess;
-}
 
-unsigned int MakeUpCuXmlDomTextNodeInstanceMac(XmlPiece const* piece,
-                                               CUSharedPtr<CUMutableArray> const& list) {
-    CUSharedPtr<CUStringMac> text = MakeString(piece->value);
-    if (!text) {
-        return kCUStatusFailure;
-    }
-    return Append(list, CUXmlDomDocumentNode::CreateTextNode(text));
-}
+  private:
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view s) const noexcept {
+            return std::hash<std::string_view>()(s);
+        }
+    };
+    std::unordered_map<std::string, Entry, Hash, std::equal_to<>> m_entries;
+};
 
-unsigned int
-MakeUpCuXmlDomProcessingInstructionNodeInstanceMac(XmlPiece const* piece,
-                                                   CUSharedPtr<CUMutableArray> const& list) {
-    CUSharedPtr<CUStringMac> target = MakeString(piece->name);
-    CUSharedPtr<CUStringMac> data = MakeString(piece->value);
-    if (!target || !data) {
-        return kCUStatusFailure;
-    }
-    return Append(list, CUXmlDomDocumentNode::CreateProcessingInstructionNode(target, data));
-}
-
-unsigned int MakeUpCuXmlDomEntityReferenceNodeInstanceMac(XmlPiece const* piece,
-                                                          CUSharedPtr<CUMutableArray> const& list) {
-    CUSharedPtr<CUStringMac> name = MakeString(piece->name);
-    if (!name) {
-        return kCUStatusFailure;
-    }
-    return Append(list, CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(name));
-}
-
-unsigned int MakeUpCuXmlDomElementNodeInstanceMac(XmlPiece const* piece,
-                                                  CUSharedPtr<CUMutableArray> const& list) {
-    CUSharedPtr<CUStringMac> name = MakeString(piece->name);
-    if (!name) {
-        return kCUStatusFailure;
-    }
-    CUSharedPtr<CUXmlDomElementNode> element = CUXmlDomDocumentNode::CreateElementNode(name);
-    if (!element) {
-        return kCUStatusFailure;
-    }
-    for (auto const& [key, value] : piece->attributes) {
-        unsigned int status = element->SetAttribute(MakeString(key), MakeString(value));
-        if (CUStatusFailed(status)) {
-            return status;
+// Texts of short values seen recently (attribute values such as "true", "en" or "1", short
+// text content), so that repeated values share one immutable text instead of each holding a
+// copy. A small direct-mapped cache: a miss decodes and takes the slot over.
+class ValueCache {
+  public:
+    ValueCache() = default;
+    ValueCache(ValueCache const&) = delete;
+    ValueCache& operator=(ValueCache const&) = delete;
+    ~ValueCache() {
+        for (Slot& slot : m_slots) {
+            platform::Release(slot.text);
         }
     }
-    unsigned int status = MakeUpChildNodes_OS2CU_Mac(piece->children, element.get());
-    if (!CUStatusFailed(status)) {
-        status = CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(
-            element->GetChildNodes());
-    }
-    // Attached only when the whole subtree converted: a failing element leaves no trace.
-    if (!CUStatusFailed(status)) {
-        list->AddObject(element);
-    }
-    return status;
-}
 
-unsigned int MakeUpCuXmlDomNodeInstanceMac(XmlPiece const* piece,
-                                           CUSharedPtr<CUMutableArray> const& list) {
-    if (piece == nullptr || !list) {
-        return kCUStatusFailure;
+    // A new string over the value's text; null when the bytes do not decode.
+    CUSharedPtr<CUStringMac> Make(std::string_view utf8) {
+        if (utf8.size() > kMaxLength) {
+            return MakeString(utf8);
+        }
+        std::uint32_t hash = 2166136261u; // FNV-1a
+        for (char c : utf8) {
+            hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+        }
+        Slot& slot = m_slots[hash % kSlots];
+        if (slot.text == nullptr || slot.length != utf8.size() ||
+            std::memcmp(slot.bytes, utf8.data(), utf8.size()) != 0) {
+            platform::Text const* text = platform::DecodeUTF8Content(utf8.data(), utf8.size());
+            if (text == nullptr) {
+                return {};
+            }
+            platform::Release(slot.text);
+            slot.text = text;
+            slot.length = static_cast<std::uint8_t>(utf8.size());
+            std::memcpy(slot.bytes, utf8.data(), utf8.size());
+        }
+        return CUSharedPtr<CUStringMac>(new CUStringMac(slot.text));
     }
-    switch (piece->kind) {
-    case XmlPieceKind::Element:
-        return MakeUpCuXmlDomElementNodeInstanceMac(piece, list);
-    case XmlPieceKind::ProcessingInstruction:
-        return MakeUpCuXmlDomProcessingInstructionNodeInstanceMac(piece, list);
-    case XmlPieceKind::Text:
-        return MakeUpCuXmlDomTextNodeInstanceMac(piece, list);
-    case XmlPieceKind::EntityReference:
-        return MakeUpCuXmlDomEntityReferenceNodeInstanceMac(piece, list);
-    default:
+
+  private:
+    static constexpr std::size_t kMaxLength = 22;
+    static constexpr std::size_t kSlots = 512;
+    struct Slot {
+        platform::Text const* text = nullptr;
+        std::uint8_t length = 0;
+        char bytes[kMaxLength];
+    };
+    Slot m_slots[kSlots];
+};
+
+// Builds nodes from the reader's pieces. The rules are those of a conversion of the finished
+// piece tree, one top-level piece after another:
+// - an element is attached to its parent only once its whole subtree converted and its text
+//   merged; a failure anywhere inside fails every enclosing element, so the first failure
+//   loses the top-level piece that holds it and ends the conversion;
+// - the text and the references to the five predefined entities of one element are merged
+//   into one text node standing where the first of them stood;
+// - comments, CDATA sections, a document type and references to other entities fail.
+// Top-level nodes wait in a list of their own: a document that turns out malformed later on
+// adds nothing, as a parse that fails before any conversion would.
+class NodeBuilder : public platform::XmlEvents {
+  public:
+    bool Failed() const { return m_failed; }
+    std::vector<CUSharedPtr<CUObject>>& TopLevel() { return m_top; }
+
+    void StartElement(char const* name, char const* const* attributes) override {
+        if (m_failed) {
+            return;
+        }
+        NameTable::Entry const* entry = m_names.Find(name);
+        if (entry == nullptr) {
+            Fail();
+            return;
+        }
+        CUSharedPtr<CUXmlDomElementNode> element = CUXmlDomDocumentNode::CreateElementNode(
+            CUSharedPtr<CUStringMac>(new CUStringMac(entry->text)));
+        if (!element) {
+            Fail();
+            return;
+        }
+        for (std::size_t i = 0; attributes[i] != nullptr; i += 2) {
+            NameTable::Entry const* key = m_names.Find(attributes[i]);
+            CUSharedPtr<CUStringMac> value = m_values.Make(attributes[i + 1]);
+            if (key == nullptr || !value ||
+                CUStatusFailed(element->SetAttribute(key->key, std::move(value)))) {
+                Fail();
+                return;
+            }
+        }
+        if (m_depth == m_open.size()) {
+            m_open.emplace_back();
+        }
+        Open& open = m_open[m_depth++];
+        open.element = std::move(element);
+        open.inRun = false;
+    }
+
+    void EndElement() override {
+        if (m_failed) {
+            return;
+        }
+        Open& open = m_open[--m_depth];
+        std::vector<CUSharedPtr<CUObject>>& children =
+            open.element->GetChildNodes()->GetInternalArray();
+        children.reserve(open.staged.size() + (open.inRun ? 1 : 0));
+        for (std::size_t i = 0; i < open.staged.size(); ++i) {
+            if (open.inRun && i == open.runStart) {
+                if (!AddMergedText(open, children)) {
+                    return;
+                }
+            }
+            children.push_back(std::move(open.staged[i]));
+        }
+        if (open.inRun && open.runStart == open.staged.size() && !AddMergedText(open, children)) {
+            return;
+        }
+        open.staged.clear();
+        CUSharedPtr<CUObject> element = std::move(open.element);
+        Add(std::move(element));
+    }
+
+    void Text(std::string_view text) override {
+        if (m_failed || m_depth == 0) {
+            return;
+        }
+        Open& open = StartRun();
+        open.text.append(text);
+    }
+
+    void EntityReference(std::string_view name) override {
+        if (m_failed) {
+            return;
+        }
+        if (m_depth == 0) {
+            // Outside every element a reference is a node of its own: no merging pass runs
+            // over the document's own list.
+            CUSharedPtr<CUStringMac> string = MakeString(name);
+            CUSharedPtr<CUXmlDomEntityReferenceNode> node =
+                string ? CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(string) : nullptr;
+            if (!node) {
+                Fail();
+                return;
+            }
+            Add(std::move(node));
+            return;
+        }
+        static constexpr std::string_view kNames[] = {"lt", "gt", "amp", "quot", "apos"};
+        static constexpr char kCharacters[] = {'<', '>', '&', '"', '\''};
+        for (int k = 0; k < 5; ++k) {
+            if (name == kNames[k]) {
+                StartRun().text.push_back(kCharacters[k]);
+                return;
+            }
+        }
+        // Any other entity cannot be merged into text: the element fails.
+        Fail();
+    }
+
+    void ProcessingInstruction(std::string_view target, std::string_view data) override {
+        if (m_failed) {
+            return;
+        }
+        CUSharedPtr<CUStringMac> targetString = MakeString(target);
+        CUSharedPtr<CUStringMac> dataString = MakeString(data);
+        CUSharedPtr<CUXmlDomProcessingInstructionNode> node =
+            targetString && dataString
+                ? CUXmlDomDocumentNode::CreateProcessingInstructionNode(targetString, dataString)
+                : nullptr;
+        if (!node) {
+            Fail();
+            return;
+        }
+        Add(std::move(node));
+    }
+
+    void Refused(XmlPieceKind /*kind*/) override {
         // Comments, CDATA sections and document type declarations are not part of the model.
-        return kCUStatusFailure;
+        Fail();
     }
-}
+
+  private:
+    // One open element: its node, its children so far (moved into the node's list in one go
+    // when it ends, so the list is allocated once at its final size), and its text run.
+    struct Open {
+        CUSharedPtr<CUXmlDomElementNode> element;
+        std::vector<CUSharedPtr<CUObject>> staged;
+        std::string text; ///< UTF-8 of the text and predefined references so far
+        bool inRun = false;
+        std::size_t runStart = 0; ///< place of the first text piece among the children
+    };
+
+    Open& StartRun() {
+        Open& open = m_open[m_depth - 1];
+        if (!open.inRun) {
+            open.inRun = true;
+            open.runStart = open.staged.size();
+            open.text.clear();
+        }
+        return open;
+    }
+
+    bool AddMergedText(Open& open, std::vector<CUSharedPtr<CUObject>>& children) {
+        CUSharedPtr<CUStringMac> text = m_values.Make(open.text);
+        CUSharedPtr<CUXmlDomTextNode> node =
+            text ? CUXmlDomDocumentNode::CreateTextNode(text) : nullptr;
+        if (!node) {
+            Fail();
+            return false;
+        }
+        children.push_back(std::move(node));
+        return true;
+    }
+
+    void Add(CUSharedPtr<CUObject> node) {
+        if (m_depth == 0) {
+            m_top.push_back(std::move(node));
+        } else {
+            m_open[m_depth - 1].staged.push_back(std::move(node));
+        }
+    }
+
+    // Everything open is dropped with its subtree, and nothing more is built.
+    void Fail() {
+        m_failed = true;
+        m_open.clear();
+        m_depth = 0;
+    }
+
+    NameTable m_names;
+    ValueCache m_values;
+    std::vector<Open> m_open; ///< entries past m_depth are kept for their buffers
+    std::size_t m_depth = 0;
+    std::vector<CUSharedPtr<CUObject>> m_top;
+    bool m_failed = false;
+};
 
 // ---- writing ----
 
-// Strict UTF-8 of a string: false at an unpaired surrogate, which UTF-8 cannot hold.
-bool StrictUtf8(CUSharedPtr<CUStringMac> const& text, std::string& out) {
-    out.clear();
-    __CFString const* handle = text->GetCFStringRef();
-    if (handle == nullptr) {
-        return true;
+// The node behind a child list's entry, or null. The node classes of this library are
+// recognised by their exact type, which is cheaper than a cast searching the class tree.
+CUXmlDomNode* AsNode(CUObject* object) {
+    if (object == nullptr) {
+        return nullptr;
     }
-    char16_t const* units = handle->Units();
-    std::size_t count = handle->length;
-    out.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        std::uint32_t cp = units[i];
-        if (cp >= 0xD800 && cp <= 0xDBFF) {
-            if (i + 1 >= count || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF) {
-                return false;
-            }
-            cp = 0x10000 + ((cp - 0xD800) << 10) + (units[i + 1] - 0xDC00);
-            ++i;
-        } else if (cp >= 0xDC00 && cp <= 0xDFFF) {
-            return false;
-        }
-        if (cp < 0x80) {
-            out += static_cast<char>(cp);
-        } else if (cp < 0x800) {
-            out += static_cast<char>(0xC0 | (cp >> 6));
-            out += static_cast<char>(0x80 | (cp & 0x3F));
-        } else if (cp < 0x10000) {
-            out += static_cast<char>(0xE0 | (cp >> 12));
-            out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (cp & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (cp >> 18));
-            out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (cp & 0x3F));
-        }
+    char const* type = typeid(*object).name();
+    if (type == typeid(CUXmlDomElementNode).name() || type == typeid(CUXmlDomTextNode).name()) {
+        return static_cast<CUXmlDomNode*>(object);
     }
-    return true;
+    return dynamic_cast<CUXmlDomNode*>(object);
 }
 
-// The piece tree being built, and whether some text could not be put into UTF-8 (which
-// fails the whole document, as the text conversion of the finished document would).
-struct WriteTree {
-    XmlPiece* piece;
-    bool* unencodable;
+// The string behind an attribute value, or null. A string is reached from its (virtual) base
+// through its most derived object when that is exactly a string.
+CUStringMac* AsString(CUObject* object) {
+    if (object == nullptr) {
+        return nullptr;
+    }
+    if (typeid(*object).name() == typeid(CUStringMac).name()) {
+        return static_cast<CUStringMac*>(dynamic_cast<void*>(object));
+    }
+    return dynamic_cast<CUStringMac*>(object);
+}
+
+// The stored fields of a node. For the library's own node classes, whose getters hand out
+// exactly these, the writer reads them in place instead of through getters that copy a shared
+// pointer (two atomic count changes) per call.
+struct NodeFields : CUXmlDomNode {
+    static bool Plain(CUXmlDomNode* node) {
+        char const* type = typeid(*node).name();
+        return type == typeid(CUXmlDomElementNode).name() ||
+               type == typeid(CUXmlDomTextNode).name() ||
+               type == typeid(CUXmlDomProcessingInstructionNode).name();
+    }
+    static CUSharedPtr<CUStringMac> const& Name(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spName);
+    }
+    static CUSharedPtr<CUStringMac> const& Value(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spValue);
+    }
+    static CUSharedPtr<CUMutableArray> const& Children(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spChildNodes);
+    }
+    static CUSharedPtr<CUMutableDictionary> const& Attributes(CUXmlDomNode& node) {
+        return node.*(&NodeFields::m_spAttributes);
+    }
 };
 
-std::string Encode(CUSharedPtr<CUStringMac> const& text, WriteTree const& tree) {
-    std::string utf8;
-    if (!StrictUtf8(text, utf8)) {
-        *tree.unencodable = true;
-    }
-    return utf8;
-}
+// A node's parts as its getters give them: read in place for the library's own classes,
+// through the (possibly overridden) getters for any other.
+class NodeParts {
+  public:
+    explicit NodeParts(CUXmlDomNode* node) : m_node(node), m_plain(NodeFields::Plain(node)) {}
 
-unsigned int MakeUpOSXmlDomNodeInstanceMac(CUSharedPtr<CUXmlDomNode> const& node,
-                                           WriteTree const& parent);
+    CUStringMac* Name() { return Get(&CUXmlDomNode::GetNodeName, &NodeFields::Name, m_name); }
+    CUStringMac* Value() { return Get(&CUXmlDomNode::GetNodeValue, &NodeFields::Value, m_value); }
+    CUMutableArray* Children() {
+        return Get(&CUXmlDomNode::GetChildNodes, &NodeFields::Children, m_children);
+    }
+    CUMutableDictionary* Attributes() {
+        return Get(&CUXmlDomNode::GetAttributes, &NodeFields::Attributes, m_attributes);
+    }
 
-unsigned int MakeUpChildNodes_CU2OS_Mac(CUXmlDomNode* node, WriteTree const& tree) {
-    if (node == nullptr || tree.piece == nullptr) {
-        return kCUStatusFailure;
+  private:
+    // The part, kept alive by `held` when it came from a getter.
+    template <class T>
+    T* Get(CUSharedPtr<T> (CUXmlDomNode::*getter)(), CUSharedPtr<T> const& (*field)(CUXmlDomNode&),
+           CUSharedPtr<T>& held) {
+        if (m_plain) {
+            return field(*m_node).get();
+        }
+        held = (m_node->*getter)();
+        return held.get();
     }
-    CUSharedPtr<CUMutableArray> children = node->GetChildNodes();
-    if (!children) {
-        return kCUStatusSuccess;
-    }
+
+    CUXmlDomNode* m_node;
+    bool m_plain;
+    CUSharedPtr<CUStringMac> m_name;
+    CUSharedPtr<CUStringMac> m_value;
+    CUSharedPtr<CUMutableArray> m_children;
+    CUSharedPtr<CUMutableDictionary> m_attributes;
+};
+
+// Writes the node tree as UTF-8 XML into one block: elements with start and end tags,
+// attributes in the map's key order with escaped values, text escaped in the same pass as its
+// conversion, processing instructions as "<?target data?>". A node that cannot be written
+// leaves no bytes behind; text that UTF-8 cannot hold (an unpaired surrogate) spoils the whole
+// document, as does running out of memory.
+class TreeWriter {
+  public:
+    platform::DataBuilder& Output() { return m_out; }
+    bool Spoiled() const { return m_unencodable || m_outOfMemory; }
+
     // Every child is tried and the last one's status is the list's: an earlier failing child
     // is simply left out of the text.
-    unsigned int status = kCUStatusSuccess;
-    unsigned long count = children->Count();
-    for (unsigned long i = 0; i < count; ++i) {
-        CUSharedPtr<CUXmlDomNode> child = children->ObjectAtIndex(i);
-        if (!child) {
-            continue;
+    unsigned int WriteChildren(CUXmlDomNode* node) {
+        if (node == nullptr) {
+            return kCUStatusFailure;
         }
-        status = MakeUpOSXmlDomNodeInstanceMac(child, tree);
+        NodeParts parts(node);
+        return WriteChildren(parts);
     }
-    return status;
-}
 
-unsigned int MakeUpOSXmlDomElementNodeInstanceMac(CUSharedPtr<CUXmlDomNode> const& node,
-                                                  WriteTree const& parent) {
-    CUSharedPtr<CUStringMac> name = node->GetNodeName();
-    CUSharedPtr<CUMutableDictionary> attributes = node->GetAttributes();
-    if (!name || !attributes) {
-        return kCUStatusFailure;
+  private:
+    unsigned int WriteChildren(NodeParts& parts) {
+        CUMutableArray* children = parts.Children();
+        if (children == nullptr) {
+            return kCUStatusSuccess;
+        }
+        unsigned int status = kCUStatusSuccess;
+        std::vector<CUSharedPtr<CUObject>> const& entries = children->GetInternalArray();
+        std::size_t const count = entries.size();
+        // The count is taken once, as a walk by index over Count() would; the bound on the
+        // live size guards against a node's own getter shrinking the list meanwhile.
+        for (std::size_t i = 0; i < count && i < entries.size(); ++i) {
+            // The walk waits on memory more than on anything else: ask for the next sibling
+            // while this one is written.
+            if (i + 1 < entries.size()) {
+                __builtin_prefetch(entries[i + 1].get());
+            }
+            CUXmlDomNode* child = AsNode(entries[i].get());
+            if (child == nullptr) {
+                continue;
+            }
+            status = WriteNode(child);
+        }
+        return status;
     }
-    XmlPiece element;
-    element.kind = XmlPieceKind::Element;
-    element.name = Encode(name, parent);
-    CUSharedPtr<CUArray> keys = attributes->AllKeys();
-    unsigned long keyCount = keys ? keys->Count() : 0;
-    for (unsigned long i = 0; i < keyCount; ++i) {
-        CUSharedPtr<CUStringMac> key = keys->ObjectAtIndex(i);
-        CUSharedPtr<CUStringMac> value = attributes->ObjectForKey(key);
-        if (key && value) {
-            element.attributes.emplace_back(Encode(key, parent), Encode(value, parent));
+
+    unsigned int WriteNode(CUXmlDomNode* node) {
+        switch (node->GetNodeType()) {
+        case CUXmlDomNodeType_ProcessingInstruction:
+            return WriteProcessingInstruction(node);
+        case CUXmlDomNodeType_Text:
+            return WriteText(node);
+        case CUXmlDomNodeType_Element:
+            return WriteElement(node);
+        default:
+            // Entity references and every other kind are not written.
+            return kCUStatusFailure;
         }
     }
-    unsigned int status = MakeUpChildNodes_CU2OS_Mac(node.get(), {&element, parent.unencodable});
-    if (!CUStatusFailed(status)) {
-        parent.piece->children.push_back(std::move(element));
-    }
-    return status;
-}
 
-unsigned int MakeUpOSXmlDomTextNodeInstanceMac(CUSharedPtr<CUXmlDomNode> const& node,
-                                               WriteTree const& parent) {
-    CUSharedPtr<CUStringMac> value = node->GetNodeValue();
-    if (!value) {
-        return kCUStatusFailure;
-    }
-    XmlPiece text;
-    text.kind = XmlPieceKind::Text;
-    text.value = varn::platform::EscapeXmlText(Encode(value, parent));
-    parent.piece->children.push_back(std::move(text));
-    return kCUStatusSuccess;
-}
+    // Peeks at the map behind a dictionary: the keys come in order without a string being made
+    // for each, as AllKeys would.
+    struct EntriesOf : CUDictionary {
+        static Map& Of(CUDictionary& dictionary) { return (dictionary.*(&EntriesOf::z_Entries))(); }
+    };
 
-unsigned int
-MakeUpOSXmlDomProcessingInstructionNodeInstanceMac(CUSharedPtr<CUXmlDomNode> const& node,
-                                                   WriteTree const& parent) {
-    CUSharedPtr<CUStringMac> target = node->GetNodeName();
-    CUSharedPtr<CUStringMac> data = node->GetNodeValue();
-    if (!target || !data) {
-        return kCUStatusFailure;
+    unsigned int WriteElement(CUXmlDomNode* node) {
+        NodeParts parts(node);
+        CUStringMac* name = parts.Name();
+        CUMutableDictionary* attributes = parts.Attributes();
+        if (name == nullptr || attributes == nullptr) {
+            return kCUStatusFailure;
+        }
+        std::size_t const mark = m_out.Size();
+        __CFString const* nameText = name->GetCFStringRef();
+        Put('<');
+        PutUTF8(nameText);
+        for (auto const& [key, object] : EntriesOf::Of(*attributes)) {
+            CUStringMac* value = AsString(object.get());
+            if (value == nullptr) {
+                continue; // a null value, or one that is not a string, is left out
+            }
+            Put(' ');
+            PutUTF8(static_cast<__CFString const*>(key.string));
+            Put("=\"", 2);
+            PutEscaped(value->GetCFStringRef(), true);
+            Put('"');
+        }
+        Put('>');
+        unsigned int status = WriteChildren(parts);
+        if (CUStatusFailed(status)) {
+            m_out.SetSize(mark);
+            return status;
+        }
+        Put("</", 2);
+        PutUTF8(nameText);
+        Put('>');
+        return status;
     }
-    XmlPiece pi;
-    pi.kind = XmlPieceKind::ProcessingInstruction;
-    pi.name = Encode(target, parent);
-    pi.value = Encode(data, parent);
-    parent.piece->children.push_back(std::move(pi));
-    return kCUStatusSuccess;
-}
 
-unsigned int MakeUpOSXmlDomNodeInstanceMac(CUSharedPtr<CUXmlDomNode> const& node,
-                                           WriteTree const& parent) {
-    if (!node || parent.piece == nullptr) {
-        return kCUStatusFailure;
+    unsigned int WriteText(CUXmlDomNode* node) {
+        NodeParts parts(node);
+        CUStringMac* value = parts.Value();
+        if (value == nullptr) {
+            return kCUStatusFailure;
+        }
+        PutEscaped(value->GetCFStringRef(), false);
+        return kCUStatusSuccess;
     }
-    switch (node->GetNodeType()) {
-    case CUXmlDomNodeType_ProcessingInstruction:
-        return MakeUpOSXmlDomProcessingInstructionNodeInstanceMac(node, parent);
-    case CUXmlDomNodeType_Text:
-        return MakeUpOSXmlDomTextNodeInstanceMac(node, parent);
-    case CUXmlDomNodeType_Element:
-        return MakeUpOSXmlDomElementNodeInstanceMac(node, parent);
-    default:
-        // Entity references and every other kind are not written.
-        return kCUStatusFailure;
+
+    unsigned int WriteProcessingInstruction(CUXmlDomNode* node) {
+        NodeParts parts(node);
+        CUStringMac* target = parts.Name();
+        CUStringMac* data = parts.Value();
+        if (target == nullptr || data == nullptr) {
+            return kCUStatusFailure;
+        }
+        std::size_t const mark = m_out.Size();
+        Put("<?", 2);
+        PutUTF8(target->GetCFStringRef());
+        Put(' ');
+        bool const declaration =
+            !Spoiled() && std::string_view(m_out.Bytes() + mark + 2, m_out.Size() - mark - 2) ==
+                              std::string_view("xml ");
+        __CFString const* dataText = data->GetCFStringRef();
+        if (declaration) {
+            // The text is UTF-8 whatever the source was, and a declaration says so.
+            std::string utf8;
+            if (dataText != nullptr && !platform::ToUTF8(dataText, utf8)) {
+                m_unencodable = true;
+            }
+            std::string const fixed = platform::DeclarationForUTF8(utf8);
+            Put(fixed.data(), fixed.size());
+        } else {
+            PutUTF8(dataText);
+        }
+        Put("?>", 2);
+        return kCUStatusSuccess;
     }
-}
+
+    void Put(char c) {
+        if (m_out.Reserve(1)) {
+            *m_out.End() = c;
+            m_out.SetSize(m_out.Size() + 1);
+        } else {
+            m_outOfMemory = true;
+        }
+    }
+
+    void Put(char const* bytes, std::size_t count) {
+        if (m_out.Reserve(count)) {
+            std::memcpy(m_out.End(), bytes, count);
+            m_out.SetSize(m_out.Size() + count);
+        } else {
+            m_outOfMemory = true;
+        }
+    }
+
+    void PutUTF8(__CFString const* text) {
+        if (text == nullptr) {
+            return;
+        }
+        if (!m_out.Reserve(std::size_t{text->length} * 3)) {
+            m_outOfMemory = true;
+            return;
+        }
+        char* out = PutUTF8(m_out.End(), text->Units(), text->length);
+        m_out.SetSize(static_cast<std::size_t>(out - m_out.Bytes()));
+    }
+
+    // Strict UTF-8 of UTF-16 units into room for three bytes a unit; an unpaired surrogate
+    // marks the document unencodable (and ends this piece of text). Returns the new end.
+    char* PutUTF8(char* out, char16_t const* units, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            std::uint32_t cp = units[i];
+            if (cp < 0x80) {
+                *out++ = static_cast<char>(cp);
+                continue;
+            }
+            if (cp >= 0xD800 && cp <= 0xDBFF) {
+                if (i + 1 >= count || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF) {
+                    m_unencodable = true;
+                    return out;
+                }
+                cp = 0x10000 + ((cp - 0xD800) << 10) + (units[i + 1] - 0xDC00u);
+                ++i;
+            } else if (cp >= 0xDC00 && cp <= 0xDFFF) {
+                m_unencodable = true;
+                return out;
+            }
+            if (cp < 0x800) {
+                *out++ = static_cast<char>(0xC0 | (cp >> 6));
+                *out++ = static_cast<char>(0x80 | (cp & 0x3F));
+            } else if (cp < 0x10000) {
+                *out++ = static_cast<char>(0xE0 | (cp >> 12));
+                *out++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+                *out++ = static_cast<char>(0x80 | (cp & 0x3F));
+            } else {
+                // A pair: two units give four bytes, within the room of six.
+                *out++ = static_cast<char>(0xF0 | (cp >> 18));
+                *out++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+                *out++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+                *out++ = static_cast<char>(0x80 | (cp & 0x3F));
+            }
+        }
+        return out;
+    }
+
+    static char* PutLiteral(char* out, char const* text, std::size_t count) {
+        std::memcpy(out, text, count);
+        return out + count;
+    }
+
+    // The escaped form of one of the characters that text or attribute values escape.
+    static char* PutSpecial(char* out, char16_t c, bool attribute) {
+        switch (c) {
+        case '&':
+            return PutLiteral(out, "&amp;", 5);
+        case '<':
+            return PutLiteral(out, "&lt;", 4);
+        case '>':
+            return PutLiteral(out, "&gt;", 4);
+        case '"':
+            return PutLiteral(out, "&quot;", 6);
+        case '\'':
+            return attribute ? PutLiteral(out, "'", 1) : PutLiteral(out, "&apos;", 6);
+        // A parser normalises these to blanks inside attribute values; written as
+        // references they load back as themselves.
+        case '\t':
+            return PutLiteral(out, "&#9;", 4);
+        case '\n':
+            return PutLiteral(out, "&#10;", 5);
+        case '\r':
+            return PutLiteral(out, "&#13;", 5);
+        default:
+            return PutLiteral(out, "&#32;", 5); // a blank written as a reference
+        }
+    }
+
+    static bool IsBlank(char16_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+    static bool IsSpecial(char16_t c) {
+        return c == '&' || c == '<' || c == '>' || c == '\'' || c == '"';
+    }
+
+    // Text is escaped as platform::EscapeXmlText escapes it, in the same pass as the UTF-8
+    // conversion: the five special characters as entities, and a stretch made only of blanks
+    // that lies between two of them (or between one and an end of the text) as character
+    // references, since the reader drops whitespace between markup. Attribute values escape
+    // & < > " and tab, line feed and carriage return. No unit takes more than six bytes.
+    void PutEscaped(__CFString const* text, bool attribute) {
+        if (text == nullptr) {
+            return;
+        }
+        char16_t const* units = text->Units();
+        std::size_t const size = text->length;
+        if (!m_out.Reserve(size * 6)) {
+            m_outOfMemory = true;
+            return;
+        }
+        char* out = m_out.End();
+        if (attribute) {
+            std::size_t start = 0;
+            for (std::size_t i = 0; i < size; ++i) {
+                char16_t const c = units[i];
+                if (c < 0x3F && c != '\'' &&
+                    (IsSpecial(c) || c == '\t' || c == '\n' || c == '\r')) {
+                    out = PutUTF8(out, units + start, i - start);
+                    out = PutSpecial(out, c, true);
+                    start = i + 1;
+                }
+            }
+            out = PutUTF8(out, units + start, size - start);
+        } else {
+            std::size_t start = 0;
+            while (true) {
+                std::size_t end = start;
+                bool blank = true;
+                while (end < size && !IsSpecial(units[end])) {
+                    blank = blank && IsBlank(units[end]);
+                    ++end;
+                }
+                if (blank) {
+                    for (std::size_t k = start; k < end; ++k) {
+                        out = PutSpecial(out, units[k], true);
+                    }
+                } else {
+                    out = PutUTF8(out, units + start, end - start);
+                }
+                if (end == size) {
+                    break;
+                }
+                out = PutSpecial(out, units[end], false);
+                start = end + 1;
+            }
+        }
+        m_out.SetSize(static_cast<std::size_t>(out - m_out.Bytes()));
+    }
+
+    platform::DataBuilder m_out;
+    bool m_unencodable = false;
+    bool m_outOfMemory = false;
+};
 
 // Releases a data handle however the write ends.
 struct DataRelease {
@@ -368,36 +769,51 @@ unsigned int CUXmlDomDocumentNode::LoadXmlMac(CUSharedPtr<CUStream> stream) {
     if (!stream) {
         return kCUStatusFailure;
     }
-    std::string data;
-    if (!CreateCFDataFromStreamMac(stream, data)) {
+    // The bytes are read straight into the reader's own buffer: a document is held in memory
+    // once, not once as read and once more inside the parser.
+    unsigned long long length = stream->Length();
+    if (length > static_cast<unsigned long long>(SIZE_MAX)) {
         return kCUStatusFailure;
     }
-    varn::platform::XmlParseResult parsed = varn::platform::ParseXml(data.data(), data.size());
-    if (!parsed.ok) {
+    NodeBuilder builder;
+    auto fill = [&stream, length](void* buffer) {
+        return CreateCFDataFromStreamMac(*stream, length, buffer);
+    };
+    if (!platform::ParseXml(static_cast<std::size_t>(length), fill, builder, nullptr)) {
         return kCUStatusFailure;
     }
-    // The document's own list gets no merging pass: text cannot stand at the top level.
-    return MakeUpChildNodes_OS2CU_Mac(parsed.topLevel, this);
+    std::vector<CUSharedPtr<CUObject>>& top = builder.TopLevel();
+    if (!top.empty()) {
+        // The document's own list gets no merging pass: text cannot stand at the top level.
+        CUSharedPtr<CUMutableArray> list = GetChildNodes();
+        if (!list) {
+            return kCUStatusFailure;
+        }
+        std::vector<CUSharedPtr<CUObject>>& children = list->GetInternalArray();
+        children.reserve(children.size() + top.size());
+        for (CUSharedPtr<CUObject>& node : top) {
+            children.push_back(std::move(node));
+        }
+    }
+    return builder.Failed() ? kCUStatusFailure : kCUStatusSuccess;
 }
 
 unsigned int CUXmlDomDocumentNode::WriteXmlMac(CUSharedPtr<CUStream> stream) {
     if (!stream) {
         return kCUStatusFailure;
     }
-    XmlPiece document;
-    bool unencodable = false;
-    unsigned int status = MakeUpChildNodes_CU2OS_Mac(this, {&document, &unencodable});
-    if (CUStatusFailed(status) || unencodable) {
+    TreeWriter writer;
+    unsigned int status = writer.WriteChildren(this);
+    if (CUStatusFailed(status) || writer.Spoiled()) {
         return kCUStatusXmlWriteFailed;
     }
-    std::string text = varn::platform::SerializeXml(document.children);
-    std::unique_ptr<__CFData const, DataRelease> bytes(
-        CUPlatformDataCreate(text.data(), text.size()));
+    std::unique_ptr<__CFData const, DataRelease> bytes(writer.Output().Finish());
     if (!bytes) {
         return kCUStatusXmlWriteFailed;
     }
+    std::size_t const size = CUPlatformDataGetLength(bytes.get());
     unsigned long long written = stream->WriteCFData(bytes.get(), 0, CUStream_Seek_Origin_Current);
-    return written == text.size() ? kCUStatusSuccess : kCUStatusXmlWriteFailed;
+    return written == size ? kCUStatusSuccess : kCUStatusXmlWriteFailed;
 }
 
 unsigned int CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(

@@ -202,5 +202,5 @@ class CU_EXPORT CUStringMac : public virtual CUObject {
 
   private:
     __CFString const* m_pString;
-    std::vector<char> m_buffer;
+    char* m_buffer = nullptr; ///< UTF-8 of operator char const*, its capacity kept in front
 };

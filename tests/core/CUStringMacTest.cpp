@@ -160,6 +160,15 @@ TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
     EXPECT_STREQ("first", static_cast<char const*>(s));
     s = CUStringMac("second, longer", CUString_CharCode_UTF8);
     EXPECT_STREQ("second, longer", static_cast<char const*>(s));
+    // A shorter text after a longer one: nothing of the longer one is left past its end.
+    s = CUStringMac("3rd", CUString_CharCode_UTF8);
+    EXPECT_STREQ("3rd", static_cast<char const*>(s));
+    s = CUStringMac("caf\xC3\xA9 \xE2\x98\xBA \xF0\x9F\x98\x80", CUString_CharCode_UTF8);
+    EXPECT_STREQ("caf\xC3\xA9 \xE2\x98\xBA \xF0\x9F\x98\x80", static_cast<char const*>(s));
+    // Copies do not share the buffer.
+    CUStringMac copy(s);
+    EXPECT_NE(static_cast<char const*>(copy), static_cast<char const*>(s));
+    EXPECT_STREQ(static_cast<char const*>(copy), static_cast<char const*>(s));
 }
 
 TEST(CUStringMac, EqualityFoldsCaseFullyButKeepsWidthAndComposition) {

@@ -181,3 +181,47 @@ TEST(PlatformText, ThreadsComparingTheSameTextsAgreeOnOneCachedKey) {
         vp::Release(t);
     }
 }
+
+TEST(PlatformText, DecodeUtf8ContentKeepsALeadingMarkAndSizesExactly) {
+    // The mark that Decode drops is content here.
+    vp::Text const* marked = vp::DecodeUTF8Content("\xEF\xBB\xBFx", 4);
+    ASSERT_NE(marked, nullptr);
+    EXPECT_EQ(str(marked), std::u16string(u"\uFEFFx"));
+    vp::Release(marked);
+
+    vp::Text const* ascii = vp::DecodeUTF8Content("plain ascii", 11);
+    ASSERT_NE(ascii, nullptr);
+    EXPECT_EQ(str(ascii), std::u16string(u"plain ascii"));
+    vp::Release(ascii);
+
+    // ASCII before and after multi-byte characters, a pair among them.
+    std::string const mixed = "ab\xC3\xA9"
+                              "cd\xE2\x98\xBA\xF0\x9F\x98\x80"
+                              "ef" +
+                              std::string(40, '\xC3') + "";
+    vp::Text const* bad = vp::DecodeUTF8Content(mixed.data(), mixed.size());
+    EXPECT_EQ(bad, nullptr); // lead bytes without continuation bytes
+    std::string const good = "ab\xC3\xA9"
+                             "cd\xE2\x98\xBA\xF0\x9F\x98\x80"
+                             "ef";
+    vp::Text const* text = vp::DecodeUTF8Content(good.data(), good.size());
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(str(text), std::u16string(u"ab\u00E9cd\u263A\U0001F600ef"));
+    vp::Release(text);
+
+    vp::Text const* empty = vp::DecodeUTF8Content("", 0);
+    EXPECT_EQ(empty, vp::EmptyText());
+    vp::Release(empty);
+}
+
+TEST(PlatformText, DecodeUtf8ContentOfLongNonAsciiTextIsExact) {
+    // Two bytes a character: the block made for one unit a byte is copied down to size.
+    std::string bytes;
+    for (int i = 0; i < 100; ++i) {
+        bytes += "\xC3\xA9";
+    }
+    vp::Text const* text = vp::DecodeUTF8Content(bytes.data(), bytes.size());
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(str(text), std::u16string(100, u'\u00E9'));
+    vp::Release(text);
+}

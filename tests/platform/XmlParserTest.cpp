@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 using varn::platform::EscapeXmlText;
 using varn::platform::ParseXml;
@@ -204,4 +206,63 @@ TEST(XmlParser, NestingIsBoundedAtTheMaximumDepth) {
     XmlParseResult deep = Parse(nested(varn::platform::kMaxXmlDepth + 1));
     EXPECT_FALSE(deep.ok);
     EXPECT_NE(deep.error.find("nested"), std::string::npos) << deep.error;
+}
+
+namespace {
+
+// Records the events of a parse as one line each.
+class EventLog : public varn::platform::XmlEvents {
+  public:
+    void StartElement(char const* name, char const* const* attributes) override {
+        std::string line = std::string("start ") + name;
+        for (std::size_t i = 0; attributes[i] != nullptr; i += 2) {
+            line += std::string(" ") + attributes[i] + "=" + attributes[i + 1];
+        }
+        lines.push_back(line);
+    }
+    void EndElement() override { lines.push_back("end"); }
+    void Text(std::string_view text) override { lines.push_back("text " + std::string(text)); }
+    void EntityReference(std::string_view name) override {
+        lines.push_back("ref " + std::string(name));
+    }
+    void ProcessingInstruction(std::string_view target, std::string_view data) override {
+        lines.push_back("pi " + std::string(target) + "|" + std::string(data));
+    }
+    void Refused(XmlPieceKind kind) override {
+        lines.push_back("refused " + std::to_string(static_cast<int>(kind)));
+    }
+    std::vector<std::string> lines;
+};
+
+} // namespace
+
+TEST(XmlParser, EventsArriveInDocumentOrderWithRunsAndReferencesApart) {
+    std::string const text = "<?xml version=\"1.0\"?>\n<r b=\"2\" a=\"x&amp;&#60;\">\n  "
+                             "one &lt; two&#32;<e/>\n<?p  d ?>&foo;three</r>";
+    EventLog log;
+    std::string error;
+    ASSERT_TRUE(varn::platform::ParseXml(text.data(), text.size(), log, &error)) << error;
+    std::vector<std::string> const expected = {"pi xml|version=\"1.0\"",
+                                               "start r b=2 a=x&<",
+                                               "text \n  one ",
+                                               "ref lt",
+                                               "text  two ",
+                                               "start e",
+                                               "end",
+                                               "pi p|d ",
+                                               "ref foo",
+                                               "text three",
+                                               "end"};
+    EXPECT_EQ(log.lines, expected);
+}
+
+TEST(XmlParser, EventsStopAtAnErrorAndRefusedKindsAreReported) {
+    std::string const text = "<a><!-- c --><b>x</b><![CDATA[y]]></a><bad";
+    EventLog log;
+    std::string error;
+    EXPECT_FALSE(varn::platform::ParseXml(text.data(), text.size(), log, &error));
+    EXPECT_FALSE(error.empty());
+    std::vector<std::string> const expected = {"start a", "refused 5", "start b", "text x",
+                                               "end",     "refused 7", "end"};
+    EXPECT_EQ(log.lines, expected);
 }

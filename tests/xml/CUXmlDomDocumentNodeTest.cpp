@@ -156,6 +156,69 @@ TEST(CUXmlDomDocumentNode, CommentCdataAndDoctypeFailTheLoad) {
     ASSERT_EQ(doc4->GetChildNodes()->Count(), 1u);
 }
 
+TEST(CUXmlDomDocumentNode, FailureKeepsOnlyTheTopLevelNodesBeforeIt) {
+    // Nodes are built while the document is read: the instructions before the failing root
+    // stay, the root with its finished children does not, and nothing after it is built.
+    auto doc = NewDoc();
+    EXPECT_EQ(LoadText(doc, "<?a 1?><?b 2?><r><x>t</x><y>&foo;</y><z/></r><?c 3?>"),
+              kCUStatusFailure);
+    ASSERT_EQ(doc->GetChildNodes()->Count(), 2u);
+    EXPECT_EQ(Utf8(Child(doc, 0)->GetNodeName()), "a");
+    EXPECT_EQ(Utf8(Child(doc, 1)->GetNodeName()), "b");
+}
+
+TEST(CUXmlDomDocumentNode, MalformedTailAddsNothingEvenAfterGoodNodes) {
+    auto doc = NewDoc();
+    EXPECT_EQ(LoadText(doc, "<?a 1?><r><x>t</x></r><bad"), kCUStatusFailure);
+    EXPECT_EQ(doc->GetChildNodes()->Count(), 0u);
+    // The same after a failure the model found first.
+    EXPECT_EQ(LoadText(doc, "<?a 1?><r><!-- c --></r><bad"), kCUStatusFailure);
+    EXPECT_EQ(doc->GetChildNodes()->Count(), 0u);
+}
+
+TEST(CUXmlDomDocumentNode, RepeatedNamesAndValuesAreSeparateStrings) {
+    // Equal names and values share their text inside the library, but every node owns its
+    // own string objects: assigning to one changes no other.
+    auto doc = NewDoc();
+    ASSERT_EQ(LoadText(doc, "<r><e k=\"v\">t</e><e k=\"v\">t</e></r>"), 0u);
+    CUSharedPtr<CUXmlDomNode> first = Child(RootOf(doc), 0);
+    CUSharedPtr<CUXmlDomNode> second = Child(RootOf(doc), 1);
+    ASSERT_NE(first->GetNodeName().get(), second->GetNodeName().get());
+    *first->GetNodeName() = CUStringMac("renamed", CUString_CharCode_UTF8);
+    *first->GetAttribute(Str("k")) = CUStringMac("w", CUString_CharCode_UTF8);
+    CUSharedPtr<CUXmlDomNode> firstText = Child(first, 0);
+    CUSharedPtr<CUXmlDomNode> secondText = Child(second, 0);
+    *firstText->GetNodeName() = CUStringMac("#changed", CUString_CharCode_UTF8);
+    *firstText->GetNodeValue() = CUStringMac("u", CUString_CharCode_UTF8);
+    EXPECT_EQ(Utf8(first->GetNodeName()), "renamed");
+    EXPECT_EQ(Utf8(second->GetNodeName()), "e");
+    EXPECT_EQ(Utf8(first->GetAttribute(Str("k"))), "w");
+    EXPECT_EQ(Utf8(second->GetAttribute(Str("k"))), "v");
+    EXPECT_EQ(Utf8(secondText->GetNodeName()), "#text");
+    EXPECT_EQ(Utf8(secondText->GetNodeValue()), "t");
+    EXPECT_EQ(second->GetNodeName()->GetRetainCount(), 2); // the node's and this expression's
+}
+
+TEST(CUXmlDomDocumentNode, LargeDocumentWritesAndLoadsBack) {
+    // Enough text and nodes to grow the writer's block many times.
+    std::string text = "<r>";
+    for (int i = 0; i < 5000; ++i) {
+        text += "<i n=\"" + std::to_string(i) + "\" s=\"a&amp;b\">x &lt; " + std::to_string(i) +
+                " \xC3\xA9</i>";
+    }
+    text += "</r>";
+    auto doc = NewDoc();
+    ASSERT_EQ(LoadText(doc, text), 0u);
+    CUSharedPtr<BufferStream> out(new BufferStream());
+    ASSERT_EQ(doc->WriteXml(out), 0u);
+    EXPECT_EQ(out->writeCalls, 1);
+    auto again = NewDoc();
+    ASSERT_EQ(LoadText(again, out->Bytes()), 0u);
+    EXPECT_EQ(Utf8(again->Description()), Utf8(doc->Description()));
+    CUSharedPtr<CUXmlDomNode> last = Child(RootOf(again), 4999);
+    EXPECT_EQ(Utf8(Child(last, 0)->GetNodeValue()), "x < 4999 \xC3\xA9");
+}
+
 TEST(CUXmlDomDocumentNode, LoadingTwiceAppendsASecondCopy) {
     auto doc = NewDoc();
     ASSERT_EQ(LoadText(doc, "<?xml version=\"1.0\"?><a>t</a>"), 0u);
