@@ -445,7 +445,8 @@ void CULog::WriteLogWithFormat(unsigned int level, CUSharedPtr<CUStringMac> form
         // The format's UTF-8, as the formatting of strings reads it, is kept while the same
         // text comes back (a text never changes; it is retained while cached).
         __CFString const* formatText = format->GetCFStringRef();
-        bool const plain = typeid(*format) == typeid(CUStringMac);
+        CUStringMac const& formatObject = *format;
+        bool const plain = typeid(formatObject) == typeid(CUStringMac);
         if (!plain || formatText == nullptr || formatText != files->patternText) {
             CUStringMac copy(format);
             char const* pattern = copy;

@@ -114,6 +114,9 @@ class CU_EXPORT CUDateTime : public CUObject {
     /// True when both dates are non-null and the instants are equal; two null dates are not
     /// equal.
     virtual bool operator==(CUDateTime const& other);
+    /// The same, for a modifiable operand: with it `a == b` has one best reading in C++20 instead
+    /// of a tie with the reversed `b == a`.
+    bool operator==(CUDateTime& other) { return operator==(static_cast<CUDateTime const&>(other)); }
 
     /// True when both dates are non-null and this instant is earlier.
     virtual bool operator<(CUDateTime const& other) const;
