@@ -44,7 +44,13 @@ int CUDictionaryKeyOrder::Compare(CUDictionaryKeyInfo const& a, CUDictionaryKeyI
     // texts, keys alike in their first bytes, keys from another locale) goes the full way.
     if (a.generation == b.generation && a.generation != 0) {
         std::uint32_t const n = std::min({a.length, b.length, CUDictionaryKeyInfo::kUnits});
-        if (!std::equal(a.units, a.units + n, b.units)) {
+        bool const samePrefix = std::equal(a.units, a.units + n, b.units);
+        // Texts held whole in the copied units and equal there are the same text: equal in
+        // any order, without reading the texts themselves (what a found key's last steps do).
+        if (samePrefix && a.length == b.length && a.length <= CUDictionaryKeyInfo::kUnits) {
+            return 0;
+        }
+        if (!samePrefix) {
             std::uint32_t const m =
                 std::min({a.keySize, b.keySize, CUDictionaryKeyInfo::kKeyBytes});
             int const c = std::memcmp(a.keyBytes, b.keyBytes, m);

@@ -29,7 +29,7 @@
 /// the tree node: the key's length, its first units and the leading bytes of its collation
 /// key. The order it gives is exactly that of CUStringMac::operator<.
 struct CU_EXPORT CUDictionaryKeyInfo {
-    static constexpr unsigned kUnits = 8;     ///< leading UTF-16 units kept
+    static constexpr unsigned kUnits = 16;    ///< leading UTF-16 units kept
     static constexpr unsigned kKeyBytes = 24; ///< leading collation-key bytes kept
 
     /// Records `text` (not retained; may be null) and copies what the comparison needs.
