@@ -1,5 +1,6 @@
 // CUDirectoryInfoTest.cpp — folder entries: creation with ancestors, deletion, listing, trash.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUDirectoryInfo.h>
@@ -12,7 +13,9 @@
 #include <set>
 #include <string>
 
+using varn::test::CodeOf;
 using varn::test::ReadFile;
+using varn::test::Str;
 using varn::test::TempFolder;
 using varn::test::WriteFile;
 
@@ -34,19 +37,6 @@ class PrivateHome : public ::testing::Environment {
 
 ::testing::Environment* const privateHome = ::testing::AddGlobalTestEnvironment(new PrivateHome);
 
-CUSharedPtr<CUStringMac> str(std::string const& text) {
-    return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
-}
-
-template <typename F> unsigned int codeOf(F&& f) {
-    try {
-        f();
-    } catch (unsigned int code) {
-        return code;
-    }
-    return 0;
-}
-
 std::set<std::string> names(CUSharedPtr<CUArray> items) {
     std::set<std::string> result;
     for (unsigned long i = 0; i < items->Count(); ++i) {
@@ -63,28 +53,28 @@ std::set<std::string> names(CUSharedPtr<CUArray> items) {
 TEST(CUDirectoryInfo, CreateMakesEveryMissingLevel) {
     TempFolder dir;
     std::string deep = dir.File("a/b/c");
-    CUSharedPtr<CUDirectoryInfo> made = CUDirectory::CreateDirectory(str(deep));
+    CUSharedPtr<CUDirectoryInfo> made = CUDirectory::CreateDirectory(Str(deep));
     ASSERT_TRUE(made);
     EXPECT_TRUE(std::filesystem::is_directory(deep));
     EXPECT_NO_THROW(made->Create()); // exists: nothing to do
     // A trailing separator leaves no name to create: the level fails.
-    EXPECT_EQ(4u, codeOf([&] { CUDirectoryInfo(str(dir.File("t/"))).Create(); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectoryInfo(Str(dir.File("t/"))).Create(); }));
 }
 
 TEST(CUDirectoryInfo, CreateBelowAFileFailsWith4AndKeepsWhatItMade) {
     TempFolder dir;
     WriteFile(dir.File("file"), "x");
-    EXPECT_EQ(4u, codeOf([&] { CUDirectory::CreateDirectory(str(dir.File("file/sub/x"))); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::CreateDirectory(Str(dir.File("file/sub/x"))); }));
     EXPECT_TRUE(std::filesystem::is_regular_file(dir.File("file")));
 }
 
 TEST(CUDirectoryInfo, CreateDirectoryNeedsAnExistingParent) {
     TempFolder dir;
-    EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(str(dir.File("x/y"))));
-    EXPECT_TRUE(CUDirectoryInfo::CreateDirectory(str(dir.File("x"))));
-    EXPECT_TRUE(CUDirectoryInfo::CreateDirectory(str(dir.File("x")))); // already there
+    EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(Str(dir.File("x/y"))));
+    EXPECT_TRUE(CUDirectoryInfo::CreateDirectory(Str(dir.File("x"))));
+    EXPECT_TRUE(CUDirectoryInfo::CreateDirectory(Str(dir.File("x")))); // already there
     EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(CUSharedPtr<CUStringMac>()));
-    EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(str("relative-without-separator")));
+    EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(Str("relative-without-separator")));
 }
 
 TEST(CUDirectoryInfo, DeleteNeedsAnEmptyExistingFolder) {
@@ -92,11 +82,11 @@ TEST(CUDirectoryInfo, DeleteNeedsAnEmptyExistingFolder) {
     std::filesystem::create_directory(dir.File("full"));
     WriteFile(dir.File("full/f"), "x");
     WriteFile(dir.File("file"), "x");
-    EXPECT_EQ(4u, codeOf([&] { CUDirectory::Delete(str(dir.File("full"))); }));
-    EXPECT_EQ(3u, codeOf([&] { CUDirectory::Delete(str(dir.File("file"))); }));
-    EXPECT_EQ(3u, codeOf([&] { CUDirectory::Delete(str(dir.File("missing"))); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("full"))); }));
+    EXPECT_EQ(3u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("file"))); }));
+    EXPECT_EQ(3u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("missing"))); }));
     std::filesystem::create_directory(dir.File("empty"));
-    CUDirectory::Delete(str(dir.File("empty")));
+    CUDirectory::Delete(Str(dir.File("empty")));
     EXPECT_FALSE(std::filesystem::exists(dir.File("empty")));
 }
 
@@ -106,7 +96,7 @@ TEST(CUDirectoryInfo, RecursiveDeleteEmptiesAndRemovesTheTree) {
     WriteFile(dir.File("t/f1"), "1");
     WriteFile(dir.File("t/a/f2"), "2");
     WriteFile(dir.File("t/a/b/f3"), "3");
-    CUDirectory::Delete(str(dir.File("t")), true);
+    CUDirectory::Delete(Str(dir.File("t")), true);
     EXPECT_FALSE(std::filesystem::exists(dir.File("t")));
 }
 
@@ -117,13 +107,13 @@ TEST(CUDirectoryInfo, RecursiveDeleteNeverFollowsALinkOutOfTheTree) {
     std::filesystem::create_directories(dir.File("t/sub"));
     std::filesystem::create_directory_symlink(outside.Path(), dir.File("t/sub/link"));
     std::filesystem::create_symlink(outside.File("precious"), dir.File("t/filelink"));
-    CUDirectory::Delete(str(dir.File("t")), true);
+    CUDirectory::Delete(Str(dir.File("t")), true);
     EXPECT_FALSE(std::filesystem::exists(dir.File("t")));
     EXPECT_EQ("keep me", ReadFile(outside.File("precious")));
 
     // A link given as the tree itself is not descended into either.
     std::filesystem::create_directory_symlink(outside.Path(), dir.File("rootlink"));
-    EXPECT_EQ(4u, codeOf([&] { CUDirectory::Delete(str(dir.File("rootlink")), true); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("rootlink")), true); }));
     EXPECT_EQ("keep me", ReadFile(outside.File("precious")));
 }
 
@@ -134,8 +124,8 @@ TEST(CUDirectoryInfo, ListingsSeparateFoldersFromFilesAndTreatLinksAsFiles) {
     WriteFile(dir.File(".hidden"), "h");
     std::filesystem::create_directory(dir.File("sub"));
     std::filesystem::create_directory_symlink(dir.File("sub"), dir.File("link"));
-    CUSharedPtr<CUArray> files = CUDirectory::GetFiles(str(dir.Path().string()));
-    CUSharedPtr<CUArray> folders = CUDirectory::GetDirectories(str(dir.Path().string()));
+    CUSharedPtr<CUArray> files = CUDirectory::GetFiles(Str(dir.Path().string()));
+    CUSharedPtr<CUArray> folders = CUDirectory::GetDirectories(Str(dir.Path().string()));
     EXPECT_EQ((std::set<std::string>{"one", "two", ".hidden", "link"}), names(files));
     EXPECT_EQ((std::set<std::string>{"sub"}), names(folders));
     CUSharedPtr<CUFileInfo> first = files->ObjectAtIndex(0);
@@ -148,26 +138,26 @@ TEST(CUDirectoryInfo, ListingsSeparateFoldersFromFilesAndTreatLinksAsFiles) {
 
 TEST(CUDirectoryInfo, ListingAnEmptyFolderGivesAnEmptyArrayAndANonFolderThrows4) {
     TempFolder dir;
-    CUSharedPtr<CUArray> none = CUDirectory::GetFiles(str(dir.Path().string()));
+    CUSharedPtr<CUArray> none = CUDirectory::GetFiles(Str(dir.Path().string()));
     ASSERT_TRUE(none);
     EXPECT_EQ(0u, none->Count());
     WriteFile(dir.File("f"), "x");
-    EXPECT_EQ(4u, codeOf([&] { CUDirectory::GetFiles(str(dir.File("f"))); }));
-    EXPECT_EQ(4u, codeOf([&] { CUDirectory::GetDirectories(str(dir.File("missing"))); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::GetFiles(Str(dir.File("f"))); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::GetDirectories(Str(dir.File("missing"))); }));
 }
 
 TEST(CUDirectoryInfo, StaticsRefuseNullAndEmptyPaths) {
     CUStringMac empty("", CUString_CharCode_UTF8);
-    EXPECT_EQ(2u, codeOf([] { CUDirectory::Delete(CUSharedPtr<CUStringMac>()); }));
-    EXPECT_EQ(2u, codeOf([] { CUDirectory::GetFiles(static_cast<CUStringMac*>(nullptr)); }));
-    EXPECT_EQ(1u, codeOf([&] { CUDirectory::Delete(&empty, true); }));
+    EXPECT_EQ(2u, CodeOf([] { CUDirectory::Delete(CUSharedPtr<CUStringMac>()); }));
+    EXPECT_EQ(2u, CodeOf([] { CUDirectory::GetFiles(static_cast<CUStringMac*>(nullptr)); }));
+    EXPECT_EQ(1u, CodeOf([&] { CUDirectory::Delete(&empty, true); }));
 }
 
 TEST(CUDirectoryInfo, RecyclePutsTheFolderInTheTrashWithItsInfoFile) {
     TempFolder dir;
     std::filesystem::create_directory(dir.File("old stuff"));
     WriteFile(dir.File("old stuff/f"), "x");
-    CUDirectory::Recycle(str(dir.File("old stuff")));
+    CUDirectory::Recycle(Str(dir.File("old stuff")));
     EXPECT_FALSE(std::filesystem::exists(dir.File("old stuff")));
     std::filesystem::path trash = PrivateHome::DataHome() / "Trash";
     EXPECT_EQ("x", ReadFile((trash / "files" / "old stuff" / "f").string()));
@@ -179,5 +169,5 @@ TEST(CUDirectoryInfo, RecyclePutsTheFolderInTheTrashWithItsInfoFile) {
 
 TEST(CUDirectoryInfo, RecycleOfAMissingFolderThrows3) {
     TempFolder dir;
-    EXPECT_EQ(3u, codeOf([&] { CUDirectory::Recycle(str(dir.File("missing"))); }));
+    EXPECT_EQ(3u, CodeOf([&] { CUDirectory::Recycle(Str(dir.File("missing"))); }));
 }

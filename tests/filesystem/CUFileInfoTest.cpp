@@ -1,6 +1,7 @@
 // CUFileInfoTest.cpp — file entries: names, sizes, deletion, plain copies, copies and moves
 // with progress and cancellation.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 #include "support/Permissions.h"
 
 #include <VarnUtilityLib/CUFile.h>
@@ -14,24 +15,13 @@
 #include <string>
 #include <vector>
 
+using varn::test::CodeOf;
 using varn::test::ReadFile;
+using varn::test::Str;
 using varn::test::TempFolder;
 using varn::test::WriteFile;
 
 namespace {
-
-CUSharedPtr<CUStringMac> str(std::string const& text) {
-    return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
-}
-
-template <typename F> unsigned int codeOf(F&& f) {
-    try {
-        f();
-    } catch (unsigned int code) {
-        return code;
-    }
-    return 0;
-}
 
 std::string text(CUSharedPtr<CUStringMac> s) {
     char const* p = *s;
@@ -64,12 +54,12 @@ bool record(unsigned long long total, unsigned long long completed, void* data) 
 
 TEST(CUFileSysytemInfo, ConstructorsRefuseEmptyAndNullPaths) {
     CUStringMac empty("", CUString_CharCode_UTF8);
-    EXPECT_EQ(1u, codeOf([&] { CUFileInfo f(empty); }));
-    EXPECT_EQ(2u, codeOf([] { CUFileInfo f{CUSharedPtr<CUStringMac>()}; }));
+    EXPECT_EQ(1u, CodeOf([&] { CUFileInfo f(empty); }));
+    EXPECT_EQ(2u, CodeOf([] { CUFileInfo f{CUSharedPtr<CUStringMac>()}; }));
 }
 
 TEST(CUFileSysytemInfo, DescriptionEndsWithThePathAndNothingBetween) {
-    CUFileInfo f(str("/tmp/some file"));
+    CUFileInfo f(Str("/tmp/some file"));
     std::string base = text(f.CUObject::Description());
     EXPECT_EQ(base + "/tmp/some file", text(f.Description()));
 }
@@ -77,8 +67,8 @@ TEST(CUFileSysytemInfo, DescriptionEndsWithThePathAndNothingBetween) {
 TEST(CUFileSysytemInfo, RenameMovesWithinTheFolderAndUpdatesTheName) {
     TempFolder dir;
     WriteFile(dir.File("a.txt"), "abc");
-    CUFileInfo f(str(dir.File("a.txt")));
-    f.Rename(str("b.txt"));
+    CUFileInfo f(Str(dir.File("a.txt")));
+    f.Rename(Str("b.txt"));
     EXPECT_EQ(dir.File("b.txt"), text(f.GetFullName()));
     EXPECT_EQ("abc", ReadFile(dir.File("b.txt")));
     EXPECT_FALSE(std::filesystem::exists(dir.File("a.txt")));
@@ -88,27 +78,27 @@ TEST(CUFileSysytemInfo, RenameRefusesTakenNamesMissingEntriesAndBadArguments) {
     TempFolder dir;
     WriteFile(dir.File("a"), "1");
     WriteFile(dir.File("b"), "2");
-    CUFileInfo f(str(dir.File("a")));
-    EXPECT_EQ(4u, codeOf([&] { f.Rename(str("b")); }));
+    CUFileInfo f(Str(dir.File("a")));
+    EXPECT_EQ(4u, CodeOf([&] { f.Rename(Str("b")); }));
     EXPECT_EQ("2", ReadFile(dir.File("b")));
-    EXPECT_EQ(2u, codeOf([&] { f.Rename(CUSharedPtr<CUStringMac>()); }));
-    EXPECT_EQ(1u, codeOf([&] { f.Rename(str("")); }));
-    CUFileInfo missing(str(dir.File("nothing")));
-    EXPECT_EQ(4u, codeOf([&] { missing.Rename(str("c")); }));
+    EXPECT_EQ(2u, CodeOf([&] { f.Rename(CUSharedPtr<CUStringMac>()); }));
+    EXPECT_EQ(1u, CodeOf([&] { f.Rename(Str("")); }));
+    CUFileInfo missing(Str(dir.File("nothing")));
+    EXPECT_EQ(4u, CodeOf([&] { missing.Rename(Str("c")); }));
 }
 
 TEST(CUFileSysytemInfo, RenameNeverMovesAndLeavesOverlongNamesAlone) {
     TempFolder dir;
     std::filesystem::create_directory(dir.File("sub"));
     WriteFile(dir.File("a"), "1");
-    CUFileInfo f(str(dir.File("a")));
-    f.Rename(str("sub/x")); // a '/' is stored as ':' on disk
+    CUFileInfo f(Str(dir.File("a")));
+    f.Rename(Str("sub/x")); // a '/' is stored as ':' on disk
     EXPECT_TRUE(std::filesystem::exists(dir.File("sub:x")));
     EXPECT_FALSE(std::filesystem::exists(dir.File("sub/x")));
 
     WriteFile(dir.File("b"), "2");
-    CUFileInfo g(str(dir.File("b")));
-    g.Rename(str(std::string(300, 'n')));
+    CUFileInfo g(Str(dir.File("b")));
+    g.Rename(Str(std::string(300, 'n')));
     EXPECT_EQ(dir.File("b"), text(g.GetFullName()));
     EXPECT_TRUE(std::filesystem::exists(dir.File("b")));
 }
@@ -116,18 +106,18 @@ TEST(CUFileSysytemInfo, RenameNeverMovesAndLeavesOverlongNamesAlone) {
 TEST(CUFileInfo, LengthIsTheDataSizeAndZeroForMissingFilesAndFolders) {
     TempFolder dir;
     WriteFile(dir.File("f"), std::string(12345, 'q'));
-    EXPECT_EQ(12345u, CUFileInfo(str(dir.File("f"))).Length());
-    EXPECT_EQ(0u, CUFileInfo(str(dir.File("missing"))).Length());
-    EXPECT_EQ(0u, CUFileInfo(str(dir.Path().string())).Length());
+    EXPECT_EQ(12345u, CUFileInfo(Str(dir.File("f"))).Length());
+    EXPECT_EQ(0u, CUFileInfo(Str(dir.File("missing"))).Length());
+    EXPECT_EQ(0u, CUFileInfo(Str(dir.Path().string())).Length());
 }
 
 TEST(CUFileInfo, DeleteRemovesFilesIgnoresMissingOnesAndRefusesFolders) {
     TempFolder dir;
     WriteFile(dir.File("f"), "x");
-    CUFile::Delete(str(dir.File("f")));
+    CUFile::Delete(Str(dir.File("f")));
     EXPECT_FALSE(std::filesystem::exists(dir.File("f")));
-    EXPECT_EQ(0u, codeOf([&] { CUFile::Delete(str(dir.File("f"))); }));
-    EXPECT_EQ(7u, codeOf([&] { CUFile::Delete(str(dir.Path().string())); }));
+    EXPECT_EQ(0u, CodeOf([&] { CUFile::Delete(Str(dir.File("f"))); }));
+    EXPECT_EQ(7u, CodeOf([&] { CUFile::Delete(Str(dir.Path().string())); }));
 }
 
 TEST(CUFileInfo, DeleteRemovesALinkToAFolderButNotTheFolder) {
@@ -135,7 +125,7 @@ TEST(CUFileInfo, DeleteRemovesALinkToAFolderButNotTheFolder) {
     TempFolder outside;
     WriteFile(outside.File("keep"), "k");
     std::filesystem::create_directory_symlink(outside.Path(), dir.File("link"));
-    CUFile::Delete(str(dir.File("link")));
+    CUFile::Delete(Str(dir.File("link")));
     EXPECT_FALSE(std::filesystem::is_symlink(dir.File("link")));
     EXPECT_EQ("k", ReadFile(outside.File("keep")));
 }
@@ -150,21 +140,21 @@ TEST(CUFileInfo, DeleteReportsARefusalAs8) {
     WriteFile(dir.File("ro/f"), "x");
     std::filesystem::permissions(dir.File("ro"), std::filesystem::perms::owner_read |
                                                      std::filesystem::perms::owner_exec);
-    EXPECT_EQ(8u, codeOf([&] { CUFile::Delete(str(dir.File("ro/f"))); }));
+    EXPECT_EQ(8u, CodeOf([&] { CUFile::Delete(Str(dir.File("ro/f"))); }));
     std::filesystem::permissions(dir.File("ro"), std::filesystem::perms::owner_all);
 }
 
 TEST(CUFileInfo, PlainCopyNeverReplacesAndKeepsTheBytes) {
     TempFolder dir;
     WriteFile(dir.File("src"), "hello");
-    EXPECT_EQ(0u, CUFile::Copy(str(dir.File("src")), str(dir.File("dst"))));
+    EXPECT_EQ(0u, CUFile::Copy(Str(dir.File("src")), Str(dir.File("dst"))));
     EXPECT_EQ("hello", ReadFile(dir.File("dst")));
     WriteFile(dir.File("other"), "old");
-    EXPECT_EQ(0x10003u, CUFile::Copy(str(dir.File("src")), str(dir.File("other"))));
+    EXPECT_EQ(0x10003u, CUFile::Copy(Str(dir.File("src")), Str(dir.File("other"))));
     EXPECT_EQ("old", ReadFile(dir.File("other")));
-    EXPECT_EQ(0x10001u, CUFile::Copy(str(dir.File("missing")), str(dir.File("x"))));
-    EXPECT_EQ(0x10001u, CUFile::Copy(str(dir.File("src")), CUSharedPtr<CUStringMac>()));
-    EXPECT_EQ(0x10003u, CUFile::Copy(str(dir.File("src")), str(dir.File("no/such/folder/x"))));
+    EXPECT_EQ(0x10001u, CUFile::Copy(Str(dir.File("missing")), Str(dir.File("x"))));
+    EXPECT_EQ(0x10001u, CUFile::Copy(Str(dir.File("src")), CUSharedPtr<CUStringMac>()));
+    EXPECT_EQ(0x10003u, CUFile::Copy(Str(dir.File("src")), Str(dir.File("no/such/folder/x"))));
 }
 
 TEST(CUFileInfo, ChecksBeforeACopyThrowTheirCodes) {
@@ -173,13 +163,13 @@ TEST(CUFileInfo, ChecksBeforeACopyThrowTheirCodes) {
     WriteFile(dir.File("dst"), "old");
     Progress p;
     _CopyProgress_Info info{record, &p, nullptr};
-    CUFileInfo src(str(dir.File("src")));
-    EXPECT_EQ(2u, codeOf([&] { src.CopyWithProgress(str(dir.File("x")), nullptr, false); }));
-    EXPECT_EQ(2u, codeOf([&] { src.CopyWithProgress(CUSharedPtr<CUStringMac>(), &info, false); }));
-    EXPECT_EQ(1u, codeOf([&] { src.CopyWithProgress(str(""), &info, false); }));
-    CUFileInfo missing(str(dir.File("missing")));
-    EXPECT_EQ(9u, codeOf([&] { missing.CopyWithProgress(str(dir.File("x")), &info, false); }));
-    EXPECT_EQ(4u, codeOf([&] { src.CopyWithProgress(str(dir.File("dst")), &info, false); }));
+    CUFileInfo src(Str(dir.File("src")));
+    EXPECT_EQ(2u, CodeOf([&] { src.CopyWithProgress(Str(dir.File("x")), nullptr, false); }));
+    EXPECT_EQ(2u, CodeOf([&] { src.CopyWithProgress(CUSharedPtr<CUStringMac>(), &info, false); }));
+    EXPECT_EQ(1u, CodeOf([&] { src.CopyWithProgress(Str(""), &info, false); }));
+    CUFileInfo missing(Str(dir.File("missing")));
+    EXPECT_EQ(9u, CodeOf([&] { missing.CopyWithProgress(Str(dir.File("x")), &info, false); }));
+    EXPECT_EQ(4u, CodeOf([&] { src.CopyWithProgress(Str(dir.File("dst")), &info, false); }));
     EXPECT_EQ("old", ReadFile(dir.File("dst")));
     EXPECT_TRUE(p.calls.empty());
 }
@@ -189,8 +179,8 @@ TEST(CUFileInfo, CopyReportsNonDecreasingProgressEndingAtTheTotal) {
     makeLargeFile(dir.File("src"), 24u << 20);
     Progress p;
     _CopyProgress_Info info{record, &p, nullptr};
-    CUFileInfo src(str(dir.File("src")));
-    EXPECT_EQ(0u, src.CopyWithProgress(str(dir.File("dst")), &info, false));
+    CUFileInfo src(Str(dir.File("src")));
+    EXPECT_EQ(0u, src.CopyWithProgress(Str(dir.File("dst")), &info, false));
     EXPECT_EQ(&src, info.owner);
     ASSERT_FALSE(p.calls.empty());
     for (std::size_t i = 0; i < p.calls.size(); ++i) {
@@ -209,7 +199,7 @@ TEST(CUFileInfo, OverwriteReplacesTheDestination) {
     WriteFile(dir.File("dst"), "old contents that were longer");
     _CopyProgress_Info info{nullptr, nullptr, nullptr};
     EXPECT_EQ(0u,
-              CUFile::CopyWithProgress(str(dir.File("src")), str(dir.File("dst")), &info, true));
+              CUFile::CopyWithProgress(Str(dir.File("src")), Str(dir.File("dst")), &info, true));
     EXPECT_EQ("new contents", ReadFile(dir.File("dst")));
 }
 
@@ -220,7 +210,7 @@ TEST(CUFileInfo, CancelledCopyLeavesNoPartialFileAndReturnsZero) {
     p.stopAfter = 1;
     _CopyProgress_Info info{record, &p, nullptr};
     EXPECT_EQ(0u,
-              CUFile::CopyWithProgress(str(dir.File("src")), str(dir.File("dst")), &info, false));
+              CUFile::CopyWithProgress(Str(dir.File("src")), Str(dir.File("dst")), &info, false));
     EXPECT_EQ(1u, p.calls.size()); // nothing is reported after the callback said stop
     EXPECT_FALSE(std::filesystem::exists(dir.File("dst")));
     EXPECT_EQ(64u << 20, std::filesystem::file_size(dir.File("src")));
@@ -230,9 +220,9 @@ TEST(CUFileInfo, CopyIntoAMissingFolderReportsFailure) {
     TempFolder dir;
     WriteFile(dir.File("src"), "x");
     _CopyProgress_Info info{nullptr, nullptr, nullptr};
-    EXPECT_EQ(0x10003u, CUFile::CopyWithProgress(str(dir.File("src")), str(dir.File("none/dst")),
+    EXPECT_EQ(0x10003u, CUFile::CopyWithProgress(Str(dir.File("src")), Str(dir.File("none/dst")),
                                                  &info, false));
-    EXPECT_EQ(0x10004u, CUFile::MoveWithProgress(str(dir.File("src")), str(dir.File("none/dst")),
+    EXPECT_EQ(0x10004u, CUFile::MoveWithProgress(Str(dir.File("src")), Str(dir.File("none/dst")),
                                                  &info, false));
     EXPECT_EQ("x", ReadFile(dir.File("src")));
 }
@@ -245,7 +235,7 @@ TEST(CUFileInfo, MoveOnOneFileSystemRenames) {
     Progress p;
     _CopyProgress_Info info{record, &p, nullptr};
     EXPECT_EQ(0u,
-              CUFile::MoveWithProgress(str(dir.File("src")), str(dir.File("dst")), &info, false));
+              CUFile::MoveWithProgress(Str(dir.File("src")), Str(dir.File("dst")), &info, false));
     struct stat after {};
     ASSERT_EQ(0, ::stat(dir.File("dst").c_str(), &after));
     EXPECT_EQ(before.st_ino, after.st_ino);
@@ -265,7 +255,7 @@ TEST(CUFileInfo, MoveAcrossFileSystemsCopiesThenDeletes) {
     std::string dest = "/dev/shm/varn-move-" + std::to_string(::getpid());
     Progress p;
     _CopyProgress_Info info{record, &p, nullptr};
-    EXPECT_EQ(0u, CUFile::MoveWithProgress(str(dir.File("src")), str(dest), &info, false));
+    EXPECT_EQ(0u, CUFile::MoveWithProgress(Str(dir.File("src")), Str(dest), &info, false));
     EXPECT_EQ(std::string(100000, 'm'), ReadFile(dest));
     EXPECT_FALSE(std::filesystem::exists(dir.File("src")));
     ASSERT_FALSE(p.calls.empty());
@@ -276,11 +266,11 @@ TEST(CUFileInfo, MoveAcrossFileSystemsCopiesThenDeletes) {
 TEST(CUFileInfo, WaitFileNotExistChecksTheGivenNumberOfTimes) {
     TempFolder dir;
     WriteFile(dir.File("stays"), "x");
-    CUFileInfo f(str(dir.File("stays")));
+    CUFileInfo f(Str(dir.File("stays")));
     auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(f.z_WaitFileNotExist(str(dir.File("stays")), 3));
+    EXPECT_FALSE(f.z_WaitFileNotExist(Str(dir.File("stays")), 3));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(290));
-    EXPECT_FALSE(f.z_WaitFileNotExist(str(dir.File("missing")), 0));
-    EXPECT_TRUE(f.z_WaitFileNotExist(str(dir.File("missing")), 1));
+    EXPECT_FALSE(f.z_WaitFileNotExist(Str(dir.File("missing")), 0));
+    EXPECT_TRUE(f.z_WaitFileNotExist(Str(dir.File("missing")), 1));
     EXPECT_FALSE(f.z_WaitFileNotExist(CUSharedPtr<CUStringMac>(), 5));
 }

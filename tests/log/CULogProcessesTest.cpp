@@ -2,6 +2,7 @@
 // while logging. Each scenario runs in forked children, which report broken expectations
 // through a pipe, one a line.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 #include "support/SmallDisk.h"
 
 #include <VarnUtilityLib/CULog.h>
@@ -24,15 +25,12 @@
 #include <vector>
 
 using varn::test::ReadFile;
+using varn::test::Str;
 using varn::test::TempFolder;
 
 namespace fs = std::filesystem;
 
 namespace {
-
-CUSharedPtr<CUStringMac> str(std::string const& text) {
-    return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
-}
 
 struct Child {
     pid_t pid;
@@ -102,7 +100,7 @@ TEST(CULogProcesses, TwoProcessesOfFourThreadsShareOneRingLosingNoLine) {
     std::vector<Child> children;
     for (int p = 0; p < kProcesses; ++p) {
         children.push_back(StartChild([&folder, p](int) {
-            CULog::InitializeWithName(str(folder), str("R"), 3);
+            CULog::InitializeWithName(Str(folder), Str("R"), 3);
             std::vector<std::thread> writers;
             for (int t = 0; t < kThreads; ++t) {
                 writers.emplace_back([p, t] {
@@ -163,7 +161,7 @@ TEST(CULogProcesses, FileSizeLimitLosesOneWholeLineAndLoggingRecovers) {
         varn::test::ChildReport report{fd};
         std::signal(SIGXFSZ, SIG_IGN);
         CULog log;
-        if (log.Init(str(folder), str("L"), 3) != 0) {
+        if (log.Init(Str(folder), Str("L"), 3) != 0) {
             report.Fail("Init failed");
             return;
         }
@@ -176,16 +174,16 @@ TEST(CULogProcesses, FileSizeLimitLosesOneWholeLineAndLoggingRecovers) {
             return;
         }
         int written = 0;
-        while (written < 100 && log.WriteFileString(str("line " + std::to_string(written) + " " +
+        while (written < 100 && log.WriteFileString(Str("line " + std::to_string(written) + " " +
                                                         std::string(40, 'x') + "\r\n"))) {
             ++written;
         }
         report.Expect(written > 0 && written < 100,
                       "the limit stops a line, not the first: " + std::to_string(written));
-        report.Expect(!log.WriteFileString(str("still too long " + std::string(40, 'y') + "\r\n")),
+        report.Expect(!log.WriteFileString(Str("still too long " + std::string(40, 'y') + "\r\n")),
                       "a line past the limit is reported lost");
         setrlimit(RLIMIT_FSIZE, &lifted);
-        report.Expect(log.WriteFileString(str("after\r\n")),
+        report.Expect(log.WriteFileString(Str("after\r\n")),
                       "the first line after lifting the limit is written");
     });
     ASSERT_GT(child.pid, 0);
@@ -206,12 +204,12 @@ TEST(CULogProcesses, FullDiskLosesWholeLinesAndLoggingRecovers) {
     std::string const root = dir.Path().string();
     varn::test::RunOnSmallDisk(root, "64k", [&root](varn::test::ChildReport& report) {
         CULog log;
-        report.Expect(log.Init(str(root), str("D"), 3) == 0, "Init on the small disk");
+        report.Expect(log.Init(Str(root), Str("D"), 3) == 0, "Init on the small disk");
         // Lines first, so that the file ends inside a block the filler cannot take: the line
         // that crosses into the next block is the one cut short.
         int written = 0;
         auto line = [&written] {
-            return str("line " + std::to_string(written) + " " + std::string(60, 'x') + "\r\n");
+            return Str("line " + std::to_string(written) + " " + std::string(60, 'x') + "\r\n");
         };
         for (; written < 10; ++written) {
             report.Expect(log.WriteFileString(line()), "a line before the disk fills");
@@ -227,7 +225,7 @@ TEST(CULogProcesses, FullDiskLosesWholeLinesAndLoggingRecovers) {
                       "whole lines only: " + std::to_string(lines.size()) + " lines for " +
                           std::to_string(written) + " written");
         std::remove(filler.c_str());
-        report.Expect(log.WriteFileString(str("after\r\n")), "a line once space is back");
+        report.Expect(log.WriteFileString(Str("after\r\n")), "a line once space is back");
         lines = LinesOf(ReadFile(root + "/D0.log"));
         report.Expect(!lines.empty() && lines.back() == "after", "it follows the earlier lines");
     });

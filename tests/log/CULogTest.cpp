@@ -1,6 +1,7 @@
 // CULogTest.cpp — the ring-of-ten-files log: lines, levels, rotation, continuation, the single
 // instance, concurrent writers and the system report.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CULog.h>
 
@@ -17,16 +18,13 @@
 #include <vector>
 
 using varn::test::ReadFile;
+using varn::test::Str;
 using varn::test::TempFolder;
 using varn::test::WriteFile;
 
 namespace fs = std::filesystem;
 
 namespace {
-
-CUSharedPtr<CUStringMac> str(std::string const& text) {
-    return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
-}
 
 std::string text(CUSharedPtr<CUStringMac> const& s) {
     std::string out;
@@ -39,7 +37,7 @@ std::string text(CUSharedPtr<CUStringMac> const& s) {
 // Every test leaves no instance behind, whatever it asserted.
 struct LogSession {
     LogSession(std::string const& folder, std::string const& name, unsigned int level) {
-        CULog::InitializeWithName(str(folder), str(name), level);
+        CULog::InitializeWithName(Str(folder), Str(name), level);
     }
     ~LogSession() { CULog::Terminate(); }
     LogSession(LogSession const&) = delete;
@@ -104,7 +102,7 @@ TEST(CULog, LevelsAboveTheInstanceLevelAreDroppedAndUnknownOnesAreDebug) {
 TEST(CULog, ExpandedPercentSignsAreWrittenLiterally) {
     TempFolder dir;
     LogSession session(dir.Path().string(), "P", 3);
-    CULog::Write(3, str("%s"), "100%d %s%%");
+    CULog::Write(3, Str("%s"), "100%d %s%%");
     CULog::Write(3, "plain %%d");
     std::vector<std::string> lines = linesOf(ReadFile(dir.File("P0.log")));
     ASSERT_EQ(2u, lines.size());
@@ -120,12 +118,12 @@ TEST(CULog, MessagesReadAsTheirStringsGiveThemBack) {
     LogSession session(dir.Path().string(), "U", 3);
     CULog::Write(3, "%s", "\xEF\xBB\xBFmarked");
     CULog::Write(3, "caf\xC3\xA9 %d", 1);
-    CULog::Write(3, str("caf\xC3\xA9 %d"), 2);
+    CULog::Write(3, Str("caf\xC3\xA9 %d"), 2);
     CULog::Write(3, "%s", "bad \xC3\x28");
     CULog::Write(3, "stray \xA9");
     CULog::Write(3, "cut%c here", 0);
     std::vector<std::string> lines = linesOf(ReadFile(dir.File("U0.log")));
-    std::vector<std::string> const expected = {"marked", "caf\xC3\xA9 1", "caf\xC3\xA9 2",
+    std::vector<std::string> const expected = {"marked", "caf\xC3\xA9 1",      "caf\xC3\xA9 2",
                                                "(null)", "stray \xEF\xBF\xBD", "cut"};
     ASSERT_EQ(expected.size(), lines.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -143,16 +141,16 @@ TEST(CULog, LevelLabelsAreTheSharedStrings) {
 }
 
 TEST(CULog, FilePathsJoinFolderNameAndUnpaddedIndex) {
-    EXPECT_EQ("/var/x/App3.log", text(CULog::GetLogFilePath(str("/var/x"), str("App"), 3)));
-    EXPECT_EQ("/var/x/App10.log", text(CULog::GetLogFilePath(str("/var/x/"), str("App"), 10)));
-    EXPECT_FALSE(CULog::GetLogFilePath(CUSharedPtr<CUStringMac>(), str("App"), 0));
-    EXPECT_FALSE(CULog::GetLogFilePath(str("/x"), CUSharedPtr<CUStringMac>(), 0));
+    EXPECT_EQ("/var/x/App3.log", text(CULog::GetLogFilePath(Str("/var/x"), Str("App"), 3)));
+    EXPECT_EQ("/var/x/App10.log", text(CULog::GetLogFilePath(Str("/var/x/"), Str("App"), 10)));
+    EXPECT_FALSE(CULog::GetLogFilePath(CUSharedPtr<CUStringMac>(), Str("App"), 0));
+    EXPECT_FALSE(CULog::GetLogFilePath(Str("/x"), CUSharedPtr<CUStringMac>(), 0));
 }
 
 TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
     TempFolder dir;
     CULog log;
-    ASSERT_EQ(0u, log.Init(str(dir.Path().string()), str("R"), 3));
+    ASSERT_EQ(0u, log.Init(Str(dir.Path().string()), Str("R"), 3));
     WriteFile(dir.File("R0.log"), std::string(999990, 'x'));
     EXPECT_EQ(dir.File("R0.log"), text(log.GetWriteableLogPath(10))); // exactly 1,000,000
     WriteFile(dir.File("R1.log"), "stale");
@@ -160,10 +158,10 @@ TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
     EXPECT_FALSE(fs::exists(dir.File("R1.log"))); // the next file is emptied first
 
     // The worst-case size is what counts, not the real byte count of the line.
-    unsigned int worst = CULog::GetStringByteSize(str("abc"));
+    unsigned int worst = CULog::GetStringByteSize(Str("abc"));
     EXPECT_GT(worst, 4u);
     WriteFile(dir.File("R1.log"), std::string(1000000 - worst + 1, 'y'));
-    log.WriteLog(3, str("abc"));
+    log.WriteLog(3, Str("abc"));
     EXPECT_TRUE(fs::exists(dir.File("R2.log")));
     EXPECT_EQ(1000000 - worst + 1, fs::file_size(dir.File("R1.log")));
 }
@@ -177,8 +175,8 @@ TEST(CULog, RingWrapsFromNineToZeroDeletingZero) {
     }
     WriteFile(dir.File("W9.log"), std::string(1000000, 'z'));
     CULog log;
-    ASSERT_EQ(0u, log.Init(str(dir.Path().string()), str("W"), 3));
-    log.WriteLog(3, str("after the wrap"));
+    ASSERT_EQ(0u, log.Init(Str(dir.Path().string()), Str("W"), 3));
+    log.WriteLog(3, Str("after the wrap"));
     std::vector<std::string> lines = linesOf(ReadFile(dir.File("W0.log")));
     ASSERT_EQ(1u, lines.size());
     EXPECT_EQ("after the wrap", messageOf(lines[0]));
@@ -193,8 +191,8 @@ TEST(CULog, ContinuesBeforeTheFirstMissingFileWhateverTheDates) {
     setAge(dir.File("C1.log"), 50);
     setAge(dir.File("C2.log"), 40); // file 0 is the newest
     CULog log;
-    ASSERT_EQ(0u, log.Init(str(dir.Path().string()), str("C"), 3));
-    log.WriteLog(3, str("next"));
+    ASSERT_EQ(0u, log.Init(Str(dir.Path().string()), Str("C"), 3));
+    log.WriteLog(3, Str("next"));
     EXPECT_EQ(0u, fs::file_size(dir.File("C0.log")));
     EXPECT_NE(0u, fs::file_size(dir.File("C2.log")));
 }
@@ -209,8 +207,8 @@ TEST(CULog, WithAllTenPresentContinuesInTheNewestAndTheLowerOnEqualDates) {
     {
         // Scoped: while a writer of the ring lives, a newcomer takes its number, not the dates'.
         CULog newest;
-        ASSERT_EQ(0u, newest.Init(str(dir.Path().string()), str("N"), 3));
-        newest.WriteLog(3, str("to six"));
+        ASSERT_EQ(0u, newest.Init(Str(dir.Path().string()), Str("N"), 3));
+        newest.WriteLog(3, Str("to six"));
         EXPECT_NE(0u, fs::file_size(name(6)));
     }
 
@@ -222,8 +220,8 @@ TEST(CULog, WithAllTenPresentContinuesInTheNewestAndTheLowerOnEqualDates) {
     fs::last_write_time(name(3), same + std::chrono::seconds(10));
     fs::last_write_time(name(7), same + std::chrono::seconds(10));
     CULog tie;
-    ASSERT_EQ(0u, tie.Init(str(dir.Path().string()), str("N"), 3));
-    tie.WriteLog(3, str("to three"));
+    ASSERT_EQ(0u, tie.Init(Str(dir.Path().string()), Str("N"), 3));
+    tie.WriteLog(3, Str("to three"));
     EXPECT_NE(0u, fs::file_size(name(3)));
     EXPECT_EQ(0u, fs::file_size(name(7)));
 }
@@ -231,20 +229,20 @@ TEST(CULog, WithAllTenPresentContinuesInTheNewestAndTheLowerOnEqualDates) {
 TEST(CULog, AFailedInitialisationLeavesNoInstance) {
     TempFolder dir;
     WriteFile(dir.File("file"), "x");
-    CULog::InitializeWithName(str(dir.File("file/logs")), str("F"), 3);
+    CULog::InitializeWithName(Str(dir.File("file/logs")), Str("F"), 3);
     EXPECT_FALSE(CULog::GetInstance());
     CULog::Write(1, "nowhere"); // a no-op, not a crash
-    CULog::InitializeWithName(CUSharedPtr<CUStringMac>(), str("F"), 3);
+    CULog::InitializeWithName(CUSharedPtr<CUStringMac>(), Str("F"), 3);
     EXPECT_FALSE(CULog::GetInstance());
     CULog log;
-    EXPECT_EQ(0x10001u, log.Init(str(dir.Path().string()), CUSharedPtr<CUStringMac>(), 3));
+    EXPECT_EQ(0x10001u, log.Init(Str(dir.Path().string()), CUSharedPtr<CUStringMac>(), 3));
 }
 
 TEST(CULog, ASecondInitialisationIsIgnored) {
     TempFolder dir;
     LogSession first(dir.File("first"), "A", 3);
     CUSharedPtr<CULog> instance = CULog::GetInstance();
-    CULog::InitializeWithName(str(dir.File("second")), str("B"), 7);
+    CULog::InitializeWithName(Str(dir.File("second")), Str("B"), 7);
     EXPECT_EQ(instance.get(), CULog::GetInstance().get());
     EXPECT_FALSE(fs::exists(dir.File("second")));
     CULog::Write(3, "one");
@@ -253,11 +251,11 @@ TEST(CULog, ASecondInitialisationIsIgnored) {
 
 TEST(CULog, TerminateWhileAWriterHoldsTheInstanceKeepsItAlive) {
     TempFolder dir;
-    CULog::InitializeWithName(str(dir.Path().string()), str("T"), 3);
+    CULog::InitializeWithName(Str(dir.Path().string()), Str("T"), 3);
     CUSharedPtr<CULog> held = CULog::GetInstance();
     CULog::Terminate();
     EXPECT_FALSE(CULog::GetInstance());
-    held->WriteLog(3, str("still works"));
+    held->WriteLog(3, Str("still works"));
     EXPECT_NE(std::string::npos, ReadFile(dir.File("T0.log")).find("still works"));
     CULog::Write(3, "dropped without an instance");
     EXPECT_EQ(std::string::npos, ReadFile(dir.File("T0.log")).find("dropped"));
@@ -268,7 +266,7 @@ TEST(CULog, FileDatesComeFromTheFileSystem) {
     WriteFile(dir.File("d.log"), "x");
     setAge(dir.File("d.log"), 3600);
     CUSharedPtr<CUDateTime> modified =
-        CULog::GetLogFileTime(str(dir.File("d.log")), _Log_DateTime_Type_Modify);
+        CULog::GetLogFileTime(Str(dir.File("d.log")), _Log_DateTime_Type_Modify);
     ASSERT_TRUE(modified);
     CUSharedPtr<CUDateTime> now = CUDateTime::Create();
     CUSharedPtr<CUDateTime> hourAgo = now->AddSeconds(-3600);
@@ -276,16 +274,16 @@ TEST(CULog, FileDatesComeFromTheFileSystem) {
                        (hourAgo->GetHour(true) * 60 + hourAgo->GetMinute(true))),
               1);
     CUSharedPtr<CUDateTime> created =
-        CULog::GetLogFileTime(str(dir.File("d.log")), _Log_DateTime_Type_Create);
+        CULog::GetLogFileTime(Str(dir.File("d.log")), _Log_DateTime_Type_Create);
     if (created) { // only where the file system records birth times
         EXPECT_FALSE(*now < *created);
     }
-    EXPECT_FALSE(CULog::GetLogFileTime(str(dir.File("d.log")), static_cast<_Log_DateTime_Type>(2)));
-    EXPECT_FALSE(CULog::GetLogFileTime(str(dir.File("missing")), _Log_DateTime_Type_Modify));
-    EXPECT_EQ(1u, CULog::GetLogFileSize(str(dir.File("d.log"))));
-    EXPECT_EQ(0u, CULog::GetLogFileSize(str(dir.File("missing"))));
-    CULog::DeleteLogFile(str(dir.File("d.log")));
-    CULog::DeleteLogFile(str(dir.File("d.log")));
+    EXPECT_FALSE(CULog::GetLogFileTime(Str(dir.File("d.log")), static_cast<_Log_DateTime_Type>(2)));
+    EXPECT_FALSE(CULog::GetLogFileTime(Str(dir.File("missing")), _Log_DateTime_Type_Modify));
+    EXPECT_EQ(1u, CULog::GetLogFileSize(Str(dir.File("d.log"))));
+    EXPECT_EQ(0u, CULog::GetLogFileSize(Str(dir.File("missing"))));
+    CULog::DeleteLogFile(Str(dir.File("d.log")));
+    CULog::DeleteLogFile(Str(dir.File("d.log")));
     EXPECT_FALSE(fs::exists(dir.File("d.log")));
 }
 
@@ -348,7 +346,7 @@ TEST(CULog, SystemReportGoesToExactlyTheNamedFileAndRunsNothing) {
     TempFolder dir;
     LogSession session(dir.Path().string(), "S", 3);
     std::string name = "report \"quoted\" $(touch pwned) `touch pwned2`.txt";
-    CULog::GetInstance()->WriteSystemInfo(str(name));
+    CULog::GetInstance()->WriteSystemInfo(Str(name));
     std::string path = dir.File(name.c_str());
     std::string contents;
     for (int i = 0; i < 100 && contents.find("Volumes") == std::string::npos; ++i) {
