@@ -129,12 +129,14 @@ std::uint64_t appendMessage(char const* message, std::string& line) {
 namespace varn {
 
 // What a line needs besides the settings, made once instead of for every line: the paths of the
-// ten files (null, and empty bytes, where one cannot be formed), the ring number, the time stamp
-// of the last second written and the buffer the line is put together in.
+// ten files (null, and empty bytes, where one cannot be formed), the ring number, the current
+// file kept open, the time stamp of the last second written and the buffer the line is put
+// together in.
 struct LogFiles {
     CUSharedPtr<CUStringMac> paths[kRingSize];
     std::string pathBytes[kRingSize];
     platform::LogRing ring;
+    platform::LogAppender appender;
     double stampSecond = -HUGE_VAL;
     std::string stamp;
     std::string line;
@@ -410,8 +412,8 @@ bool CULog::z_AppendLine(varn::LogFiles& files, char const* bytes, unsigned long
         if (files.pathBytes[index].empty()) {
             return false;
         }
-        LogAppend const result = varn::platform::AppendLogLine(
-            files.pathBytes[index], bytes, length, reserve, kMaxFileSize, force);
+        LogAppend const result = files.appender.Append(files.pathBytes[index], index, bytes, length,
+                                                       reserve, kMaxFileSize, force);
         if (result != LogAppend::Full) {
             return result == LogAppend::Written;
         }

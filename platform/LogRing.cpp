@@ -1,10 +1,13 @@
-// LogRing.cpp — O_APPEND lines and the shared ring number over open-file-description locks.
+// LogRing.cpp — O_APPEND lines through a kept descriptor, and the shared ring number over
+// open-file-description locks.
 #include "platform/LogRing.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <time.h>
 
 #include <atomic>
 #include <cerrno>
@@ -61,6 +64,16 @@ void takeBackPart(std::string const& path, int fd, char const* bytes, std::size_
     }
 }
 
+// The path is looked up again at most this often, to notice a file moved away and replaced.
+constexpr std::int64_t kLookUpInterval = 1000000000;
+
+std::int64_t monotonicNanoseconds() noexcept {
+    struct timespec now {};
+    // The coarse clock is read without entering the kernel; its tick is ample for a second.
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
 } // namespace
 
 struct LogRing::Shared {
@@ -71,50 +84,94 @@ struct LogRing::Shared {
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
               "the ring number is shared between processes through memory");
 
-LogAppend AppendLogLine(std::string const& path, char const* bytes, std::size_t length,
-                        std::uint64_t reserve, std::uint64_t limit, bool force) noexcept {
-    // O_NONBLOCK keeps a FIFO planted under a log name from blocking the writer; regular files
-    // ignore it.
-    int constexpr flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK;
-    int fd = ::open(path.c_str(), flags);
-    if (fd >= 0) {
-        // The size comes from the descriptor's end: cheaper than a full stat, and a pipe or
-        // socket planted under the name fails it.
-        off_t const size = ::lseek(fd, 0, SEEK_END);
-        if (size < 0) {
-            ::close(fd);
-            return LogAppend::Failed;
+LogAppender::~LogAppender() {
+    closeLocked();
+}
+
+void LogAppender::Close() noexcept {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    closeLocked();
+}
+
+void LogAppender::closeLocked() noexcept {
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+}
+
+LogAppend LogAppender::Append(std::string const& path, unsigned int key, char const* bytes,
+                              std::size_t length, std::uint64_t reserve, std::uint64_t limit,
+                              bool force) noexcept {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    return appendLocked(path, key, bytes, length, reserve, limit, force);
+}
+
+LogAppend LogAppender::appendLocked(std::string const& path, unsigned int key, char const* bytes,
+                                    std::size_t length, std::uint64_t reserve, std::uint64_t limit,
+                                    bool force) noexcept {
+    struct stat st {};
+    std::int64_t const now = monotonicNanoseconds();
+    if (m_fd >= 0) {
+        // The size is read from the descriptor every line (the rotation rule is the file's real
+        // size, whoever wrote it); the same call tells whether the file still has a name.
+        if (m_key != key || ::fstat(m_fd, &st) != 0 || st.st_nlink == 0) {
+            closeLocked();
+        } else if (now - m_lookedUpAt >= kLookUpInterval) {
+            struct stat named {};
+            if (::stat(path.c_str(), &named) != 0 || named.st_dev != st.st_dev ||
+                named.st_ino != st.st_ino) {
+                closeLocked();
+            } else {
+                m_lookedUpAt = now;
+            }
         }
-        if (!force && static_cast<std::uint64_t>(size) + reserve > limit) {
-            ::close(fd);
-            return LogAppend::Full;
-        }
-    } else {
-        if (errno != ENOENT) {
-            return LogAppend::Failed;
-        }
-        // A line too large even for an empty file rotates without leaving an empty file here.
-        if (!force && reserve > limit) {
-            return LogAppend::Full;
-        }
-        fd = ::open(path.c_str(), flags | O_CREAT, 0666);
+    }
+    if (m_fd < 0) {
+        // O_NONBLOCK keeps a FIFO planted under a log name from blocking the writer; regular
+        // files ignore it.
+        int constexpr flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK;
+        int fd = ::open(path.c_str(), flags);
         if (fd < 0) {
+            if (errno != ENOENT) {
+                return LogAppend::Failed;
+            }
+            // A line too large even for an empty file rotates without leaving an empty file.
+            if (!force && reserve > limit) {
+                return LogAppend::Full;
+            }
+            fd = ::open(path.c_str(), flags | O_CREAT, 0666);
+            if (fd < 0) {
+                return LogAppend::Failed;
+            }
+        }
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            ::close(fd);
             return LogAppend::Failed;
         }
+        m_fd = fd;
+        m_key = key;
+        m_lookedUpAt = now;
+    }
+    if (!force && static_cast<std::uint64_t>(st.st_size) + reserve > limit) {
+        return LogAppend::Full;
     }
     // One write: O_APPEND makes it land whole after every other writer's line. A short count
     // only happens when the disk or the file-size limit is reached, and looping would then put
     // the rest after someone else's line.
     ssize_t written;
     do {
-        written = ::write(fd, bytes, length);
+        written = ::write(m_fd, bytes, length);
     } while (written < 0 && errno == EINTR);
-    if (written > 0 && static_cast<std::size_t>(written) < length) {
-        takeBackPart(path, fd, bytes, static_cast<std::size_t>(written));
+    if (written == static_cast<ssize_t>(length)) {
+        return LogAppend::Written;
     }
-    bool const closed = ::close(fd) == 0 || errno == EINTR;
-    return written == static_cast<ssize_t>(length) && closed ? LogAppend::Written
-                                                             : LogAppend::Failed;
+    if (written > 0) {
+        takeBackPart(path, m_fd, bytes, static_cast<std::size_t>(written));
+    }
+    // Whatever went wrong, the next line starts from the path again.
+    closeLocked();
+    return LogAppend::Failed;
 }
 
 LogRing::~LogRing() {

@@ -13,22 +13,56 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 namespace varn::platform {
 
-/// What happened to a line given to AppendLogLine.
+/// What happened to a line given to LogAppender::Append.
 enum class LogAppend {
     Written, ///< all bytes are in the file
     Full,    ///< not written: the file's size plus the reserve passes the limit
     Failed,  ///< not written (or written in part, when the disk filled up)
 };
 
-/// Appends `length` bytes to `path`, creating the file (mode 0666 less the umask) if it is
-/// missing. Unless `force` is set, the line is refused with Full when the file's size plus
-/// `reserve` would pass `limit`; a missing file counts as empty and is not created then.
-LogAppend AppendLogLine(std::string const& path, char const* bytes, std::size_t length,
-                        std::uint64_t reserve, std::uint64_t limit, bool force) noexcept;
+/// Appends lines to the files of one ring, keeping the current file open between lines.
+///
+/// The descriptor is only trusted while it still is the file at its path: before each line its
+/// link count is read with the size (a file deleted or renamed over, as rotation by another
+/// process does, has none left), the ring number it was opened for must still be current, and at
+/// most a second after the last look the path is looked up again and compared by device and
+/// inode (a file moved away and replaced). Otherwise it is closed and the path opened afresh.
+/// Thread-safe: one internal mutex; the descriptor is never used after another thread closed it.
+class LogAppender {
+  public:
+    LogAppender() = default;
+    ~LogAppender();
+    LogAppender(LogAppender const&) = delete;
+    LogAppender& operator=(LogAppender const&) = delete;
+
+    /// Appends `length` bytes to `path`, the file of ring number `key`, creating it (mode 0666
+    /// less the umask) if it is missing. Unless `force` is set, the line is refused with Full
+    /// when the file's size plus `reserve` would pass `limit`; a missing file counts as empty
+    /// and is not created then. A line cut short by a full disk or the file-size limit is cut
+    /// off again when the file still ends with it, so the file keeps whole lines.
+    LogAppend Append(std::string const& path, unsigned int key, char const* bytes,
+                     std::size_t length, std::uint64_t reserve, std::uint64_t limit,
+                     bool force) noexcept;
+
+    /// Closes the file kept open, if any.
+    void Close() noexcept;
+
+  private:
+    LogAppend appendLocked(std::string const& path, unsigned int key, char const* bytes,
+                           std::size_t length, std::uint64_t reserve, std::uint64_t limit,
+                           bool force) noexcept;
+    void closeLocked() noexcept;
+
+    std::mutex m_mutex;
+    int m_fd = -1;
+    unsigned int m_key = 0;
+    std::int64_t m_lookedUpAt = 0; // steady clock, nanoseconds
+};
 
 /// The current file number of one ring, shared with the other processes that joined it.
 class LogRing {

@@ -342,6 +342,36 @@ TEST(CULog, AFolderRemovedWhileLoggingNeverThrows) {
     EXPECT_EQ("after", messageOf(lines[0]));
 }
 
+// The current file stays open between lines; whatever happens to it by name must still be
+// seen by the next line.
+TEST(CULog, LinesFollowTheFileAtThePathWhenItIsDeletedGrownOrReplaced) {
+    TempFolder dir;
+    LogSession session(dir.Path().string(), "F", 3);
+    CULog::Write(3, "one");
+    fs::remove(dir.File("F0.log"));
+    CULog::Write(3, "two");
+    std::vector<std::string> lines = linesOf(ReadFile(dir.File("F0.log")));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_EQ("two", messageOf(lines[0]));
+
+    // Bytes appended by someone else count towards rotation at once.
+    std::ofstream(dir.File("F0.log"), std::ios::app | std::ios::binary) << std::string(999990, 'x');
+    CULog::Write(3, "three");
+    lines = linesOf(ReadFile(dir.File("F1.log")));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_EQ("three", messageOf(lines[0]));
+
+    // A file moved away and replaced is left within a second.
+    fs::rename(dir.File("F1.log"), dir.File("moved.log"));
+    WriteFile(dir.File("F1.log"), "");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    CULog::Write(3, "four");
+    EXPECT_EQ(1u, linesOf(ReadFile(dir.File("moved.log"))).size());
+    lines = linesOf(ReadFile(dir.File("F1.log")));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_EQ("four", messageOf(lines[0]));
+}
+
 TEST(CULog, SystemReportGoesToExactlyTheNamedFileAndRunsNothing) {
     TempFolder dir;
     LogSession session(dir.Path().string(), "S", 3);
