@@ -1,8 +1,10 @@
 // CUDictionary.cpp — the ordered map of keys to objects and its read operations.
 //
 // Comparing two keys is cheap after the first time: each text keeps its collation key, so a
-// look-up costs a few byte comparisons per tree level.
+// walk down the tree costs a few byte comparisons per level. Large dictionaries are looked up
+// through the hash table of DictionaryIndex instead, which touches one or two entries.
 #include "collections/DescriptionText.h"
+#include "collections/DictionaryIndex.h"
 
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUMutableArray.h>
@@ -21,7 +23,7 @@ void CUDictionaryKeyInfo::Fill(__CFString const* t) {
     }
     length = t->length;
     std::copy_n(t->Units(), std::min<std::uint32_t>(length, kUnits), units);
-    generation = platform::CollationKeyPrefix(t, keyBytes, kKeyBytes, keySize);
+    generation = platform::CollationKeyPrefix(t, keyBytes, kKeyBytes, keySize, hash);
 }
 
 CUDictionaryKey::CUDictionaryKey(CUStringMac const& source) : string(source) {
@@ -68,9 +70,17 @@ int CUDictionaryKeyOrder::Compare(CUDictionaryKeyInfo const& a, CUDictionaryKeyI
 
 CUDictionary::CUDictionary() = default;
 
+namespace {
+
+// Below this many entries the tree is walked: a few levels cost less than a table.
+constexpr std::size_t kIndexedFrom = 32;
+
+} // namespace
+
 CUDictionary::CUDictionary(CUSharedPtr<CUDictionary> source) {
     if (source) {
         m_map = source->m_map;
+        z_IndexAll();
     }
 }
 
@@ -95,8 +105,87 @@ CUSharedPtr<CUObject> CUDictionary::ObjectForKey(CUSharedPtr<CUStringMac> key) {
     }
     CUDictionaryKeyInfo probe;
     probe.Fill(static_cast<__CFString const*>(*key));
-    auto found = m_map.find(probe);
+    auto found = z_Find(probe);
     return found == m_map.end() ? CUSharedPtr<CUObject>() : found->second;
+}
+
+CUDictionary::Map::iterator CUDictionary::z_Find(CUDictionaryKeyInfo const& probe) {
+    if (m_index && m_index->Generation() == probe.generation) {
+        Map::iterator found;
+        return m_index->Find(probe, found) ? found : m_map.end();
+    }
+    return m_map.find(probe);
+}
+
+void CUDictionary::z_Store(CUDictionaryKey&& key, CUSharedPtr<CUObject>&& value) {
+    Map::iterator found;
+    if (m_index && m_index->Generation() == key.info.generation && m_index->Find(key.info, found)) {
+        found->second = std::move(value);
+        return;
+    }
+    auto at = m_map.lower_bound(key.info);
+    if (at != m_map.end() && !m_map.key_comp()(key.info, at->first)) {
+        at->second = std::move(value);
+        return;
+    }
+    at = m_map.emplace_hint(at, std::move(key), std::move(value));
+    if (!m_index) {
+        // Built once, as the dictionary reaches the size; a dictionary that lost its table to
+        // a locale change is not scanned again on every insertion.
+        if (m_map.size() == kIndexedFrom) {
+            z_IndexAll();
+        }
+        return;
+    }
+    // A key made under another locale has a hash the table cannot hold; the tree alone answers
+    // from then on (until the dictionary is emptied and grows again).
+    if (m_index->Generation() != at->first.info.generation) {
+        m_index.reset();
+        return;
+    }
+    try {
+        m_index->Insert(at);
+    } catch (...) {
+        m_index.reset(); // the entry is stored; only the short cut is lost
+    }
+}
+
+void CUDictionary::z_Remove(CUDictionaryKeyInfo const& probe) {
+    auto found = z_Find(probe);
+    if (found == m_map.end()) {
+        return;
+    }
+    if (m_index) {
+        m_index->Erase(found);
+    }
+    m_map.erase(found);
+}
+
+void CUDictionary::z_RemoveAll() {
+    m_index.reset();
+    m_map.clear();
+}
+
+// Builds the table when every key belongs to the current generation of the first one;
+// otherwise the dictionary goes without.
+void CUDictionary::z_IndexAll() {
+    m_index.reset();
+    if (m_map.size() < kIndexedFrom) {
+        return;
+    }
+    std::uint32_t const generation = m_map.begin()->first.info.generation;
+    try {
+        auto index = std::make_unique<varn::DictionaryIndex>(generation);
+        for (auto entry = m_map.begin(); entry != m_map.end(); ++entry) {
+            if (entry->first.info.generation != generation) {
+                return;
+            }
+            index->Insert(entry);
+        }
+        m_index = std::move(index);
+    } catch (...) {
+        // Without memory for the table the tree answers alone.
+    }
 }
 
 CUSharedPtr<CUStringMac> CUDictionary::Description() {

@@ -14,14 +14,8 @@ void CUMutableDictionary::SetObjectForKey(CUSharedPtr<CUObject> object,
     if (!key || static_cast<__CFString const*>(*key) == nullptr) {
         return;
     }
-    Map& entries = z_Entries();
     CUDictionaryKey stored(*key); // the dictionary's own copy of the caller's string
-    auto at = entries.lower_bound(stored.info);
-    if (at != entries.end() && !entries.key_comp()(stored.info, at->first)) {
-        at->second = std::move(object);
-        return;
-    }
-    entries.emplace_hint(at, std::move(stored), std::move(object));
+    z_Store(std::move(stored), std::move(object));
 }
 
 void CUMutableDictionary::RemoveObjectForKey(CUSharedPtr<CUStringMac> key) {
@@ -30,13 +24,9 @@ void CUMutableDictionary::RemoveObjectForKey(CUSharedPtr<CUStringMac> key) {
     }
     CUDictionaryKeyInfo probe;
     probe.Fill(static_cast<__CFString const*>(*key));
-    Map& entries = z_Entries();
-    auto found = entries.find(probe);
-    if (found != entries.end()) {
-        entries.erase(found);
-    }
+    z_Remove(probe);
 }
 
 void CUMutableDictionary::RemoveAllObjects() {
-    z_Entries().clear();
+    z_RemoveAll();
 }

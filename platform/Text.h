@@ -119,9 +119,11 @@ int CompareLocalized(Text const* a, Text const* b, bool caseInsensitive);
 /// Copies up to `capacity` leading bytes of the text's collation key (the key that
 /// CompareLocalized compares, cached with the text) into `out`. Sets `fullSize` to the whole
 /// key's size and returns the locale generation the key belongs to (never 0), so that a
-/// caller keeping the copy can tell when a locale change made it stale.
+/// caller keeping the copy can tell when a locale change made it stale. Sets `hash` to a hash
+/// of the whole key: texts that CompareLocalized finds equal have equal hashes under one
+/// generation.
 std::uint32_t CollationKeyPrefix(Text const* text, std::uint8_t* out, std::uint32_t capacity,
-                                 std::uint32_t& fullSize);
+                                 std::uint32_t& fullSize, std::uint32_t& hash);
 
 /// The ICU locale id that localized comparison uses, read from the environment once
 /// (LC_ALL, LC_COLLATE, LANG; C and POSIX mean en_US_POSIX).

@@ -22,6 +22,7 @@
 #include <unicode/utf16.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -33,6 +34,7 @@ namespace varn::platform {
 struct CollationKey {
     std::uint32_t generation;
     std::uint32_t size; // bytes, the terminating zero included
+    std::uint32_t hash; // of the bytes
     std::uint8_t* Bytes() { return reinterpret_cast<std::uint8_t*>(this + 1); }
     std::uint8_t const* Bytes() const { return reinterpret_cast<std::uint8_t const*>(this + 1); }
 };
@@ -157,6 +159,25 @@ ThreadCollators& collators() {
     return t;
 }
 
+// Keys are short (a byte or two per character and level), so eight bytes at a time with a
+// multiply-rotate step and a final mix spread them well enough for a table of powers of two.
+std::uint32_t hashBytes(std::uint8_t const* bytes, std::uint32_t size) {
+    std::uint64_t h = 0x9E3779B97F4A7C15ull ^ size;
+    std::uint32_t i = 0;
+    for (; i + 8 <= size; i += 8) {
+        std::uint64_t chunk;
+        std::memcpy(&chunk, bytes + i, 8);
+        h = std::rotl((h ^ chunk) * 0xBF58476D1CE4E5B9ull, 31);
+    }
+    std::uint64_t tail = 0;
+    std::memcpy(&tail, bytes + i, size - i);
+    h = (h ^ tail) * 0x94D049BB133111EBull;
+    h ^= h >> 29;
+    h *= 0xBF58476D1CE4E5B9ull;
+    h ^= h >> 32;
+    return static_cast<std::uint32_t>(h);
+}
+
 CollationKey* computeKey(Text const* text, std::uint32_t generation) {
     UCollator* c = collators().keyed;
     std::uint8_t local[256];
@@ -173,6 +194,7 @@ CollationKey* computeKey(Text const* text, std::uint32_t generation) {
         ucol_getSortKey(c, reinterpret_cast<UChar const*>(text->Units()),
                         static_cast<int32_t>(text->length), key->Bytes(), size);
     }
+    key->hash = hashBytes(key->Bytes(), key->size);
     return key;
 }
 
@@ -335,10 +357,11 @@ void ResetCollationLocale() {
 }
 
 std::uint32_t CollationKeyPrefix(Text const* text, std::uint8_t* out, std::uint32_t capacity,
-                                 std::uint32_t& fullSize) {
+                                 std::uint32_t& fullSize, std::uint32_t& hash) {
     bool owned = false;
     CollationKey const* key = keyOf(text, owned);
     fullSize = key->size;
+    hash = key->hash;
     std::memcpy(out, key->Bytes(), std::min(capacity, key->size));
     std::uint32_t const generation = key->generation;
     if (owned) {

@@ -9,6 +9,10 @@
 // A key without text (a string built from invalid bytes) cannot be ordered: it is never stored
 // and never found.
 //
+// Beside the tree, a dictionary of 32 entries or more keeps a hash table over the entries
+// whole collation keys (about 40 bytes an entry), so that a look-up costs a probe or two rather
+// than a walk down the tree; entries are still stored, ordered and listed by the tree.
+//
 // Ownership: count 0 at construction; operations returning CUSharedPtr give count 1. Each
 // value holds one reference, dropped when the entry goes or the dictionary dies.
 // Threads: no lock; concurrent reads are safe, a change during another use is the caller's to
@@ -24,6 +28,11 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
+
+namespace varn {
+class DictionaryIndex;
+}
 
 /// What a dictionary keeps beside each key so that most comparisons need no memory outside
 /// the tree node: the key's length, its first units and the leading bytes of its collation
@@ -40,6 +49,7 @@ struct CU_EXPORT CUDictionaryKeyInfo {
     std::uint32_t generation = 0;          ///< locale generation of keyBytes; 0 when not filled
     std::uint32_t length = 0;              ///< UTF-16 units
     std::uint32_t keySize = 0;             ///< bytes of the whole collation key
+    std::uint32_t hash = 0;                ///< hash of the whole collation key
     char16_t units[kUnits] = {};           ///< the first units of the text
     std::uint8_t keyBytes[kKeyBytes] = {}; ///< the first bytes of the collation key
     __CFString const* text = nullptr;      ///< the key's text, not retained
@@ -111,9 +121,26 @@ class CU_EXPORT CUDictionary : public CUObject {
     CUSharedPtr<CUStringMac> Description() override;
 
   protected:
-    /// The stored entries, for the mutable subclass.
+    /// The stored entries, to be read; entries are added and removed only through the
+    /// operations below, which keep the hash table in step.
     Map& z_Entries() { return m_map; }
 
+    /// The entry whose key equals `probe`, or the end of z_Entries().
+    Map::iterator z_Find(CUDictionaryKeyInfo const& probe);
+
+    /// Stores `value` under `key`, replacing the value of an equal key already present (whose
+    /// stored key stays).
+    void z_Store(CUDictionaryKey&& key, CUSharedPtr<CUObject>&& value);
+
+    /// Removes the entry whose key equals `probe`, if any.
+    void z_Remove(CUDictionaryKeyInfo const& probe);
+
+    /// Removes every entry.
+    void z_RemoveAll();
+
   private:
+    void z_IndexAll();
+
     Map m_map;
+    std::unique_ptr<varn::DictionaryIndex> m_index; ///< null below 32 entries
 };
