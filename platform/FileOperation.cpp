@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <stdlib.h>
+
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -130,7 +132,39 @@ bool onChunk(std::uint64_t done, void* context) {
     return true;
 }
 
-// Copies source to destination; the destination is removed again on failure or cancellation.
+// Opens the file a copy writes into. A plain copy creates the destination itself (refused when
+// it exists). An overwriting copy writes a new file beside the destination, named
+// ".<name>.XXXXXX", which only replaces the destination by a rename once it is complete: a copy
+// that fails or is cancelled leaves the old destination as it was. Sets `staged` to the
+// temporary file's name in that case.
+int openDestination(std::string const& destination, bool overwrite, mode_t mode,
+                    std::string& staged) {
+    staged.clear();
+    if (!overwrite) {
+        return ::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    }
+    std::size_t const slash = destination.rfind('/');
+    std::string const folder =
+        slash == std::string::npos ? std::string() : destination.substr(0, slash + 1);
+    // The name is cut so that the temporary name stays within the file system's 255 bytes.
+    std::string const name =
+        destination.substr(slash == std::string::npos ? 0 : slash + 1).substr(0, 200);
+    std::string pattern = folder + "." + name + ".XXXXXX";
+    int const out = ::mkostemp(pattern.data(), O_CLOEXEC);
+    if (out >= 0) {
+        staged = std::move(pattern);
+        return out;
+    }
+    // A folder that takes no new name may still hold a writable destination: it is then
+    // written in place, as the only way left.
+    if (errno == EACCES || errno == EPERM) {
+        return ::open(destination.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+    }
+    return -1;
+}
+
+// Copies source to destination; what the copy created is removed again on failure or
+// cancellation.
 int copyWithReports(CopyJob& job, std::string const& source, std::string const& destination,
                     bool overwrite) {
     int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
@@ -146,16 +180,17 @@ int copyWithReports(CopyJob& job, std::string const& source, std::string const& 
     struct stat to {};
     if (::stat(destination.c_str(), &to) == 0 && to.st_dev == from.st_dev &&
         to.st_ino == from.st_ino) {
-        ::close(in); // truncating the destination would destroy the source
+        ::close(in); // replacing the destination would destroy the source
         return EINVAL;
     }
-    int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (overwrite ? O_TRUNC : O_EXCL);
-    int out = ::open(destination.c_str(), flags, from.st_mode & 07777);
+    std::string staged;
+    int out = openDestination(destination, overwrite, from.st_mode & 07777, staged);
     if (out < 0) {
         int error = errno;
         ::close(in);
         return error;
     }
+    std::string const& written = staged.empty() ? destination : staged;
     job.total = static_cast<std::uint64_t>(from.st_size);
     job.lastReport = Clock::now();
     post(job.state, {job.total, 0, FileOperationStage::Running, 0});
@@ -165,11 +200,16 @@ int copyWithReports(CopyJob& job, std::string const& source, std::string const& 
     }
     // Only the file this copy made is removed: after a fault the name may belong to another.
     if (error != 0) {
-        RemoveFileIfSame(destination.c_str(), out);
+        RemoveFileIfSame(written.c_str(), out);
     }
     if (::close(out) != 0 && error == 0) {
         error = errno;
-        ::unlink(destination.c_str()); // possibly incomplete; nothing left to compare with
+        ::unlink(written.c_str()); // possibly incomplete; nothing left to compare with
+    }
+    // The old destination goes only now, in one step, for a complete copy.
+    if (error == 0 && !staged.empty() && ::rename(staged.c_str(), destination.c_str()) != 0) {
+        error = errno; // a folder in the destination's place, for instance
+        ::unlink(staged.c_str());
     }
     ::close(in);
     return error;
