@@ -9,8 +9,8 @@
 // A key without text (a string built from invalid bytes) cannot be ordered: it is never stored
 // and never found.
 //
-// Beside the tree, a dictionary of 32 entries or more keeps a hash table over the entries
-// whole collation keys (about 40 bytes an entry), so that a look-up costs a probe or two rather
+// Beside the tree, a dictionary of 32 entries or more keeps a hash table over the entries'
+// whole collation keys (20 to 45 bytes an entry), so that a look-up costs a probe or two rather
 // than a walk down the tree; entries are still stored, ordered and listed by the tree.
 //
 // Ownership: count 0 at construction; operations returning CUSharedPtr give count 1. Each
