@@ -27,14 +27,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::set<std::string> NamesIn(CUSharedPtr<CUArray> const& items) {
-    std::set<std::string> names;
-    for (std::string const& path : FullNames(items)) {
-        names.insert(fs::path(path).filename().string());
-    }
-    return names;
-}
-
 std::set<std::string> Files(std::string const& folder) {
     return NamesIn(CUDirectory::GetFiles(Str(folder)));
 }
@@ -115,8 +107,7 @@ TEST(CUDirectoryInfo, ListedFoldersThatVanishedOrChangedFailWithTheirCodes) {
     std::map<std::string, CUSharedPtr<CUDirectoryInfo>> folders;
     CUSharedPtr<CUArray> listed = CUDirectory::GetDirectories(Str(root));
     for (unsigned long i = 0; i < listed->Count(); ++i) {
-        CUSharedPtr<CUDirectoryInfo> folder = listed->ObjectAtIndex(i);
-        folders[fs::path(FullNames(listed)[i]).filename().string()] = folder;
+        folders[fs::path(FullNames(listed)[i]).filename().string()] = listed->ObjectAtIndex(i);
     }
     ASSERT_EQ(4u, folders.size());
     fs::remove_all(root + "/gone");
