@@ -1,6 +1,7 @@
 // CUFileStream: opening errors, clipped reads, growing writes, positions, resizing, injected
 // system faults and threads.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
 
@@ -17,6 +18,7 @@
 #include <vector>
 
 using varn::test::FaultyFiles;
+using varn::test::Pattern;
 using varn::test::ReadFile;
 using varn::test::ScopedFaultyFiles;
 using varn::test::TempFolder;
@@ -24,25 +26,12 @@ using varn::test::WriteFile;
 
 namespace {
 
-std::string bytes(std::size_t n, char first = 'a') {
-    std::string s(n, '\0');
-    for (std::size_t i = 0; i < n; ++i) {
-        s[i] = static_cast<char>(first + i % 26);
-    }
-    return s;
-}
-
 unsigned char* data(std::string& s) {
     return reinterpret_cast<unsigned char*>(s.data());
 }
 
 unsigned int openCode(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access) {
-    try {
-        CUFileStream stream(path, mode, access, false);
-    } catch (unsigned int code) {
-        return code;
-    }
-    return 0;
+    return varn::test::CodeOf([&] { CUFileStream stream(path, mode, access, false); });
 }
 
 struct Fixture {
@@ -150,11 +139,11 @@ TEST(CUFileStream, DestructorCloseAndInitCloseTheFileOnce) {
 }
 
 TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZeros) {
-    std::string const hundred = bytes(100);
+    std::string const hundred = Pattern(100);
     Fixture f(hundred);
     CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
     EXPECT_EQ(100u, stream.Position());
-    std::string ten = bytes(10, 'A');
+    std::string ten = Pattern(10, 'A');
     EXPECT_EQ(10u, stream.Write(data(ten), 10, 0, CUStream_Seek_Origin_Current));
     EXPECT_EQ(110u, stream.Position());
     EXPECT_EQ(10u, stream.Write(data(ten), 10, 200, CUStream_Seek_Origin_Begin));
@@ -187,7 +176,7 @@ TEST(CUFileStream, WritesInsideTheFileOverwriteInPlace) {
 }
 
 TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
-    std::string const hundred = bytes(100);
+    std::string const hundred = Pattern(100);
     Fixture f(hundred);
     CUSharedPtr<CUStringMac> path(new CUStringMac(f.path)); // the shared-pointer form
     CUFileStream stream(path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
@@ -205,7 +194,7 @@ TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
 }
 
 TEST(CUFileStream, FileShortenedBehindTheStreamReadsWhatIsLeft) {
-    std::string const hundred = bytes(100);
+    std::string const hundred = Pattern(100);
     Fixture f(hundred);
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
     std::filesystem::resize_file(f.file, 90);
@@ -222,7 +211,7 @@ TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
     Fixture f("");
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
     ScopedFaultyFiles faults;
-    std::string block = bytes(16);
+    std::string block = Pattern(16);
     for (int i = 0; i < 4; ++i) {
         ASSERT_EQ(16u, stream.Write(data(block), 16, 0, CUStream_Seek_Origin_Current));
     }
@@ -237,7 +226,7 @@ TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
     EXPECT_EQ((std::vector<unsigned long long>{8, 24, 56}), FaultyFiles::preadOffsets);
     ASSERT_EQ(16u, stream.Write(data(block), 16, -16, CUStream_Seek_Origin_End));
     EXPECT_EQ(48u, FaultyFiles::pwriteOffsets.back());
-    EXPECT_EQ(bytes(16) + bytes(16) + bytes(16) + bytes(16), ReadFile(f.file));
+    EXPECT_EQ(Pattern(16) + Pattern(16) + Pattern(16) + Pattern(16), ReadFile(f.file));
 }
 
 TEST(CUFileStream, ReadAndWriteNeedTheirAccessAndABuffer) {
@@ -329,11 +318,11 @@ TEST(CUFileStream, MappingTablesGiveThePlatformValues) {
 TEST(CUFileStream, FullDiskWriteReturnsZeroAndKeepsEarlierBytes) {
     Fixture f("");
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
-    std::string first = bytes(100);
+    std::string first = Pattern(100);
     ASSERT_EQ(100u, stream.Write(data(first), 100, 0, CUStream_Seek_Origin_End));
     ScopedFaultyFiles faults;
     FaultyFiles::writeBudget = 30; // 30 more bytes fit, then ENOSPC
-    std::string second = bytes(64, 'A');
+    std::string second = Pattern(64, 'A');
     EXPECT_EQ(0u, stream.Write(data(second), 64, 0, CUStream_Seek_Origin_End));
     EXPECT_TRUE(stream.IsOSFileHandleValid()); // a failed write does not close
     EXPECT_EQ(first, ReadFile(f.file).substr(0, 100));
@@ -347,7 +336,7 @@ TEST(CUFileStream, FullDiskWriteReturnsZeroAndKeepsEarlierBytes) {
 }
 
 TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
-    Fixture f(bytes(100));
+    Fixture f(Pattern(100));
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
     ScopedFaultyFiles faults;
     FaultyFiles::writeBudget = 5;
@@ -361,7 +350,7 @@ TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
 }
 
 TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
-    Fixture f(bytes(10));
+    Fixture f(Pattern(10));
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
     ScopedFaultyFiles faults;
     FaultyFiles::preadError = ESTALE;
@@ -374,7 +363,7 @@ TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
 }
 
 TEST(CUFileStream, GrowthRefusedByTheSystemClosesTheStreamAndKeepsTheFile) {
-    Fixture f(bytes(10));
+    Fixture f(Pattern(10));
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
     ScopedFaultyFiles faults;
     FaultyFiles::writeBudget = 0;
@@ -383,7 +372,7 @@ TEST(CUFileStream, GrowthRefusedByTheSystemClosesTheStreamAndKeepsTheFile) {
     std::string block(20, '#');
     EXPECT_EQ(0u, stream.Write(data(block), 20, 0, CUStream_Seek_Origin_End));
     EXPECT_FALSE(stream.IsOSFileHandleValid());
-    EXPECT_EQ(bytes(10), ReadFile(f.file));
+    EXPECT_EQ(Pattern(10), ReadFile(f.file));
 }
 
 TEST(CUFileStream, TwoThreadsNeverInterleaveInsideOneWrite) {
