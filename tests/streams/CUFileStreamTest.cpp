@@ -48,7 +48,7 @@ struct Fixture {
 
 } // namespace
 
-TEST(CUFileStream, OpeningRefusesNullEmptyFolderAndMissingFolderPaths) {
+TEST(CUFileStream, OpeningRefusesBadPathsAndNoThrowGivesAClosedStream) {
     TempFolder folder;
     CUStringMac empty("", CUString_CharCode_UTF8);
     CUStringMac dir(folder.Path().string().c_str(), CUString_CharCode_UTF8);
@@ -61,9 +61,7 @@ TEST(CUFileStream, OpeningRefusesNullEmptyFolderAndMissingFolderPaths) {
     CUSharedPtr<CUStringMac> none;
     EXPECT_THROW(CUFileStream(none, CUStream_FileMode_Open, CUStream_FileAccess_Read, false),
                  unsigned int);
-}
 
-TEST(CUFileStream, NoThrowGivesAClosedStreamThatReadsNothing) {
     Fixture f("", false);
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, true);
     EXPECT_FALSE(stream.CanRead() || stream.CanWrite() || stream.CanSeek());
@@ -175,7 +173,7 @@ TEST(CUFileStream, WritesInsideTheFileOverwriteInPlace) {
     EXPECT_EQ(10u, stream.Length());
 }
 
-TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
+TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndTheFileLeftAndMovesThePosition) {
     std::string const hundred = Pattern(100);
     Fixture f(hundred);
     CUSharedPtr<CUStringMac> path(new CUStringMac(f.path)); // the shared-pointer form
@@ -191,14 +189,10 @@ TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
     EXPECT_EQ(0u, stream.Read(data(out), 10, 2, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(4u, stream.Read(data(out), 10, 3, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(hundred.substr(3, 4), out.substr(0, 4));
-}
 
-TEST(CUFileStream, FileShortenedBehindTheStreamReadsWhatIsLeft) {
-    std::string const hundred = Pattern(100);
-    Fixture f(hundred);
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    // A file shortened behind the stream reads what is left.
+    stream.ResetReadaleRange();
     std::filesystem::resize_file(f.file, 90);
-    std::string out(50, 'x');
     EXPECT_EQ(10u, stream.Read(data(out), 50, 80, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(hundred.substr(80, 10), out.substr(0, 10));
     EXPECT_EQ(100u, stream.Position()); // advanced by the request, not by the bytes
@@ -293,7 +287,7 @@ TEST(CUFileStream, SetLengthResizesAndKeepsThePosition) {
     EXPECT_EQ(20u, std::filesystem::file_size(f.file));
 }
 
-TEST(CUFileStream, BaseInterfaceKeepsTheBaseBehaviour) {
+TEST(CUFileStream, BaseInterfaceAndMappingTablesKeepTheirValues) {
     Fixture f("0123456789");
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
     CUStream& base = stream;
@@ -302,9 +296,7 @@ TEST(CUFileStream, BaseInterfaceKeepsTheBaseBehaviour) {
     EXPECT_THROW(base.Position(), unsigned int);
     EXPECT_EQ(4u, base.SetPosition(4)); // through the virtual Seek
     EXPECT_EQ(4u, stream.Position());
-}
 
-TEST(CUFileStream, MappingTablesGiveThePlatformValues) {
     int const access[] = {1, 3, 2, 0};          // Read, ReadWrite, Write, unknown
     unsigned int const origin[] = {1, 3, 2, 0}; // Begin, Current, End, unknown
     for (int i = 0; i < 4; ++i) {
@@ -335,7 +327,7 @@ TEST(CUFileStream, FullDiskWriteReturnsZeroAndKeepsEarlierBytes) {
     EXPECT_EQ(first + second, ReadFile(f.file));
 }
 
-TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
+TEST(CUFileStream, FailedWriteReturnsZeroAShortOneKeepsTheStreamARefusedGrowthClosesIt) {
     Fixture f(Pattern(100));
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
     ScopedFaultyFiles faults;
@@ -347,6 +339,15 @@ TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
     EXPECT_EQ(0u, stream.Position());          // neither the mark nor the position moved
     EXPECT_EQ(100u, stream.Length());
     EXPECT_TRUE(stream.IsOSFileHandleValid());
+
+    Fixture g(Pattern(10));
+    CUFileStream growing(&g.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    FaultyFiles::writeBudget = 0;
+    FaultyFiles::pwriteError = EFBIG;
+    FaultyFiles::ftruncateError = EFBIG;
+    EXPECT_EQ(0u, growing.Write(data(block), 20, 0, CUStream_Seek_Origin_End));
+    EXPECT_FALSE(growing.IsOSFileHandleValid());
+    EXPECT_EQ(Pattern(10), ReadFile(g.file));
 }
 
 TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
@@ -360,19 +361,6 @@ TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
     EXPECT_TRUE(stream.CanRead());
     FaultyFiles::preadError = 0;
     EXPECT_EQ(10u, stream.Read(data(out), 10, 0, CUStream_Seek_Origin_Begin));
-}
-
-TEST(CUFileStream, GrowthRefusedByTheSystemClosesTheStreamAndKeepsTheFile) {
-    Fixture f(Pattern(10));
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
-    ScopedFaultyFiles faults;
-    FaultyFiles::writeBudget = 0;
-    FaultyFiles::pwriteError = EFBIG;
-    FaultyFiles::ftruncateError = EFBIG;
-    std::string block(20, '#');
-    EXPECT_EQ(0u, stream.Write(data(block), 20, 0, CUStream_Seek_Origin_End));
-    EXPECT_FALSE(stream.IsOSFileHandleValid());
-    EXPECT_EQ(Pattern(10), ReadFile(f.file));
 }
 
 TEST(CUFileStream, TwoThreadsNeverInterleaveInsideOneWrite) {

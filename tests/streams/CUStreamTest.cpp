@@ -9,6 +9,8 @@
 #include <cstring>
 #include <string>
 
+using varn::test::CodeOf;
+
 namespace {
 
 class ProbeStream : public CUStream {
@@ -48,14 +50,12 @@ TEST(CUStream, StartsEmptyAndSupportsNothing) {
     EXPECT_FALSE(stream.CanWrite());
     EXPECT_FALSE(stream.CanSeek());
     unsigned char buffer[4] = {};
-    EXPECT_EQ(5u,
-              varn::test::CodeOf([&] { stream.Read(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
-    EXPECT_EQ(5u,
-              varn::test::CodeOf([&] { stream.Write(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
-    EXPECT_EQ(5u, varn::test::CodeOf([&] { stream.Seek(0, CUStream_Seek_Origin_Begin); }));
-    EXPECT_EQ(5u, varn::test::CodeOf([&] { stream.SetLength(3); }));
-    EXPECT_EQ(5u, varn::test::CodeOf([&] { stream.Position(); }));
-    EXPECT_EQ(5u, varn::test::CodeOf([&] { stream.SetPosition(1); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Read(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Write(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Seek(0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.SetLength(3); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Position(); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.SetPosition(1); }));
 }
 
 TEST(CUStream, CalcReadRangeClipsToTheReadableRange) {
@@ -127,8 +127,7 @@ TEST(CUStream, WriteCFDataWritesTheBytesAtTheGivenOffset) {
     EXPECT_EQ(CUStream_Seek_Origin_End, s.lastOrigin);
     char bytes[] = "abc";
     CUMemoryStream memory(bytes, 3, true);
-    EXPECT_EQ(5u,
-              varn::test::CodeOf([&] { memory.WriteCFData(data, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { memory.WriteCFData(data, 0, CUStream_Seek_Origin_Begin); }));
     CUPlatformRelease(data);
 }
 
