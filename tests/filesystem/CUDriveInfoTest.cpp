@@ -18,17 +18,6 @@ using varn::test::CodeOf;
 using varn::test::Text;
 using varn::test::Utf8;
 
-namespace {
-
-unsigned int resolveCode(std::string const& path) {
-    return CodeOf([&] {
-        CUStringMac p = Utf8(path);
-        CUDriveInfo drive(p);
-    });
-}
-
-} // namespace
-
 class CUDriveInfoFake : public ::testing::Test {
   protected:
     static void SetUpTestSuite() { shared = new fakes::FakeMachine; }
@@ -162,7 +151,8 @@ TEST(CUDriveInfo, NullPathsThrowTwoUnresolvableOnesOneAndTheFactoryGivesAnEmptyP
     EXPECT_EQ("/", Text(d.GetName())); // a failed Init leaves the object as it was
 
     for (char const* path : {"varn-missing-bare-name", "varn-missing-relative/a/b", ""}) {
-        EXPECT_EQ(1u, resolveCode(path)) << path;
+        CUStringMac p = Utf8(path);
+        EXPECT_EQ(1u, CodeOf([&] { CUDriveInfo unresolved(p); })) << path;
     }
     CUStringMac missing("varn-missing-bare-name", CUString_CharCode_UTF8);
     EXPECT_FALSE(CUDriveInfo::CreateCUDriveInfo(missing));
