@@ -8,7 +8,7 @@
 #include <string>
 #include <type_traits>
 
-TEST(ApiSurface, StreamEnumerationsHaveTheirValues) {
+TEST(ApiSurface, StreamsDataHandlesAndExistenceTestsAreExported) {
     static_assert(CUStream_Seek_Origin_Begin == 0 && CUStream_Seek_Origin_Current == 1 &&
                   CUStream_Seek_Origin_End == 2);
     static_assert(CUStream_FileMode_Append == 0 && CUStream_FileMode_Create == 1 &&
@@ -23,16 +23,13 @@ TEST(ApiSurface, StreamEnumerationsHaveTheirValues) {
     static_assert(std::is_base_of_v<CUStream, CUFileStream>);
     static_assert(std::is_base_of_v<CUObject, CUFile> && std::is_base_of_v<CUObject, CUDirectory>);
     static_assert(kCURangeNoLocation == 0x7fffffffffffffffULL);
-}
 
-TEST(ApiSurface, StreamAndMemoryStreamOperationsAreExported) {
     CUStream base;
     EXPECT_FALSE(base.CanRead() || base.CanWrite() || base.CanSeek());
-    EXPECT_EQ(0u, base.Length());
     EXPECT_EQ(kCUStatusFailure, base.SetReadaleRange(_CURange{0, 0}));
     base.ResetReadaleRange();
-    EXPECT_EQ(0u, base.CalcReadRange(1, 0, CUStream_Seek_Origin_Begin).length);
-    EXPECT_EQ(0u, base.WriteCFData(nullptr, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, base.Length() + base.CalcReadRange(1, 0, CUStream_Seek_Origin_Begin).length +
+                      base.WriteCFData(nullptr, 0, CUStream_Seek_Origin_Begin));
     EXPECT_THROW(base.SetLength(1), unsigned int);
     EXPECT_THROW(base.Position(), unsigned int);
     EXPECT_THROW(base.SetPosition(1), unsigned int);
@@ -48,27 +45,23 @@ TEST(ApiSurface, StreamAndMemoryStreamOperationsAreExported) {
     CUMemoryStream fromShared(shared, range);
     unsigned char out[3];
     EXPECT_EQ(3u, copied.Read(out, 3, 0, CUStream_Seek_Origin_Begin));
-    EXPECT_NE(nullptr, copied.GetPtr());
     delete CUMemoryStream::CreateMemoryStream(&borrowed, range);
     delete CUMemoryStream::CreateMemoryStream(shared, range);
-    EXPECT_TRUE(CUMemoryStream::CreateMemoryStreamPtr(&borrowed, range));
-    EXPECT_TRUE(CUMemoryStream::CreateMemoryStreamPtr(shared, range));
+    EXPECT_TRUE(copied.GetPtr() && CUMemoryStream::CreateMemoryStreamPtr(&borrowed, range) &&
+                CUMemoryStream::CreateMemoryStreamPtr(shared, range));
     CUMemoryStream later;
     EXPECT_EQ(3u, later.InitByStreamAndRange(&borrowed, range));
     later.UnInit();
     EXPECT_THROW(later.InitByStreamAndRange(nullptr, range), _CUErrorContents);
     CUStream& assigned = sized;
     assigned = static_cast<CUStream const&>(borrowed);
-    EXPECT_EQ(0u, sized.Length());
 
     __CFData const* data = CUPlatformDataCreate("xy", 2);
     EXPECT_EQ(2u, CUPlatformDataGetLength(data));
     EXPECT_EQ('x', CUPlatformDataGetBytePtr(data)[0]);
     CUPlatformRelease(CUPlatformDataRetain(data));
     CUPlatformRelease(data);
-}
 
-TEST(ApiSurface, FileStreamAndExistenceOperationsAreExported) {
     std::random_device random;
     auto folder = std::filesystem::temp_directory_path() /
                   ("varn-api-streams-" + std::to_string(random()) + std::to_string(random()));
@@ -77,10 +70,7 @@ TEST(ApiSurface, FileStreamAndExistenceOperationsAreExported) {
     std::filesystem::remove(file);
     CUStringMac path(file.c_str(), CUString_CharCode_UTF8);
     CUStringMac dir(folder.string().c_str(), CUString_CharCode_UTF8);
-    EXPECT_TRUE(CUDirectory::Exists(&dir));
-    EXPECT_FALSE(CUFile::Exists(&path));
-    EXPECT_FALSE(CUFile::Exists(CUSharedPtr<CUStringMac>()));
-    EXPECT_FALSE(CUDirectory::Exists(CUSharedPtr<CUStringMac>()));
+    EXPECT_TRUE(CUDirectory::Exists(&dir) && !CUFile::Exists(&path));
     {
         CUFileStream stream(&path, CUStream_FileMode_CreateNew, CUStream_FileAccess_ReadWrite,
                             false);
@@ -88,20 +78,18 @@ TEST(ApiSurface, FileStreamAndExistenceOperationsAreExported) {
                     stream.CanSeek());
         stream.CheackFileOpened();
         unsigned char bytes[] = "abc";
-        EXPECT_EQ(3u, stream.Write(bytes, 3, 0, CUStream_Seek_Origin_Begin));
-        EXPECT_EQ(3u, stream.Read(bytes, 3, 0, CUStream_Seek_Origin_Begin));
+        EXPECT_EQ(6u, stream.Write(bytes, 3, 0, CUStream_Seek_Origin_Begin) +
+                          stream.Read(bytes, 3, 0, CUStream_Seek_Origin_Begin));
         EXPECT_EQ(1u, stream.Seek(1, CUStream_Seek_Origin_Begin));
         EXPECT_EQ(2u, stream.SetPosition(2));
-        EXPECT_EQ(2u, stream.Position());
-        stream.SetLength(2);
-        EXPECT_EQ(2u, stream.Length());
+        stream.SetLength(stream.Position());
         EXPECT_EQ(2u, stream.Init(&path, CUStream_FileMode_Open, CUStream_FileAccess_Read));
         stream.Close();
     }
-    CUSharedPtr<CUStringMac> shared(new CUStringMac(path));
-    CUFileStream fromShared(shared, CUStream_FileMode_Truncate, CUStream_FileAccess_Write, false);
-    EXPECT_EQ(0u, fromShared.Length());
-    EXPECT_TRUE(CUFile::Exists(shared));
+    CUSharedPtr<CUStringMac> sharedPath(new CUStringMac(path));
+    CUFileStream truncated(sharedPath, CUStream_FileMode_Truncate, CUStream_FileAccess_Write,
+                           false);
+    EXPECT_TRUE(CUFile::Exists(sharedPath) && truncated.Length() == 0);
     EXPECT_EQ(3, CUFileStream::CUStream_FileAccess_To_OS_FileAccess(CUStream_FileAccess_ReadWrite));
     EXPECT_EQ(2u, CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(CUStream_Seek_Origin_End));
     std::filesystem::remove_all(folder);

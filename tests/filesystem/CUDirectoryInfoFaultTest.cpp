@@ -25,26 +25,6 @@
 using namespace varn::test;
 namespace fs = std::filesystem;
 
-namespace {
-
-std::set<std::string> NamesIn(CUSharedPtr<CUArray> const& items) {
-    std::set<std::string> names;
-    for (std::string const& path : FullNames(items)) {
-        names.insert(fs::path(path).filename().string());
-    }
-    return names;
-}
-
-std::set<std::string> Files(std::string const& folder) {
-    return NamesIn(CUDirectory::GetFiles(Str(folder)));
-}
-
-std::set<std::string> Folders(std::string const& folder) {
-    return NamesIn(CUDirectory::GetDirectories(Str(folder)));
-}
-
-} // namespace
-
 // ---- permissions ------------------------------------------------------------------------------
 
 TEST(CUDirectoryInfo, UnreadableEntriesAreListedAndAnUnreadableFolderListsEmpty) {
@@ -61,8 +41,9 @@ TEST(CUDirectoryInfo, UnreadableEntriesAreListedAndAnUnreadableFolderListsEmpty)
     ASSERT_EQ(0, ::chmod((root + "/locked").c_str(), 0));
     ASSERT_EQ(0, ::chmod((root + "/sealed").c_str(), 0));
 
-    EXPECT_EQ((std::set<std::string>{"plain", "locked"}), Files(root));
-    EXPECT_EQ((std::set<std::string>{"sealed"}), Folders(root));
+    EXPECT_EQ((std::set<std::string>{"plain", "locked"}),
+              NamesIn(CUDirectory::GetFiles(Str(root))));
+    EXPECT_EQ(std::set<std::string>{"sealed"}, NamesIn(CUDirectory::GetDirectories(Str(root))));
     // The folder exists but cannot be opened: an empty listing, not a throw.
     CUSharedPtr<CUArray> none;
     EXPECT_EQ(0u, CodeOf([&] { none = CUDirectory::GetFiles(Str(root + "/sealed")); }));
@@ -115,8 +96,7 @@ TEST(CUDirectoryInfo, ListedFoldersThatVanishedOrChangedFailWithTheirCodes) {
     std::map<std::string, CUSharedPtr<CUDirectoryInfo>> folders;
     CUSharedPtr<CUArray> listed = CUDirectory::GetDirectories(Str(root));
     for (unsigned long i = 0; i < listed->Count(); ++i) {
-        CUSharedPtr<CUDirectoryInfo> folder = listed->ObjectAtIndex(i);
-        folders[fs::path(FullNames(listed)[i]).filename().string()] = folder;
+        folders[fs::path(FullNames(listed)[i]).filename().string()] = listed->ObjectAtIndex(i);
     }
     ASSERT_EQ(4u, folders.size());
     fs::remove_all(root + "/gone");

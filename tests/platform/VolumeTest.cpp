@@ -211,27 +211,7 @@ class VolumeFakeTree : public ::testing::Test {
         EXPECT_TRUE(m) << path;
         return m ? *m : MountEntry{};
     }
-    DriveKind kindOf(std::string const& mountPoint) {
-        return service.Classify(mountOf(mountPoint + "/"));
-    }
 };
-
-TEST_F(VolumeFakeTree, EveryKindOfVolumeIsClassified) {
-    EXPECT_EQ(DriveKind::Optical, kindOf(machine.optical));
-    EXPECT_EQ(DriveKind::Ram, kindOf(machine.ramDisk));
-    EXPECT_EQ(DriveKind::Ram, kindOf(machine.zram));
-    EXPECT_EQ(DriveKind::Ram, kindOf(machine.tmpfs));
-    EXPECT_EQ(DriveKind::Removable, kindOf(machine.usb));
-    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.nvme));
-    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.mapper));
-    EXPECT_EQ(DriveKind::Removable, kindOf(machine.mapperUsb));
-    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.raid));
-    EXPECT_EQ(DriveKind::Removable, kindOf(machine.loop));
-    EXPECT_EQ(DriveKind::NoDevice, kindOf(machine.nfs));
-    EXPECT_EQ(DriveKind::NoDevice, kindOf(machine.overlay));
-    EXPECT_EQ(DriveKind::Removable, kindOf(machine.sdCard));
-    EXPECT_EQ(DriveKind::Fixed, kindOf(machine.orphan));
-}
 
 TEST_F(VolumeFakeTree, DevicesAreWalkedFromPartitionToWholeDisk) {
     BlockDeviceFacts usb = *service.DeviceOf(mountOf(machine.usb));
@@ -290,7 +270,7 @@ TEST_F(VolumeFakeTree, AnonymousDeviceNumbersFallBackToTheSourceAndSourcesToTheN
     EXPECT_EQ("nvme0n1p2", viaNumbers->name);
 }
 
-TEST_F(VolumeFakeTree, MountPointWithABlankAndPathsBelowItResolve) {
+TEST_F(VolumeFakeTree, MountPointWithABlankAndPathsBelowItResolveAndNoTableGivesNoVolumes) {
     std::string inside = machine.tree.Folder("media/alice/USB Stick/photos/2024");
     MountEntry m = mountOf(inside);
     EXPECT_EQ(machine.usb, m.mountPoint);
@@ -299,6 +279,11 @@ TEST_F(VolumeFakeTree, MountPointWithABlankAndPathsBelowItResolve) {
     EXPECT_TRUE(service.IsMountPoint(machine.usb + "/"));
     EXPECT_FALSE(service.IsMountPoint(inside));
     EXPECT_TRUE(service.IsMountPoint("/"));
+    VolumeService empty(machine.tree.Kernel() + "/nothing-here");
+    EXPECT_TRUE(empty.MountedVolumes().empty());
+    EXPECT_FALSE(empty.MountFor(machine.usb));
+    EXPECT_FALSE(empty.IsMountPoint("/"));
+    EXPECT_EQ(15u, service.MountedVolumes().size());
 }
 
 TEST_F(VolumeFakeTree, LabelsComeFromByLabelThenUdevThenTheMountPointName) {
@@ -309,14 +294,6 @@ TEST_F(VolumeFakeTree, LabelsComeFromByLabelThenUdevThenTheMountPointName) {
     EXPECT_EQ("home", service.LabelOf(mountOf(machine.nfs)));
     EXPECT_EQ("1000", service.LabelOf(mountOf(machine.tmpfs)));
     EXPECT_EQ("zram", service.LabelOf(mountOf(machine.zram)));
-}
-
-TEST_F(VolumeFakeTree, MissingMountTableGivesNoVolumes) {
-    VolumeService empty(machine.tree.Kernel() + "/nothing-here");
-    EXPECT_TRUE(empty.MountedVolumes().empty());
-    EXPECT_FALSE(empty.MountFor(machine.usb));
-    EXPECT_FALSE(empty.IsMountPoint("/"));
-    EXPECT_EQ(15u, service.MountedVolumes().size());
 }
 
 TEST(Volume, RunningSystemHasARootMountWithSizes) {

@@ -3,6 +3,7 @@
 // The disk is a 64 KiB tmpfs in a private mount namespace of a child process
 // (support/SmallDisk.h); the child fills it and checks the stream's answers.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 #include "support/SmallDisk.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
@@ -17,19 +18,12 @@
 #include <string>
 
 using varn::test::ChildReport;
+using varn::test::Pattern;
 using varn::test::ReadFile;
 using varn::test::RunOnSmallDisk;
 using varn::test::TempFolder;
 
 namespace {
-
-std::string Pattern(std::size_t n, char first) {
-    std::string s(n, '\0');
-    for (std::size_t i = 0; i < n; ++i) {
-        s[i] = static_cast<char>(first + i % 23);
-    }
-    return s;
-}
 
 unsigned char* Bytes(std::string& s) {
     return reinterpret_cast<unsigned char*>(s.data());

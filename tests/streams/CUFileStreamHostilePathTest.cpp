@@ -1,5 +1,6 @@
 // CUFileStream on hostile names: shell syntax, over-long names, text that is not UTF-8, U+0000.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
 
@@ -7,29 +8,13 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
-using varn::test::ReadFile;
-using varn::test::TempFolder;
+using namespace varn::test;
 
 namespace {
 
-CUStringMac Utf8(std::string const& s) {
-    return CUStringMac(s.data(), static_cast<unsigned int>(s.size()), CUString_CharCode_UTF8);
-}
-
-CUStringMac Units(std::u16string const& units) {
-    std::vector<unsigned short> copy(units.begin(), units.end());
-    return CUStringMac(copy.data(), static_cast<unsigned int>(copy.size() * 2));
-}
-
 unsigned int OpenCode(CUStringMac& path, CUStream_FileMode mode) {
-    try {
-        CUFileStream stream(&path, mode, CUStream_FileAccess_ReadWrite, false);
-    } catch (unsigned int code) {
-        return code;
-    }
-    return 0;
+    return CodeOf([&] { CUFileStream stream(&path, mode, CUStream_FileAccess_ReadWrite, false); });
 }
 
 } // namespace
@@ -77,7 +62,7 @@ TEST(CUFileStream, TextWithAZeroUnitOpensNothingAndCreatesNothing) {
     EXPECT_EQ(4u, OpenCode(hidden, CUStream_FileMode_OpenOrCreate));
     EXPECT_EQ(4u, OpenCode(hidden, CUStream_FileMode_CreateNew));
     EXPECT_FALSE(std::filesystem::exists(file)); // the shorter name was not created
-    varn::test::WriteFile(file, "secret");
+    WriteFile(file, "secret");
     EXPECT_EQ(4u, OpenCode(hidden, CUStream_FileMode_Open));
     EXPECT_EQ(4u, OpenCode(hidden, CUStream_FileMode_Create));
     EXPECT_EQ("secret", ReadFile(file)); // nor truncated

@@ -1,6 +1,7 @@
 // CUFileStream: opening errors, clipped reads, growing writes, positions, resizing, injected
 // system faults and threads.
 #include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUFileStream.h>
 
@@ -17,6 +18,7 @@
 #include <vector>
 
 using varn::test::FaultyFiles;
+using varn::test::Pattern;
 using varn::test::ReadFile;
 using varn::test::ScopedFaultyFiles;
 using varn::test::TempFolder;
@@ -24,25 +26,12 @@ using varn::test::WriteFile;
 
 namespace {
 
-std::string bytes(std::size_t n, char first = 'a') {
-    std::string s(n, '\0');
-    for (std::size_t i = 0; i < n; ++i) {
-        s[i] = static_cast<char>(first + i % 26);
-    }
-    return s;
-}
-
 unsigned char* data(std::string& s) {
     return reinterpret_cast<unsigned char*>(s.data());
 }
 
 unsigned int openCode(CUStringMac* path, CUStream_FileMode mode, CUStream_FileAccess access) {
-    try {
-        CUFileStream stream(path, mode, access, false);
-    } catch (unsigned int code) {
-        return code;
-    }
-    return 0;
+    return varn::test::CodeOf([&] { CUFileStream stream(path, mode, access, false); });
 }
 
 struct Fixture {
@@ -59,7 +48,7 @@ struct Fixture {
 
 } // namespace
 
-TEST(CUFileStream, OpeningRefusesNullEmptyFolderAndMissingFolderPaths) {
+TEST(CUFileStream, OpeningRefusesBadPathsAndNoThrowGivesAClosedStream) {
     TempFolder folder;
     CUStringMac empty("", CUString_CharCode_UTF8);
     CUStringMac dir(folder.Path().string().c_str(), CUString_CharCode_UTF8);
@@ -72,9 +61,7 @@ TEST(CUFileStream, OpeningRefusesNullEmptyFolderAndMissingFolderPaths) {
     CUSharedPtr<CUStringMac> none;
     EXPECT_THROW(CUFileStream(none, CUStream_FileMode_Open, CUStream_FileAccess_Read, false),
                  unsigned int);
-}
 
-TEST(CUFileStream, NoThrowGivesAClosedStreamThatReadsNothing) {
     Fixture f("", false);
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, true);
     EXPECT_FALSE(stream.CanRead() || stream.CanWrite() || stream.CanSeek());
@@ -150,11 +137,11 @@ TEST(CUFileStream, DestructorCloseAndInitCloseTheFileOnce) {
 }
 
 TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZeros) {
-    std::string const hundred = bytes(100);
+    std::string const hundred = Pattern(100);
     Fixture f(hundred);
     CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
     EXPECT_EQ(100u, stream.Position());
-    std::string ten = bytes(10, 'A');
+    std::string ten = Pattern(10, 'A');
     EXPECT_EQ(10u, stream.Write(data(ten), 10, 0, CUStream_Seek_Origin_Current));
     EXPECT_EQ(110u, stream.Position());
     EXPECT_EQ(10u, stream.Write(data(ten), 10, 200, CUStream_Seek_Origin_Begin));
@@ -186,8 +173,8 @@ TEST(CUFileStream, WritesInsideTheFileOverwriteInPlace) {
     EXPECT_EQ(10u, stream.Length());
 }
 
-TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
-    std::string const hundred = bytes(100);
+TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndTheFileLeftAndMovesThePosition) {
+    std::string const hundred = Pattern(100);
     Fixture f(hundred);
     CUSharedPtr<CUStringMac> path(new CUStringMac(f.path)); // the shared-pointer form
     CUFileStream stream(path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
@@ -202,14 +189,10 @@ TEST(CUFileStream, ReadIsClippedByTheReadableRangeAndMovesThePosition) {
     EXPECT_EQ(0u, stream.Read(data(out), 10, 2, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(4u, stream.Read(data(out), 10, 3, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(hundred.substr(3, 4), out.substr(0, 4));
-}
 
-TEST(CUFileStream, FileShortenedBehindTheStreamReadsWhatIsLeft) {
-    std::string const hundred = bytes(100);
-    Fixture f(hundred);
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    // A file shortened behind the stream reads what is left.
+    stream.ResetReadaleRange();
     std::filesystem::resize_file(f.file, 90);
-    std::string out(50, 'x');
     EXPECT_EQ(10u, stream.Read(data(out), 50, 80, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(hundred.substr(80, 10), out.substr(0, 10));
     EXPECT_EQ(100u, stream.Position()); // advanced by the request, not by the bytes
@@ -222,7 +205,7 @@ TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
     Fixture f("");
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
     ScopedFaultyFiles faults;
-    std::string block = bytes(16);
+    std::string block = Pattern(16);
     for (int i = 0; i < 4; ++i) {
         ASSERT_EQ(16u, stream.Write(data(block), 16, 0, CUStream_Seek_Origin_Current));
     }
@@ -237,7 +220,7 @@ TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
     EXPECT_EQ((std::vector<unsigned long long>{8, 24, 56}), FaultyFiles::preadOffsets);
     ASSERT_EQ(16u, stream.Write(data(block), 16, -16, CUStream_Seek_Origin_End));
     EXPECT_EQ(48u, FaultyFiles::pwriteOffsets.back());
-    EXPECT_EQ(bytes(16) + bytes(16) + bytes(16) + bytes(16), ReadFile(f.file));
+    EXPECT_EQ(Pattern(16) + Pattern(16) + Pattern(16) + Pattern(16), ReadFile(f.file));
 }
 
 TEST(CUFileStream, ReadAndWriteNeedTheirAccessAndABuffer) {
@@ -304,7 +287,7 @@ TEST(CUFileStream, SetLengthResizesAndKeepsThePosition) {
     EXPECT_EQ(20u, std::filesystem::file_size(f.file));
 }
 
-TEST(CUFileStream, BaseInterfaceKeepsTheBaseBehaviour) {
+TEST(CUFileStream, BaseInterfaceAndMappingTablesKeepTheirValues) {
     Fixture f("0123456789");
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
     CUStream& base = stream;
@@ -313,9 +296,7 @@ TEST(CUFileStream, BaseInterfaceKeepsTheBaseBehaviour) {
     EXPECT_THROW(base.Position(), unsigned int);
     EXPECT_EQ(4u, base.SetPosition(4)); // through the virtual Seek
     EXPECT_EQ(4u, stream.Position());
-}
 
-TEST(CUFileStream, MappingTablesGiveThePlatformValues) {
     int const access[] = {1, 3, 2, 0};          // Read, ReadWrite, Write, unknown
     unsigned int const origin[] = {1, 3, 2, 0}; // Begin, Current, End, unknown
     for (int i = 0; i < 4; ++i) {
@@ -329,11 +310,11 @@ TEST(CUFileStream, MappingTablesGiveThePlatformValues) {
 TEST(CUFileStream, FullDiskWriteReturnsZeroAndKeepsEarlierBytes) {
     Fixture f("");
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
-    std::string first = bytes(100);
+    std::string first = Pattern(100);
     ASSERT_EQ(100u, stream.Write(data(first), 100, 0, CUStream_Seek_Origin_End));
     ScopedFaultyFiles faults;
     FaultyFiles::writeBudget = 30; // 30 more bytes fit, then ENOSPC
-    std::string second = bytes(64, 'A');
+    std::string second = Pattern(64, 'A');
     EXPECT_EQ(0u, stream.Write(data(second), 64, 0, CUStream_Seek_Origin_End));
     EXPECT_TRUE(stream.IsOSFileHandleValid()); // a failed write does not close
     EXPECT_EQ(first, ReadFile(f.file).substr(0, 100));
@@ -346,8 +327,8 @@ TEST(CUFileStream, FullDiskWriteReturnsZeroAndKeepsEarlierBytes) {
     EXPECT_EQ(first + second, ReadFile(f.file));
 }
 
-TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
-    Fixture f(bytes(100));
+TEST(CUFileStream, FailedWriteReturnsZeroAShortOneKeepsTheStreamARefusedGrowthClosesIt) {
+    Fixture f(Pattern(100));
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
     ScopedFaultyFiles faults;
     FaultyFiles::writeBudget = 5;
@@ -358,10 +339,19 @@ TEST(CUFileStream, ShortWriteInsideTheFileIsAFailure) {
     EXPECT_EQ(0u, stream.Position());          // neither the mark nor the position moved
     EXPECT_EQ(100u, stream.Length());
     EXPECT_TRUE(stream.IsOSFileHandleValid());
+
+    Fixture g(Pattern(10));
+    CUFileStream growing(&g.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
+    FaultyFiles::writeBudget = 0;
+    FaultyFiles::pwriteError = EFBIG;
+    FaultyFiles::ftruncateError = EFBIG;
+    EXPECT_EQ(0u, growing.Write(data(block), 20, 0, CUStream_Seek_Origin_End));
+    EXPECT_FALSE(growing.IsOSFileHandleValid());
+    EXPECT_EQ(Pattern(10), ReadFile(g.file));
 }
 
 TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
-    Fixture f(bytes(10));
+    Fixture f(Pattern(10));
     CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
     ScopedFaultyFiles faults;
     FaultyFiles::preadError = ESTALE;
@@ -371,19 +361,6 @@ TEST(CUFileStream, VanishedFileReadFailureReturnsZeroAndKeepsTheStream) {
     EXPECT_TRUE(stream.CanRead());
     FaultyFiles::preadError = 0;
     EXPECT_EQ(10u, stream.Read(data(out), 10, 0, CUStream_Seek_Origin_Begin));
-}
-
-TEST(CUFileStream, GrowthRefusedByTheSystemClosesTheStreamAndKeepsTheFile) {
-    Fixture f(bytes(10));
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
-    ScopedFaultyFiles faults;
-    FaultyFiles::writeBudget = 0;
-    FaultyFiles::pwriteError = EFBIG;
-    FaultyFiles::ftruncateError = EFBIG;
-    std::string block(20, '#');
-    EXPECT_EQ(0u, stream.Write(data(block), 20, 0, CUStream_Seek_Origin_End));
-    EXPECT_FALSE(stream.IsOSFileHandleValid());
-    EXPECT_EQ(bytes(10), ReadFile(f.file));
 }
 
 TEST(CUFileStream, TwoThreadsNeverInterleaveInsideOneWrite) {

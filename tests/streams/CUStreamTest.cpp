@@ -1,4 +1,6 @@
 // CUStream: read-range arithmetic, the readable range, WriteCFData, the unsupported defaults.
+#include "support/FileTesting.h"
+
 #include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUStream.h>
 
@@ -6,6 +8,8 @@
 
 #include <cstring>
 #include <string>
+
+using varn::test::CodeOf;
 
 namespace {
 
@@ -36,15 +40,6 @@ void expectRange(_CURange r, unsigned long long location, unsigned long long len
     EXPECT_EQ(length, r.length);
 }
 
-template <class F> unsigned int codeOf(F f) {
-    try {
-        f();
-    } catch (unsigned int code) {
-        return code;
-    }
-    return 0;
-}
-
 } // namespace
 
 TEST(CUStream, StartsEmptyAndSupportsNothing) {
@@ -55,12 +50,12 @@ TEST(CUStream, StartsEmptyAndSupportsNothing) {
     EXPECT_FALSE(stream.CanWrite());
     EXPECT_FALSE(stream.CanSeek());
     unsigned char buffer[4] = {};
-    EXPECT_EQ(5u, codeOf([&] { stream.Read(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
-    EXPECT_EQ(5u, codeOf([&] { stream.Write(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
-    EXPECT_EQ(5u, codeOf([&] { stream.Seek(0, CUStream_Seek_Origin_Begin); }));
-    EXPECT_EQ(5u, codeOf([&] { stream.SetLength(3); }));
-    EXPECT_EQ(5u, codeOf([&] { stream.Position(); }));
-    EXPECT_EQ(5u, codeOf([&] { stream.SetPosition(1); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Read(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Write(buffer, 4, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Seek(0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.SetLength(3); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.Position(); }));
+    EXPECT_EQ(5u, CodeOf([&] { stream.SetPosition(1); }));
 }
 
 TEST(CUStream, CalcReadRangeClipsToTheReadableRange) {
@@ -132,7 +127,7 @@ TEST(CUStream, WriteCFDataWritesTheBytesAtTheGivenOffset) {
     EXPECT_EQ(CUStream_Seek_Origin_End, s.lastOrigin);
     char bytes[] = "abc";
     CUMemoryStream memory(bytes, 3, true);
-    EXPECT_EQ(5u, codeOf([&] { memory.WriteCFData(data, 0, CUStream_Seek_Origin_Begin); }));
+    EXPECT_EQ(5u, CodeOf([&] { memory.WriteCFData(data, 0, CUStream_Seek_Origin_Begin); }));
     CUPlatformRelease(data);
 }
 

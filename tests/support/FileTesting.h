@@ -1,6 +1,6 @@
-// FileTesting.h — small helpers for the file and folder fault tests: strings from UTF-8, the
-// code an operation throws, patterned contents, copies without a progress callback and the
-// names of a listing.
+// FileTesting.h — small helpers for the file, folder and stream tests: strings from UTF-8 or
+// UTF-16 units and back, the code an operation throws, patterned contents, copies without a
+// progress callback and the names of a listing.
 #pragma once
 
 #include <VarnUtilityLib/CUArray.h>
@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,23 @@ namespace varn::test {
 
 inline CUSharedPtr<CUStringMac> Str(std::string const& text) {
     return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
+}
+
+/// A string of exactly the bytes of `text` (a zero byte included), read as UTF-8.
+inline CUStringMac Utf8(std::string const& text) {
+    return CUStringMac(text.data(), static_cast<unsigned int>(text.size()), CUString_CharCode_UTF8);
+}
+
+/// A string of exactly these UTF-16 units, unpaired surrogates and U+0000 included.
+inline CUStringMac Units(std::u16string const& units) {
+    std::vector<unsigned short> copy(units.begin(), units.end());
+    return CUStringMac(copy.data(), static_cast<unsigned int>(copy.size() * 2));
+}
+
+/// The UTF-8 text of `s`; "" for a string without one.
+inline std::string Text(CUSharedPtr<CUStringMac> const& s) {
+    char const* p = s ? static_cast<char const*>(*s) : nullptr;
+    return p != nullptr ? p : "";
 }
 
 /// The code `f` throws, 0 when it throws nothing.
@@ -56,11 +74,18 @@ inline std::vector<std::string> FullNames(CUSharedPtr<CUArray> const& items) {
     std::vector<std::string> result;
     for (unsigned long i = 0; i < items->Count(); ++i) {
         CUSharedPtr<CUFileSysytemInfo> entry = items->ObjectAtIndex(i);
-        CUSharedPtr<CUStringMac> path = entry->GetFullName();
-        char const* p = *path;
-        result.emplace_back(p != nullptr ? p : "");
+        result.push_back(Text(entry->GetFullName()));
     }
     return result;
+}
+
+/// The file names (last components) of a listing's entries.
+inline std::set<std::string> NamesIn(CUSharedPtr<CUArray> const& items) {
+    std::set<std::string> names;
+    for (std::string const& path : FullNames(items)) {
+        names.insert(std::filesystem::path(path).filename().string());
+    }
+    return names;
 }
 
 } // namespace varn::test

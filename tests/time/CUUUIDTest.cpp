@@ -75,7 +75,7 @@ TEST(CUUUID, RandomUUIDsAreVersionFourAndDistinct) {
     EXPECT_EQ(100u, seen.size());
 }
 
-TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
+TEST(CUUUID, SerialAreaIsTheLastFiveBytesAndAccessorsAreVirtual) {
     CUSharedPtr<CUUUID> uuid = CUUUID::Create();
     std::array<unsigned char, 16> expected = bytesOf(*uuid);
     unsigned char serial[5] = {1, 2, 3, 4, 5};
@@ -91,9 +91,20 @@ TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
         CUUUID one(bytes);
         EXPECT_EQ(i == 10, one.IsNotFillSerialArea()) << "byte " << i;
     }
+
+    unsigned char const zeros[16] = {};
+    CountingUUID counted(zeros);
+    counted.writes = 0;
+    CUUUID plain(zeros);
+    EXPECT_TRUE(counted == plain);
+    EXPECT_GE(counted.reads, 1);
+    counted.CorrectSerialArea(serial);
+    EXPECT_EQ(1, counted.writes);
+    static_cast<CUUUID&>(counted) = plain;
+    EXPECT_EQ(2, counted.writes) << "assignment stores through SetUUIDBytes";
 }
 
-TEST(CUUUID, SameBytesCompareEqualInAllThreeForms) {
+TEST(CUUUID, SameBytesCompareEqualInAllThreeFormsAndCopiesTakeTheValue) {
     unsigned char const bytes[16] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5, 6};
     CUUUID a(bytes);
     CFUUIDBytes record;
@@ -108,6 +119,15 @@ TEST(CUUUID, SameBytesCompareEqualInAllThreeForms) {
     EXPECT_FALSE(a == c);
     EXPECT_FALSE(a == c.GetUUIDRef());
     EXPECT_FALSE(a == record);
+
+    CUUUID copy(a);
+    EXPECT_TRUE(copy == a);
+    EXPECT_EQ(0, copy.GetRetainCount());
+    copy = c;
+    EXPECT_TRUE(copy == c);
+    EXPECT_NE(c.GetUUIDRef(), copy.GetUUIDRef());
+    EXPECT_TRUE(*CUUUID::Create(c) == c);
+    EXPECT_TRUE(*CUUUID::Create(record) == c);
 }
 
 TEST(CUUUID, ConversionsGiveTheHandleAndTheRecordAndHandlesAreCopiedNeverKept) {
@@ -131,7 +151,7 @@ TEST(CUUUID, ConversionsGiveTheHandleAndTheRecordAndHandlesAreCopiedNeverKept) {
     EXPECT_EQ(own, copied.GetUUIDRef());
 }
 
-TEST(CUUUID, NullHandleGivesANullUUIDThatReadsAsZeros) {
+TEST(CUUUID, NullHandleGivesANullUUIDReadingAsZerosAndNullBytesAreRejectedWithTwo) {
     CUUUID null(static_cast<__CFUUID const*>(nullptr));
     EXPECT_EQ(nullptr, null.GetUUIDRef());
     std::array<unsigned char, 16> zeros{};
@@ -142,42 +162,13 @@ TEST(CUUUID, NullHandleGivesANullUUIDThatReadsAsZeros) {
     EXPECT_EQ(nullptr, copy.GetUUIDRef());
     EXPECT_FALSE(CUUUID::Create(static_cast<__CFUUID const*>(nullptr)) == nullptr)
         << "a null handle is not an error";
-}
 
-TEST(CUUUID, CopiesAndAssignmentTakeTheValue) {
-    CUSharedPtr<CUUUID> a = CUUUID::Create(1, 1, 1, 1);
-    CUSharedPtr<CUUUID> b = CUUUID::Create(2, 2, 2, 2);
-    CUUUID copy(*a);
-    EXPECT_TRUE(copy == *a);
-    EXPECT_EQ(0, copy.GetRetainCount());
-    copy = *b;
-    EXPECT_TRUE(copy == *b);
-    EXPECT_NE(b->GetUUIDRef(), copy.GetUUIDRef());
-    EXPECT_TRUE(*CUUUID::Create(*b) == *b);
-    CFUUIDBytes record = *b;
-    EXPECT_TRUE(*CUUUID::Create(record) == *b);
-}
-
-TEST(CUUUID, NullByteArgumentIsRejectedWithInvalidArgument) {
+    unsigned int code = 0;
     try {
         CUUUID rejected(static_cast<unsigned char const*>(nullptr));
-        ADD_FAILURE() << "a null byte pointer was accepted";
-    } catch (unsigned int code) {
-        EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument), code);
+    } catch (unsigned int thrown) {
+        code = thrown;
     }
+    EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument), code);
     EXPECT_FALSE(CUUUID::Create(static_cast<unsigned char const*>(nullptr)));
-}
-
-TEST(CUUUID, EqualityAndSerialAreaGoThroughTheVirtualAccessors) {
-    unsigned char const bytes[16] = {};
-    CountingUUID counted(bytes);
-    counted.writes = 0;
-    CUUUID plain(bytes);
-    EXPECT_TRUE(counted == plain);
-    EXPECT_GE(counted.reads, 1);
-    unsigned char serial[5] = {5, 4, 3, 2, 1};
-    counted.CorrectSerialArea(serial);
-    EXPECT_EQ(1, counted.writes);
-    static_cast<CUUUID&>(counted) = plain;
-    EXPECT_EQ(2, counted.writes) << "assignment stores through SetUUIDBytes";
 }
