@@ -2,6 +2,7 @@
 #include <VarnUtilityLib/CUObject.h>
 
 #include "platform/Mutex.h"
+#include "platform/SmallBlocks.h"
 
 #include <cstdio>
 #include <typeinfo>
@@ -21,6 +22,30 @@ CUObject::CUObject() : m_nRefCount(0) {
 CUObject::CUObject(CUObject const& /*other*/) : m_nRefCount(0) {}
 
 CUObject::~CUObject() = default;
+
+void* CUObject::operator new(std::size_t size) {
+    return varn::platform::AllocateSmall(size);
+}
+
+void CUObject::operator delete(void* block, std::size_t size) noexcept {
+    varn::platform::FreeSmall(block, size);
+}
+
+void* CUObject::operator new(std::size_t size, std::align_val_t alignment) {
+    return ::operator new(size, alignment);
+}
+
+void CUObject::operator delete(void* block, std::size_t size, std::align_val_t alignment) noexcept {
+    ::operator delete(block, size, alignment);
+}
+
+void* cu_detail::AllocateBlock(std::size_t size) {
+    return varn::platform::AllocateSmall(size);
+}
+
+void cu_detail::FreeBlock(void* block, std::size_t size) noexcept {
+    varn::platform::FreeSmall(block, size);
+}
 
 CUObject& CUObject::operator=(CUObject const& /*other*/) {
     return *this;
