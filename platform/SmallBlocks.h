@@ -25,8 +25,9 @@ namespace varn::platform {
 /// Largest size served from the size classes; larger requests go to operator new.
 constexpr std::size_t kMaxSmallBlock = 512;
 
-/// A block of at least `size` bytes (size 0 gives a block of its own), aligned to 16 when
-/// `size` is a multiple of 16 and to 8 otherwise, which is what an object of that size needs.
+/// A block of at least `size` bytes, aligned to 16 when `size` is a non-zero multiple of 16
+/// and to 8 otherwise, which is what an object of that size needs (size 0 gives an 8-byte
+/// block of its own).
 /// Throws std::bad_alloc when no memory can be had.
 void* AllocateSmall(std::size_t size);
 
