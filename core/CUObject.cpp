@@ -39,14 +39,6 @@ void CUObject::operator delete(void* block, std::size_t size, std::align_val_t a
     ::operator delete(block, size, alignment);
 }
 
-void* cu_detail::AllocateBlock(std::size_t size) {
-    return varn::platform::AllocateSmall(size);
-}
-
-void cu_detail::FreeBlock(void* block, std::size_t size) noexcept {
-    varn::platform::FreeSmall(block, size);
-}
-
 CUObject& CUObject::operator=(CUObject const& /*other*/) {
     return *this;
 }

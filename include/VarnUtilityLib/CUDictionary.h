@@ -81,11 +81,8 @@ struct CU_EXPORT CUDictionaryKeyOrder {
 /// Objects stored under text keys, kept in key order.
 class CU_EXPORT CUDictionary : public CUObject {
   public:
-    /// Keys in collation order, each with its value; the tree nodes come from the library's
-    /// small-block allocator.
-    using Map = std::map<
-        CUDictionaryKey, CUSharedPtr<CUObject>, CUDictionaryKeyOrder,
-        cu_detail::BlockAllocator<std::pair<CUDictionaryKey const, CUSharedPtr<CUObject>>>>;
+    /// Keys in collation order, each with its value.
+    using Map = std::map<CUDictionaryKey, CUSharedPtr<CUObject>, CUDictionaryKeyOrder>;
 
     /// An empty dictionary.
     CUDictionary();

@@ -17,7 +17,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <new>
 
 class CUStringMac;
@@ -54,8 +53,10 @@ class CU_EXPORT CUObject {
     /// Current number of CUSharedPtr owners (a snapshot when other threads hold pointers).
     std::int32_t GetRetainCount() const noexcept { return m_nRefCount.load(); }
 
-    /// Objects made with `new` come from the library's small-block allocator (size classes
-    /// with per-thread free lists; see cu_detail::AllocateBlock). Throws std::bad_alloc.
+    /// Objects made with `new` come from the library's small-block allocator: blocks up to
+    /// 512 bytes in size classes 8 bytes apart with free lists per thread (an object may be
+    /// freed on any thread); freed blocks are kept for reuse rather than given back to the
+    /// system. Larger objects use the global operator new. Throws std::bad_alloc.
     static void* operator new(std::size_t size);
     /// Gives an object's block back; `size` is the size of the object's dynamic type.
     static void operator delete(void* block, std::size_t size) noexcept;
@@ -76,39 +77,6 @@ class CU_EXPORT CUObject {
 };
 
 namespace cu_detail {
-
-/// A block of at least `size` bytes from the allocator behind CUObject: blocks up to 512 bytes
-/// come from size classes 8 bytes apart with free lists per thread (a block may be freed on
-/// any thread), larger ones from the global operator new. Freed blocks are kept for reuse
-/// rather than given back to the system. Throws std::bad_alloc.
-CU_EXPORT void* AllocateBlock(std::size_t size);
-
-/// Frees a block of AllocateBlock; `size` is the size it was asked for. Null is ignored.
-CU_EXPORT void FreeBlock(void* block, std::size_t size) noexcept;
-
-/// A standard allocator over AllocateBlock, for the node-based containers of the library.
-template <class T> struct BlockAllocator {
-    using value_type = T;
-    BlockAllocator() noexcept = default;
-    template <class U> BlockAllocator(BlockAllocator<U> const& /*other*/) noexcept {}
-    T* allocate(std::size_t n) {
-        if constexpr (alignof(T) > 16) {
-            return std::allocator<T>().allocate(n);
-        } else {
-            return static_cast<T*>(AllocateBlock(n * sizeof(T)));
-        }
-    }
-    void deallocate(T* block, std::size_t n) noexcept {
-        if constexpr (alignof(T) > 16) {
-            std::allocator<T>().deallocate(block, n);
-        } else {
-            FreeBlock(block, n * sizeof(T));
-        }
-    }
-    template <class U> bool operator==(BlockAllocator<U> const& /*other*/) const noexcept {
-        return true;
-    }
-};
 
 /// Points at a flag that is non-zero while the process runs a single thread (the C library's
 /// own, which turns 0 before a second thread starts). Counts then change without bus-locked

@@ -1,14 +1,11 @@
-// The allocation forms of CUObject and the block allocator beside it, through the shared
-// library: every object made with new, placement new, over-aligned types and the standard
-// allocator over the same blocks.
+// The allocation forms of CUObject through the shared library: objects made with new of
+// small, large and over-aligned types, and placement new.
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <map>
 #include <new>
-#include <vector>
 
 namespace {
 
@@ -38,27 +35,4 @@ TEST(CUObject, AllocationFormsAreExported) {
     auto* inPlace = new (storage) CUStringMac("here", CUString_CharCode_UTF8);
     EXPECT_EQ(4, inPlace->Length());
     inPlace->~CUStringMac();
-
-    void* block = cu_detail::AllocateBlock(24);
-    ASSERT_NE(nullptr, block);
-    cu_detail::FreeBlock(block, 24);
-    cu_detail::FreeBlock(nullptr, 24);
-
-    std::map<int, int, std::less<int>, cu_detail::BlockAllocator<std::pair<int const, int>>> map;
-    std::vector<long, cu_detail::BlockAllocator<long>> list(1000, 7);
-    for (int i = 0; i < 100; ++i) {
-        map[i] = i * 2;
-    }
-    EXPECT_EQ(198, map[99]);
-    EXPECT_EQ(7000, [&] {
-        long sum = 0;
-        for (long v : list) {
-            sum += v;
-        }
-        return sum;
-    }());
-    static_assert(
-        std::is_same_v<
-            CUDictionary::Map::allocator_type,
-            cu_detail::BlockAllocator<std::pair<CUDictionaryKey const, CUSharedPtr<CUObject>>>>);
 }

@@ -313,8 +313,8 @@ TEST(SmallBlocks, ObjectsAreFreedByTheSizeOfTheirWholeType) {
     if (!Pooled()) {
         GTEST_SKIP() << "plain blocks under AddressSanitizer (which checks the sizes itself)";
     }
-    // A string reaches its count through a virtual base; a dictionary's entries come from the
-    // same allocator. Everything made here is given back in full.
+    // A string reaches its count through a virtual base; a dictionary copies its keys and
+    // shares their texts. Everything made here is given back in full.
     std::int64_t const before = ThreadBytes();
     {
         CUSharedPtr<CUMutableDictionary> map(new CUMutableDictionary());
