@@ -36,7 +36,12 @@ void* CUObject::operator new(std::size_t size, std::align_val_t alignment) {
 }
 
 void CUObject::operator delete(void* block, std::size_t size, std::align_val_t alignment) noexcept {
+#if defined(__cpp_sized_deallocation)
     ::operator delete(block, size, alignment);
+#else
+    static_cast<void>(size);
+    ::operator delete(block, alignment);
+#endif
 }
 
 CUObject& CUObject::operator=(CUObject const& /*other*/) {

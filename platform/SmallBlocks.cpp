@@ -44,7 +44,12 @@ void* AllocateSmall(std::size_t size) {
 
 void FreeSmall(void* block, std::size_t size) noexcept {
     if (block != nullptr) {
-        ::operator delete(block, size == 0 ? 1 : size);
+#if defined(__cpp_sized_deallocation)
+        ::operator delete(block, size == 0 ? 1 : size); // AddressSanitizer checks the size
+#else
+        static_cast<void>(size);
+        ::operator delete(block);
+#endif
     }
 }
 
@@ -423,9 +428,11 @@ bool SameSmallBlock(std::size_t a, std::size_t b) noexcept {
 
 #endif
 
+#if !defined(VARN_PLAIN_BLOCKS)
 namespace {
 std::atomic<void*> g_keptLarge{nullptr};
 } // namespace
+#endif
 
 void* AllocateLarge(std::size_t size) noexcept {
 #if !defined(VARN_PLAIN_BLOCKS)

@@ -13,8 +13,9 @@
 // used, plus the latest large block freed through FreeLarge.
 //
 // Every free names the size the block was asked for (the objects and texts all know theirs).
-// Under AddressSanitizer every block is a plain operator new/delete of its exact size, so
-// use-after-free, overflows and size mismatches are still reported.
+// Under AddressSanitizer every block is a plain operator new/delete (sized where the compiler
+// has sized deallocation) and no large block is kept, so use-after-free, overflows and size
+// mismatches are still reported.
 #pragma once
 
 #include <cstddef>
