@@ -1,4 +1,4 @@
-// SmallBlocks.h — the allocator behind the library's objects, texts and dictionary entries.
+// SmallBlocks.h — the allocator behind the library's objects and texts.
 //
 // A document tree, a dictionary or a list of strings is made of millions of blocks of a few
 // dozen bytes, made and freed together. The C library's allocator pays for every one of them
