@@ -15,6 +15,7 @@
 // thread-local objects, static objects at process exit) go to the store one block at a time.
 #include "platform/SmallBlocks.h"
 
+#include <pthread.h>
 #include <sys/mman.h>
 
 #include <malloc.h>
@@ -117,8 +118,32 @@ struct Central {
 };
 
 // Never destroyed: blocks are freed by static destructors at process exit, in any order.
+Central& TheCentral();
+
+// A fork while another thread holds one of the store's locks would leave that lock held for
+// ever in the child: every lock is taken around the fork, as the C library does with its own.
+void LockAllForFork() {
+    Central& central = TheCentral();
+    central.chunkLock.lock();
+    for (Depot& depot : central.depots) {
+        depot.lock.lock();
+    }
+}
+
+void UnlockAllAfterFork() {
+    Central& central = TheCentral();
+    for (Depot& depot : central.depots) {
+        depot.lock.unlock();
+    }
+    central.chunkLock.unlock();
+}
+
 Central& TheCentral() {
-    static Central* const central = new Central;
+    static Central* const central = [] {
+        auto* made = new Central;
+        ::pthread_atfork(&LockAllForFork, &UnlockAllAfterFork, &UnlockAllAfterFork);
+        return made;
+    }();
     return *central;
 }
 

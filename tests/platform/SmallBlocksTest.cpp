@@ -11,6 +11,9 @@
 
 #include "platform/Text.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,6 +29,18 @@
 namespace platform = varn::platform;
 
 namespace {
+
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
 
 // Under AddressSanitizer every block is a plain operator new of its exact size: classes,
 // reuse and the counts do not exist there.
@@ -330,4 +345,53 @@ TEST(SmallBlocks, ObjectsAreFreedByTheSizeOfTheirWholeType) {
         EXPECT_EQ(1000u, copy->Count());
     }
     EXPECT_EQ(before, ThreadBytes());
+}
+
+TEST(SmallBlocks, AChildForkedWhileOtherThreadsAllocateCanAllocate) {
+    // Other threads take and give back batches through the store while this one forks: the
+    // child must find the store's locks free. The sanitizers' own allocators can deadlock in
+    // such a child, so the test runs only without them.
+    if (!Pooled() || kThreadSanitizer) {
+        GTEST_SKIP() << "fork of a process with allocating threads under a sanitizer";
+    }
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> churners;
+    for (int t = 0; t < 2; ++t) {
+        churners.emplace_back([&stop] {
+            std::vector<void*> blocks;
+            while (!stop.load()) {
+                for (int i = 0; i < 2000; ++i) {
+                    blocks.push_back(platform::AllocateSmall(24 + 8 * (i % 8)));
+                }
+                for (std::size_t i = 0; i < blocks.size(); ++i) {
+                    platform::FreeSmall(blocks[i], 24 + 8 * (i % 8));
+                }
+                blocks.clear();
+            }
+        });
+    }
+    int failures = 0;
+    for (int round = 0; round < 20; ++round) {
+        pid_t const pid = ::fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            std::vector<void*> blocks;
+            for (int i = 0; i < 20000; ++i) {
+                blocks.push_back(platform::AllocateSmall(8 + 8 * (i % 64)));
+            }
+            for (std::size_t i = 0; i < blocks.size(); ++i) {
+                platform::FreeSmall(blocks[i], 8 + 8 * (i % 64));
+            }
+            ::_exit(0);
+        }
+        int status = 0;
+        if (::waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+            ++failures;
+        }
+    }
+    stop.store(true);
+    for (std::thread& churner : churners) {
+        churner.join();
+    }
+    EXPECT_EQ(0, failures);
 }
