@@ -2,6 +2,7 @@
 #include <VarnUtilityLib/CUObject.h>
 
 #include "platform/Mutex.h"
+#include "platform/SmallBlocks.h"
 
 #include <cstdio>
 #include <typeinfo>
@@ -21,6 +22,27 @@ CUObject::CUObject() : m_nRefCount(0) {
 CUObject::CUObject(CUObject const& /*other*/) : m_nRefCount(0) {}
 
 CUObject::~CUObject() = default;
+
+void* CUObject::operator new(std::size_t size) {
+    return varn::platform::AllocateSmall(size);
+}
+
+void CUObject::operator delete(void* block, std::size_t size) noexcept {
+    varn::platform::FreeSmall(block, size);
+}
+
+void* CUObject::operator new(std::size_t size, std::align_val_t alignment) {
+    return ::operator new(size, alignment);
+}
+
+void CUObject::operator delete(void* block, std::size_t size, std::align_val_t alignment) noexcept {
+#if defined(__cpp_sized_deallocation)
+    ::operator delete(block, size, alignment);
+#else
+    static_cast<void>(size);
+    ::operator delete(block, alignment);
+#endif
+}
 
 CUObject& CUObject::operator=(CUObject const& /*other*/) {
     return *this;

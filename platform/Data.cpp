@@ -1,6 +1,10 @@
 // Data.cpp — reference-counted byte blocks.
 #include "platform/Data.h"
 
+#include "platform/SmallBlocks.h"
+
+#include <malloc.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -34,12 +38,12 @@ Data const* RetainData(Data const* data) noexcept {
 void ReleaseData(Data const* data) noexcept {
     if (data != nullptr && data->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         data->~Data();
-        std::free(const_cast<Data*>(data));
+        FreeLarge(const_cast<Data*>(data));
     }
 }
 
 DataBuilder::~DataBuilder() {
-    std::free(m_block);
+    FreeLarge(m_block);
 }
 
 bool DataBuilder::Grow(std::size_t extra) noexcept {
@@ -53,9 +57,24 @@ bool DataBuilder::Grow(std::size_t extra) noexcept {
     while (capacity - m_size < extra) {
         capacity = capacity < (std::size_t{1} << 20) ? capacity * 2 : capacity + capacity / 2;
     }
-    void* memory = std::realloc(m_block, sizeof(Data) + capacity);
-    if (memory == nullptr) {
-        return false;
+    void* memory;
+    if (capacity >= kMinLargeBlock && m_capacity < kMinLargeBlock) {
+        // Turning large: the block kept from the last large output, if any, is taken whole
+        // (its pages are in memory already) instead of growing into freshly mapped pages.
+        memory = AllocateLarge(sizeof(Data) + capacity);
+        if (memory == nullptr) {
+            return false;
+        }
+        if (m_size != 0) {
+            std::memcpy(static_cast<char*>(memory) + sizeof(Data), m_bytes, m_size);
+        }
+        std::free(m_block);
+        capacity = ::malloc_usable_size(memory) - sizeof(Data);
+    } else {
+        memory = std::realloc(m_block, sizeof(Data) + capacity);
+        if (memory == nullptr) {
+            return false;
+        }
     }
     m_block = static_cast<Data*>(memory);
     m_bytes = reinterpret_cast<char*>(m_block + 1);

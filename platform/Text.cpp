@@ -6,7 +6,10 @@
 // big-endian, and "ASCII" input accepts Latin-1 bytes.
 #include "platform/Text.h"
 
+#include "platform/SmallBlocks.h"
 #include "platform/TextCollation.h"
+
+#include <sys/single_threaded.h>
 
 #include <algorithm>
 #include <cstring>
@@ -22,16 +25,41 @@ struct EmptyStorage {
 };
 EmptyStorage g_empty{{{1 << 30}, 0, {nullptr}}, 0};
 
+// Bytes of the block of a text of `count` units.
+std::size_t blockSize(std::size_t count) {
+    return sizeof(__CFString) + count * sizeof(char16_t);
+}
+
+// Texts are small blocks: a document tree holds one for most of its values.
 Text* allocate(std::size_t count) {
     if (count > UINT32_MAX) {
         throw std::bad_alloc();
     }
-    void* block = ::operator new(sizeof(__CFString) + count * sizeof(char16_t));
+    void* block = AllocateSmall(blockSize(count));
     auto* text = static_cast<Text*>(block);
     text->refs.store(1, std::memory_order_relaxed);
     text->length = static_cast<std::uint32_t>(count);
     text->collationKey.store(nullptr, std::memory_order_relaxed);
     return text;
+}
+
+// Frees a text's block by its current length (see shrink for why that is its block's size).
+void freeText(Text const* text) noexcept {
+    FreeSmall(const_cast<Text*>(text), blockSize(text->length));
+}
+
+// A text made for `count` units that turned out to hold fewer (`units`, not 0): kept in its
+// block when the block of the shorter length is the same one, since the free goes by the
+// length; otherwise, or when `copy` asks for it to save the waste, copied to a block of its
+// exact size.
+Text const* shrink(Text* text, std::size_t count, std::size_t units, bool copy) {
+    text->length = static_cast<std::uint32_t>(units);
+    if (!copy && SameSmallBlock(blockSize(count), blockSize(units))) {
+        return text;
+    }
+    Text const* exact = MakeText(text->Units(), units);
+    FreeSmall(text, blockSize(count));
+    return exact;
 }
 
 char16_t* mutableUnits(Text* text) {
@@ -145,19 +173,36 @@ Text const* EmptyText() noexcept {
     return &g_empty.header;
 }
 
+// While the process runs one thread (the C library's flag, which turns 0 before a second
+// thread starts) counts change without bus-locked instructions: names shared by a whole
+// document are retained and released once per node.
 Text const* Retain(Text const* text) noexcept {
-    if (text != nullptr) {
+    if (text == nullptr) {
+        return text;
+    }
+    if (__libc_single_threaded != 0) {
+        text->refs.store(text->refs.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    } else {
         text->refs.fetch_add(1, std::memory_order_relaxed);
     }
     return text;
 }
 
 void Release(Text const* text) noexcept {
-    if (text == nullptr || text->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+    if (text == nullptr) {
+        return;
+    }
+    if (__libc_single_threaded != 0) {
+        std::int32_t const left = text->refs.load(std::memory_order_relaxed) - 1;
+        text->refs.store(left, std::memory_order_relaxed);
+        if (left != 0) {
+            return;
+        }
+    } else if (text->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
         return;
     }
     FreeCollationKey(text->collationKey.load(std::memory_order_acquire));
-    ::operator delete(const_cast<Text*>(text));
+    freeText(text);
 }
 
 Text const* MakeText(char16_t const* units, std::size_t count) {
@@ -189,16 +234,13 @@ Text const* Decode(char const* bytes, std::size_t count, Encoding encoding) {
         Text* text = allocate(count);
         std::size_t units = decodeUTF8(p, count, mutableUnits(text));
         if (units == kFailed || units == 0) {
-            ::operator delete(text);
+            FreeSmall(text, blockSize(count));
             return units == 0 ? Retain(EmptyText()) : nullptr;
         }
-        text->length = static_cast<std::uint32_t>(units);
-        if (count - units > 256 && units < count / 2) {
-            Text const* exact = MakeText(text->Units(), units);
-            ::operator delete(text);
-            return exact;
+        if (units == count) {
+            return text;
         }
-        return text;
+        return shrink(text, count, units, count - units > 256 && units < count / 2);
     }
     if (encoding != Encoding::UTF16) {
         return nullptr;
@@ -229,19 +271,16 @@ Text const* DecodeUTF8Content(char const* bytes, std::size_t count) {
     }
     std::size_t rest = decodeUTF8(p + ascii, count - ascii, out + ascii, false);
     if (rest == kFailed) {
-        ::operator delete(text);
+        FreeSmall(text, blockSize(count));
         return nullptr;
     }
     std::size_t const units = ascii + rest;
-    text->length = static_cast<std::uint32_t>(units);
+    if (units == count) {
+        return text;
+    }
     // Multi-byte sequences left the block too large; a text kept in a tree for long is worth
     // the copy once the waste passes a few allocation granules.
-    if (count - units >= 16) {
-        Text const* exact = MakeText(text->Units(), units);
-        ::operator delete(text);
-        return exact;
-    }
-    return text;
+    return shrink(text, count, units, count - units >= 16);
 }
 
 std::uint64_t MaxBytesForEncoding(std::uint64_t length, Encoding encoding) noexcept {

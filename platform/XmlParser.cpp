@@ -7,12 +7,15 @@
 // refuse is seen at the place where it stands, and text is not normalised.
 #include "platform/XmlParser.h"
 
+#include "platform/SmallBlocks.h"
+
 #include <expat.h>
 #include <unicode/ucnv.h>
 #include <unicode/ustring.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <functional>
@@ -558,8 +561,24 @@ using ExpatParser = std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)>;
 
 // A parser for UTF-8 input (the explicit encoding overrides any declaration: the input is
 // UTF-8 by the time expat sees it) with the reader's handlers; null when memory runs out.
+// Expat's memory: its input buffer, the size of the whole document, is the one large block
+// of a load; it comes from (and goes back to) the large block kept between documents.
+void* ExpatMalloc(std::size_t size) {
+    return size >= kMinLargeBlock ? AllocateLarge(size) : std::malloc(size);
+}
+
+void ExpatFree(void* block) {
+    FreeLarge(block);
+}
+
+void* ExpatRealloc(void* block, std::size_t size) {
+    return std::realloc(block, size);
+}
+
+XML_Memory_Handling_Suite const kExpatMemory = {&ExpatMalloc, &ExpatRealloc, &ExpatFree};
+
 ExpatParser MakeParser(EventReader& reader) {
-    ExpatParser parser(XML_ParserCreate("UTF-8"), XML_ParserFree);
+    ExpatParser parser(XML_ParserCreate_MM("UTF-8", &kExpatMemory, nullptr), XML_ParserFree);
     if (!parser) {
         return parser;
     }

@@ -451,10 +451,14 @@ class TreeWriter {
         // The count is taken once, as a walk by index over Count() would; the bound on the
         // live size guards against a node's own getter shrinking the list meanwhile.
         for (std::size_t i = 0; i < count && i < entries.size(); ++i) {
-            // The walk waits on memory more than on anything else: ask for the next sibling
+            // The walk waits on memory more than on anything else: ask for the sibling after
+            // next, and for the parts of the next one (whose node was asked for a step ago),
             // while this one is written.
+            if (i + 2 < entries.size()) {
+                __builtin_prefetch(entries[i + 2].get());
+            }
             if (i + 1 < entries.size()) {
-                __builtin_prefetch(entries[i + 1].get());
+                PrefetchParts(entries[i + 1].get());
             }
             CUXmlDomNode* child = AsNode(entries[i].get());
             if (child == nullptr) {
@@ -463,6 +467,23 @@ class TreeWriter {
             status = WriteNode(child);
         }
         return status;
+    }
+
+    // Asks for the objects a node of the library's own classes points at: its name and value
+    // strings, its child list and its attribute map.
+    static void PrefetchParts(CUObject* object) {
+        if (object == nullptr) {
+            return;
+        }
+        char const* type = typeid(*object).name();
+        if (type != typeid(CUXmlDomElementNode).name() && type != typeid(CUXmlDomTextNode).name()) {
+            return;
+        }
+        auto& node = *static_cast<CUXmlDomNode*>(object);
+        __builtin_prefetch(NodeFields::Name(node).get());
+        __builtin_prefetch(NodeFields::Value(node).get());
+        __builtin_prefetch(NodeFields::Children(node).get());
+        __builtin_prefetch(NodeFields::Attributes(node).get());
     }
 
     unsigned int WriteNode(CUXmlDomNode* node) {

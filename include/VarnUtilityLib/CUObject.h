@@ -15,7 +15,9 @@
 #include <VarnUtilityLib/CUSharedPtr.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 
 class CUStringMac;
 
@@ -50,6 +52,22 @@ class CU_EXPORT CUObject {
 
     /// Current number of CUSharedPtr owners (a snapshot when other threads hold pointers).
     std::int32_t GetRetainCount() const noexcept { return m_nRefCount.load(); }
+
+    /// Objects made with `new` come from the library's small-block allocator: blocks up to
+    /// 512 bytes in size classes 8 bytes apart with free lists per thread (an object may be
+    /// freed on any thread); freed blocks are kept for reuse rather than given back to the
+    /// system. Larger objects use the global operator new. Throws std::bad_alloc.
+    static void* operator new(std::size_t size);
+    /// Gives an object's block back; `size` is the size of the object's dynamic type.
+    static void operator delete(void* block, std::size_t size) noexcept;
+    /// Types aligned beyond 16 bytes use the global aligned forms.
+    static void* operator new(std::size_t size, std::align_val_t alignment);
+    /// \overload
+    static void operator delete(void* block, std::size_t size, std::align_val_t alignment) noexcept;
+    /// Construction in place, as with the global placement form.
+    static void* operator new(std::size_t /*size*/, void* where) noexcept { return where; }
+    /// \overload
+    static void operator delete(void* /*block*/, void* /*where*/) noexcept {}
 
   private:
     friend void cu_detail::Retain(CUObject const* object) noexcept;
