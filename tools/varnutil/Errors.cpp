@@ -3,6 +3,7 @@
 
 #include <VarnUtilityLib/CUError.h>
 
+#include "platform/SystemError.h"
 #include "platform/Terminal.h"
 
 #include <cstdio>
@@ -50,6 +51,46 @@ char const* meaning(unsigned code) {
 }
 
 } // namespace
+
+std::string CodeLabel(unsigned code) {
+    char label[32];
+    if (code >= 0x10000) {
+        std::snprintf(label, sizeof label, "status 0x%x", code);
+    } else {
+        std::snprintf(label, sizeof label, "error %u", code);
+    }
+    return label;
+}
+
+void ClearSystemReason() {
+    varn::platform::ClearSystemError();
+}
+
+std::string SystemReason() {
+    return varn::platform::SystemErrorText(varn::platform::LastSystemError());
+}
+
+std::string PathReason(std::string const& path, char access) {
+    return varn::platform::SystemErrorText(varn::platform::ProbePath(path.c_str(), access));
+}
+
+void ReportProblem(std::ostream& err, char const* command, std::string const& subject,
+                   std::string const& reason) {
+    err << Paint(err, Style::Error, std::string("varnutil ") + command + ":") << ' ';
+    if (!subject.empty()) {
+        err << subject << ": ";
+    }
+    err << reason << '\n';
+}
+
+void ReportError(std::ostream& err, char const* command, std::string const& subject, unsigned code,
+                 std::string const& systemReason) {
+    char const* words = meaning(code);
+    std::string reason = !systemReason.empty() ? systemReason
+                         : words != nullptr    ? words
+                                               : "unknown code";
+    ReportProblem(err, command, subject, reason + " (" + CodeLabel(code) + ")");
+}
 
 std::string DescribeError(unsigned code) {
     char number[32];

@@ -8,11 +8,14 @@
 
 #include "platform/Interrupt.h"
 #include "platform/Terminal.h"
+#include "platform/TextWidth.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace varnutil {
 
@@ -102,6 +105,24 @@ bool onProgress(unsigned long long total, unsigned long long completed, void* da
     return true;
 }
 
+// The reason to show for a failed library call: the system's, read right after the call,
+// else what looking at the paths in turn shows, else none (the code's meaning is shown).
+struct Blame {
+    std::string subject;
+    std::string reason;
+};
+
+Blame blame(std::string const& systemReason,
+            std::initializer_list<std::pair<std::string, char>> paths) {
+    for (auto const& [path, access] : paths) {
+        std::string reason = PathReason(text(str(path)), access);
+        if (!reason.empty()) {
+            return {path, reason};
+        }
+    }
+    return {paths.begin()->first, systemReason};
+}
+
 int copyOrMove(bool isCopy, std::ostream& out, std::ostream& err) {
     char const* command = isCopy ? "cp" : "mv";
     varn::platform::WatchInterrupts();
@@ -111,17 +132,29 @@ int copyOrMove(bool isCopy, std::ostream& out, std::ostream& err) {
         !g_options.quiet && varn::platform::IsTerminal(varn::platform::StandardStream::Error);
     _CopyProgress_Info info{onProgress, &bar, nullptr};
     unsigned int status = 0;
+    ClearSystemReason();
     try {
         status = isCopy ? CUFile::CopyWithProgress(str(g_options.source), str(g_options.dest),
                                                    &info, g_options.force)
                         : CUFile::MoveWithProgress(str(g_options.source), str(g_options.dest),
                                                    &info, g_options.force);
     } catch (unsigned int code) {
-        ReportFailure(err, command,
-                      g_options.source + " -> " + g_options.dest + ": " + DescribeError(code) +
-                          (code == 4 ? " (the destination exists; --force replaces it)" : ""));
+        std::string system = SystemReason();
+        std::filesystem::path dest = std::filesystem::absolute(g_options.dest);
+        Blame b = blame(system, {{g_options.source, 'r'}, {dest.parent_path().string(), 'w'}});
+        if (b.subject == g_options.source && std::filesystem::is_directory(g_options.source)) {
+            b.reason = "is a folder; only files are copied and moved";
+        } else if (code == 4 && std::filesystem::exists(std::filesystem::symlink_status(dest))) {
+            b = {g_options.dest,
+                 std::filesystem::is_directory(dest)
+                     ? "is a folder; name the new file in full, e.g. " + g_options.dest + "/" +
+                           std::filesystem::path(g_options.source).filename().string()
+                     : "exists; --force replaces it"};
+        }
+        ReportError(err, command, b.subject, code, b.reason);
         return kExitFailed;
     }
+    std::string system = SystemReason();
     if (bar.drawn) {
         err << '\n';
     }
@@ -130,51 +163,197 @@ int copyOrMove(bool isCopy, std::ostream& out, std::ostream& err) {
         return 130;
     }
     if (status != 0) {
-        ReportFailure(err, command,
-                      g_options.source + " -> " + g_options.dest + ": " + DescribeError(status));
+        std::filesystem::path dest = std::filesystem::absolute(g_options.dest);
+        Blame b = blame(system, {{g_options.source, 'r'}, {dest.parent_path().string(), 'w'}});
+        if (std::filesystem::is_directory(dest)) {
+            b = {g_options.dest, "is a folder; name the new file in full, e.g. " + g_options.dest +
+                                     "/" +
+                                     std::filesystem::path(g_options.source).filename().string()};
+        }
+        ReportError(err, command, b.subject, status, b.reason);
         return kExitFailed;
     }
     (void)out;
     return kExitOk;
 }
 
+struct Row {
+    CUSharedPtr<CUStringMac> name;
+    std::string text;
+    std::string size;
+};
+
+// Names in the order of the locale's collation; the library's strings compare that way.
+void sortRows(std::vector<Row>& rows) {
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](Row const& a, Row const& b) { return *a.name < *b.name; });
+}
+
 int list(std::ostream& out, std::ostream& err) {
+    std::string path = text(str(g_options.path));
+    std::vector<Row> folders;
+    std::vector<Row> files;
+    ClearSystemReason();
     try {
-        CUSharedPtr<CUArray> folders = CUDirectory::GetDirectories(str(g_options.path));
-        CUSharedPtr<CUArray> files = CUDirectory::GetFiles(str(g_options.path));
-        for (unsigned long i = 0; i < folders->Count(); ++i) {
-            CUSharedPtr<CUFileSysytemInfo> entry = folders->ObjectAtIndex(i);
+        CUSharedPtr<CUArray> folderList = CUDirectory::GetDirectories(str(g_options.path));
+        CUSharedPtr<CUArray> fileList = CUDirectory::GetFiles(str(g_options.path));
+        for (unsigned long i = 0; i < folderList->Count(); ++i) {
+            CUSharedPtr<CUFileSysytemInfo> entry = folderList->ObjectAtIndex(i);
             std::string full = text(entry->GetFullName());
-            out << Paint(out, Style::Heading, full.substr(full.rfind('/') + 1) + "/") << '\n';
+            std::string name = full.substr(full.rfind('/') + 1);
+            folders.push_back(
+                {CUSharedPtr<CUStringMac>(new CUStringMac(name.c_str(), CUString_CharCode_UTF8)),
+                 name + "/", ""});
         }
-        for (unsigned long i = 0; i < files->Count(); ++i) {
-            CUSharedPtr<CUFileInfo> entry = files->ObjectAtIndex(i);
+        for (unsigned long i = 0; i < fileList->Count(); ++i) {
+            CUSharedPtr<CUFileInfo> entry = fileList->ObjectAtIndex(i);
             std::string full = text(entry->GetFullName());
-            out << full.substr(full.rfind('/') + 1) << "  "
-                << humanBytes(static_cast<double>(entry->Length())) << '\n';
+            std::string name = full.substr(full.rfind('/') + 1);
+            files.push_back(
+                {CUSharedPtr<CUStringMac>(new CUStringMac(name.c_str(), CUString_CharCode_UTF8)),
+                 name, humanBytes(static_cast<double>(entry->Length()))});
         }
     } catch (unsigned int code) {
-        ReportFailure(err, "ls", g_options.path + ": " + DescribeError(code));
+        std::string system = SystemReason();
+        Blame b = blame(system, {{g_options.path, 'r'}});
+        if (b.reason.empty() && !std::filesystem::is_directory(path)) {
+            b.reason = "not a folder";
+        }
+        ReportError(err, "ls", g_options.path, code, b.reason);
+        return kExitFailed;
+    }
+    // A folder that cannot be read lists as empty in the library; say why instead.
+    if (folders.empty() && files.empty()) {
+        std::string reason = PathReason(path, 'r');
+        if (reason.empty()) {
+            reason = PathReason(path, 'x');
+        }
+        if (!reason.empty()) {
+            ReportProblem(err, "ls", g_options.path, reason);
+            return kExitFailed;
+        }
+    }
+    sortRows(folders);
+    sortRows(files);
+    int width = 0;
+    for (auto const* rows : {&folders, &files}) {
+        for (Row const& row : *rows) {
+            width = std::max(width, varn::platform::DisplayWidth(row.text));
+        }
+    }
+    std::size_t sizeWidth = 0;
+    for (Row const& row : files) {
+        sizeWidth = std::max(sizeWidth, row.size.size());
+    }
+    for (Row const& row : folders) {
+        out << Paint(out, Style::Heading, row.text) << '\n';
+    }
+    for (Row const& row : files) {
+        int pad = width - varn::platform::DisplayWidth(row.text);
+        out << row.text << std::string(static_cast<std::size_t>(pad) + 2, ' ')
+            << std::string(sizeWidth - row.size.size(), ' ') << row.size << '\n';
+    }
+    return kExitOk;
+}
+
+template <typename F> int guarded(char const* command, std::ostream& err, char access, F&& action) {
+    ClearSystemReason();
+    try {
+        action();
+    } catch (unsigned int code) {
+        std::string system = SystemReason();
+        std::filesystem::path full = std::filesystem::absolute(g_options.path);
+        Blame b = blame(system, {{g_options.path, access}});
+        if (b.reason.empty() && access == ' ') {
+            b = blame(system, {{full.parent_path().string(), 'w'}});
+            b.subject = g_options.path;
+        }
+        ReportError(err, command, b.subject, code, b.reason);
         return kExitFailed;
     }
     return kExitOk;
 }
 
-template <typename F> int guarded(char const* command, std::ostream& err, F&& action) {
+int makeFolder(std::ostream& err) {
+    ClearSystemReason();
     try {
-        action();
+        if (!CUDirectory::CreateDirectory(str(g_options.path))) {
+            throw static_cast<unsigned int>(kCUStatusFailure);
+        }
     } catch (unsigned int code) {
-        ReportFailure(err, command, g_options.path + ": " + DescribeError(code));
+        std::string reason = SystemReason();
+        // The folder that stopped it is the nearest one that exists.
+        std::error_code ignored;
+        std::string full = text(str(g_options.path));
+        std::filesystem::path at = full;
+        while (at.has_parent_path() && at != at.parent_path() &&
+               !std::filesystem::exists(at, ignored)) {
+            at = at.parent_path();
+        }
+        std::string subject = g_options.path;
+        if (std::filesystem::exists(std::filesystem::symlink_status(at, ignored)) &&
+            at.string() != full) {
+            // Named as the user named it: relative when they gave a relative path.
+            std::string shown = std::filesystem::path(g_options.path).is_relative()
+                                    ? std::filesystem::relative(at, ignored).string()
+                                    : at.string();
+            if (!std::filesystem::is_directory(at, ignored)) {
+                subject = shown;
+                reason = "not a folder";
+            } else if (std::string r = PathReason(at.string(), 'w'); !r.empty()) {
+                subject = shown;
+                reason = r;
+            }
+        } else if (std::filesystem::exists(at, ignored) && !std::filesystem::is_directory(at)) {
+            reason = "exists and is not a folder";
+        }
+        ReportError(err, "mkdir", subject, code, reason);
         return kExitFailed;
     }
     return kExitOk;
+}
+
+int remove(std::ostream& err) {
+    std::string path = text(str(g_options.path));
+    std::error_code ignored;
+    std::filesystem::file_status status = std::filesystem::symlink_status(path, ignored);
+    if (!std::filesystem::exists(status)) {
+        ReportProblem(err, "rm", g_options.path, PathReason(path, ' '));
+        return kExitFailed;
+    }
+    if (std::filesystem::is_symlink(status)) {
+        // The link itself goes, whatever it points to; the target is never touched.
+        return guarded("rm", err, ' ', [&] { CUFile::Delete(str(g_options.path)); });
+    }
+    if (std::filesystem::is_directory(status)) {
+        return guarded("rm", err, ' ',
+                       [&] { CUDirectory::Delete(str(g_options.path), g_options.recursive); });
+    }
+    return guarded("rm", err, ' ', [&] { CUFile::Delete(str(g_options.path)); });
+}
+
+int trash(std::ostream& err) {
+    std::string path = text(str(g_options.path));
+    std::error_code ignored;
+    std::filesystem::file_status status = std::filesystem::symlink_status(path, ignored);
+    if (!std::filesystem::exists(status)) {
+        ReportProblem(err, "trash", g_options.path, PathReason(path, ' '));
+        return kExitFailed;
+    }
+    if (!std::filesystem::is_directory(status)) {
+        ReportProblem(err, "trash", g_options.path,
+                      "only folders can be trashed; `varnutil rm` deletes a file or a link");
+        return kExitFailed;
+    }
+    return guarded("trash", err, 'w', [&] { CUDirectory::Recycle(str(g_options.path)); });
 }
 
 } // namespace
 
 void AddFilesCommands(CLI::App& app) {
     Options& o = g_options;
-    o.ls = app.add_subcommand("ls", "List a folder: sub-folders first, then files with sizes");
+    o.ls = app.add_subcommand(
+        "ls", "List a folder: sub-folders first, then files with sizes, in the locale's order");
     o.ls->add_option("folder", o.path, "The folder")->required();
 
     o.cp = app.add_subcommand("cp", "Copy a file with a progress bar (Ctrl-C cancels cleanly)");
@@ -190,12 +369,13 @@ void AddFilesCommands(CLI::App& app) {
     o.mkdir->add_option("folder", o.path, "The folder")->required();
     o.mkdir->add_flag("-p,--parents", o.parents, "Accepted for habit; parents are always made");
 
-    o.rm = app.add_subcommand("rm", "Delete a file, an empty folder, or with -r a whole tree");
+    o.rm = app.add_subcommand("rm", "Delete a file, a link (never what it points to), an empty "
+                                    "folder, or with -r a whole tree");
     o.rm->add_option("path", o.path, "The file or folder")->required();
     o.rm->add_flag("-r,--recursive", o.recursive,
                    "Delete a folder's contents too (links are removed, never followed)");
 
-    o.trash = app.add_subcommand("trash", "Move a folder to the trash");
+    o.trash = app.add_subcommand("trash", "Move a folder to the trash (files: use rm)");
     o.trash->add_option("folder", o.path, "The folder")->required();
 }
 
@@ -206,17 +386,11 @@ bool RunFilesCommands(std::ostream& out, std::ostream& err, int* exitCode) {
     } else if (o.cp->parsed() || o.mv->parsed()) {
         *exitCode = copyOrMove(o.cp->parsed(), out, err);
     } else if (o.mkdir->parsed()) {
-        *exitCode = guarded("mkdir", err, [&] { CUDirectory::CreateDirectory(str(o.path)); });
+        *exitCode = makeFolder(err);
     } else if (o.rm->parsed()) {
-        *exitCode = guarded("rm", err, [&] {
-            if (CUDirectory::Exists(str(o.path))) {
-                CUDirectory::Delete(str(o.path), o.recursive);
-            } else {
-                CUFile::Delete(str(o.path));
-            }
-        });
+        *exitCode = remove(err);
     } else if (o.trash->parsed()) {
-        *exitCode = guarded("trash", err, [&] { CUDirectory::Recycle(str(o.path)); });
+        *exitCode = trash(err);
     } else {
         return false;
     }

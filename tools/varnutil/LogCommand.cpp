@@ -3,6 +3,8 @@
 
 #include "Errors.h"
 
+#include <VarnUtilityLib/CUDirectory.h>
+#include <VarnUtilityLib/CUError.h>
 #include <VarnUtilityLib/CULog.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@ namespace {
 
 struct Options {
     CLI::App* log = nullptr;
+    CLI::App* write = nullptr;
     CLI::App* show = nullptr;
     std::string folder;
     std::string name;
@@ -30,11 +33,56 @@ CUSharedPtr<CUStringMac> str(std::string const& text) {
     return CUSharedPtr<CUStringMac>(new CUStringMac(text.c_str(), CUString_CharCode_UTF8));
 }
 
+std::string absoluteFolder() {
+    return std::filesystem::absolute(g_options.folder).lexically_normal().string();
+}
+
+// The log swallows every error of its own, so the folder is checked here before writing: it is
+// made when missing, and must then be a folder this process can create files in.
+bool usableFolder(std::string const& folder, std::ostream& err) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(folder, ignored)) {
+        ClearSystemReason();
+        try {
+            if (!CUDirectory::CreateDirectory(str(folder))) {
+                throw static_cast<unsigned int>(kCUStatusFailure);
+            }
+        } catch (unsigned int code) {
+            std::string reason = SystemReason();
+            std::filesystem::path parent = std::filesystem::path(folder).parent_path();
+            while (reason.empty() && !parent.empty() && parent != parent.parent_path()) {
+                if (std::filesystem::exists(parent, ignored)) {
+                    reason = PathReason(parent.string(), 'w');
+                    break;
+                }
+                parent = parent.parent_path();
+            }
+            ReportError(err, "log write", g_options.folder, code, reason);
+            return false;
+        }
+    }
+    if (!std::filesystem::is_directory(folder, ignored)) {
+        ReportProblem(err, "log write", g_options.folder, "not a folder");
+        return false;
+    }
+    for (char access : {'w', 'x'}) {
+        std::string reason = PathReason(folder, access);
+        if (!reason.empty()) {
+            ReportProblem(err, "log write", g_options.folder, reason);
+            return false;
+        }
+    }
+    return true;
+}
+
 int write(std::ostream& err) {
-    std::string folder = std::filesystem::absolute(g_options.folder).lexically_normal().string();
+    std::string folder = absoluteFolder();
+    if (!usableFolder(folder, err)) {
+        return kExitFailed;
+    }
     CULog::InitializeWithName(str(folder), str(g_options.name), 7);
     if (!CULog::GetInstance()) {
-        ReportFailure(err, "log", folder + ": the log folder cannot be made or used");
+        ReportProblem(err, "log write", g_options.folder, "the log could not be started there");
         return kExitFailed;
     }
     CULog::Write(g_options.level, "%s", g_options.message.c_str());
@@ -54,7 +102,7 @@ int show(std::ostream& out, std::ostream& err) {
     std::vector<File> files;
     for (int i = 0; i < 10; ++i) {
         CUSharedPtr<CUStringMac> path =
-            CULog::GetLogFilePath(str(g_options.folder), str(g_options.name), i);
+            CULog::GetLogFilePath(str(absoluteFolder()), str(g_options.name), i);
         std::string text;
         if (!path || path->GetString(text) != kCUStatusSuccess) {
             continue;
@@ -66,8 +114,11 @@ int show(std::ostream& out, std::ostream& err) {
         }
     }
     if (files.empty()) {
-        ReportFailure(err, "log show",
-                      "no log files named " + g_options.name + "0-9.log in " + g_options.folder);
+        std::string reason = PathReason(absoluteFolder(), 'x');
+        ReportProblem(err, "log show", g_options.folder,
+                      !reason.empty() ? reason
+                                      : "no log files named " + g_options.name + "0.log to " +
+                                            g_options.name + "9.log there");
         return kExitFailed;
     }
     auto newest = std::max_element(files.begin(), files.end(), [](File const& a, File const& b) {
@@ -76,6 +127,10 @@ int show(std::ostream& out, std::ostream& err) {
     std::rotate(files.begin(), newest + 1, files.end());
     for (File const& file : files) {
         std::ifstream in(file.path, std::ios::binary);
+        if (!in) {
+            ReportProblem(err, "log show", file.path, PathReason(file.path, 'r'));
+            return kExitFailed;
+        }
         std::string line;
         while (std::getline(in, line)) {
             if (!line.empty() && line.back() == '\r') {
@@ -91,25 +146,26 @@ int show(std::ostream& out, std::ostream& err) {
 
 CLI::App* AddLogCommand(CLI::App& app) {
     Options& o = g_options;
-    o.log =
-        app.add_subcommand("log", "Write a line into a log ring (FOLDER/NAME0-9.log), or show it");
-    o.log->add_option("folder", o.folder, "The log folder (made if missing)")->required();
-    o.log->add_option("name", o.name, "The base name of the files")->required();
-    o.log->add_option("message", o.message, "The line to write");
-    o.log->add_option("-l,--level", o.level, "1 error, 2 warning, 3 info, 0 or 4+ debug")
+    o.log = app.add_subcommand("log", "Write a line into a log ring (FOLDER/NAME0.log to "
+                                      "NAME9.log), or show the ring");
+    o.log->require_subcommand(1);
+    o.write = o.log->add_subcommand("write", "Write MESSAGE into the ring NAME in FOLDER");
+    o.write->add_option("folder", o.folder, "The log folder (made if missing)")->required();
+    o.write->add_option("name", o.name, "The base name of the files")->required();
+    o.write->add_option("message", o.message, "The line to write")->required();
+    o.write
+        ->add_option("-l,--level", o.level, "1 error, 2 warning, 3 info (default), 0 or 4-7 debug")
         ->check(CLI::Range(0u, 7u));
-    o.show = o.log->add_subcommand("show", "Print the ring's lines, oldest first");
-    o.log->require_subcommand(0, 1);
+    o.show = o.log->add_subcommand("show", "Print the lines of the ring NAME in FOLDER, oldest "
+                                           "first; creates nothing");
+    o.show->add_option("folder", o.folder, "The log folder")->required();
+    o.show->add_option("name", o.name, "The base name of the files")->required();
     return o.log;
 }
 
 int RunLogCommand(std::ostream& out, std::ostream& err) {
     if (g_options.show->parsed()) {
         return show(out, err);
-    }
-    if (g_options.message.empty()) {
-        ReportFailure(err, "log", "a message to write is needed (or `show`)");
-        return kExitUsage;
     }
     return write(err);
 }

@@ -93,6 +93,10 @@ void Show(std::ostream& out, char const* label, char const* value) {
     out << line << (value != nullptr ? value : "(null)") << '\n';
 }
 
+int TourSectionCount() {
+    return static_cast<int>(sections().size());
+}
+
 int RunTour(std::ostream& out) {
     auto all = sections();
     std::stable_sort(all.begin(), all.end(),

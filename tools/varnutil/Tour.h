@@ -20,4 +20,7 @@ int RunTour(std::ostream& out);
 /// Prints "  label: value" lines, aligned, for the sections' output.
 void Show(std::ostream& out, char const* label, char const* value);
 
+/// How many sections the tour has (every registered TourSection).
+int TourSectionCount();
+
 } // namespace varnutil

@@ -19,7 +19,7 @@ void log(std::ostream& out) {
     CULog::InitializeWithName(str(folder), str("Tour"), 3);
     Show(out, "InitializeWithName(logs, Tour, 3)",
          CULog::GetInstance() ? "instance made" : "failed");
-    CULog::Write(3, "tour started with %d sections", 17);
+    CULog::Write(3, "tour started with %d sections", TourSectionCount());
     CULog::Write(1, "an error line");
     CULog::Write(4, "a debug line, dropped at level 3");
     CULog::Write(3, CUSharedPtr<CUStringMac>(new CUStringMac("%s", CUString_CharCode_UTF8)),

@@ -121,6 +121,46 @@ int runUuid(std::string const& serialText, int count, std::ostream& out) {
     return 0;
 }
 
+// CLI11 says only "A subcommand is required" when a word is not one of the subcommands; name
+// the word, and the subcommands that were expected.
+bool reportMissingSubcommand(CLI::App& app, int argc, char** argv) {
+    CLI::App* level = &app;
+    std::string chain = "varnutil";
+    int next = 1;
+    for (bool deeper = true; deeper;) {
+        deeper = false;
+        for (CLI::App* sub : level->get_subcommands({})) {
+            if (sub->parsed()) {
+                chain += " " + sub->get_name();
+                level = sub;
+                deeper = true;
+                for (; next < argc && sub->get_name() != argv[next]; ++next) {
+                }
+                ++next;
+                break;
+            }
+        }
+    }
+    if (level->get_require_subcommand_min() == 0) {
+        return false;
+    }
+    std::string names;
+    for (CLI::App* sub : level->get_subcommands({})) {
+        names += (names.empty() ? "" : ", ") + sub->get_name();
+    }
+    std::string word;
+    for (; next < argc; ++next) {
+        if (argv[next][0] != '-') {
+            word = argv[next];
+            break;
+        }
+    }
+    std::cerr << Paint(std::cerr, Style::Error, chain + ":") << ' '
+              << (word.empty() ? "a subcommand is needed" : "`" + word + "` is not a subcommand")
+              << "; one of: " << names << "\nRun with --help for more information.\n";
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -161,6 +201,12 @@ int main(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
+    } catch (CLI::RequiredError const& e) {
+        if (std::string(e.what()).find("subcommand") != std::string::npos &&
+            reportMissingSubcommand(app, argc, argv)) {
+            return kExitUsage;
+        }
+        return app.exit(e) == 0 ? kExitOk : kExitUsage;
     } catch (CLI::ParseError const& e) {
         // --help and --version end parsing with exit code 0; every other parse error is a usage
         // error, whatever number CLI11 gives it.
