@@ -7,6 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libicu-dev libglib2.0-dev libexpat1-dev uuid-dev
   libcli11-dev libgtest-dev libgmock-dev tmux
+  file  # scripts/package.sh: cpack reads the binaries' types with it
 )
 for arg in "$@"; do
   case "$arg" in

@@ -20,12 +20,15 @@ class CU_EXPORT CUDirectory : public CUObject {
 
     /// CUDirectoryInfo::Create on the path; returns the entry.
     static CUSharedPtr<CUDirectoryInfo> CreateDirectory(CUSharedPtr<CUStringMac> path);
+    /// \overload
     static CUSharedPtr<CUDirectoryInfo> CreateDirectory(CUStringMac* path);
     /// CUDirectoryInfo::Delete() on the path.
     static void Delete(CUSharedPtr<CUStringMac> path);
+    /// \overload
     static void Delete(CUStringMac* path);
     /// CUDirectoryInfo::Delete(recursive) on the path.
     static void Delete(CUSharedPtr<CUStringMac> path, bool recursive);
+    /// \overload
     static void Delete(CUStringMac* path, bool recursive);
     /// CUDirectoryInfo::Recycle on the path.
     static void Recycle(CUSharedPtr<CUStringMac> path);
@@ -33,8 +36,10 @@ class CU_EXPORT CUDirectory : public CUObject {
     static void Rename(CUSharedPtr<CUStringMac> path, CUSharedPtr<CUStringMac> newName);
     /// CUDirectoryInfo::GetDirectories on the path.
     static CUSharedPtr<CUArray> GetDirectories(CUSharedPtr<CUStringMac> path);
+    /// \overload
     static CUSharedPtr<CUArray> GetDirectories(CUStringMac* path);
     /// CUDirectoryInfo::GetFiles on the path.
     static CUSharedPtr<CUArray> GetFiles(CUSharedPtr<CUStringMac> path);
+    /// \overload
     static CUSharedPtr<CUArray> GetFiles(CUStringMac* path);
 };

@@ -10,9 +10,12 @@
 #include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUFileSysytemInfo.h>
 
+/// A folder entry by path: creation with its ancestors, deletion, the trash and listings.
 class CU_EXPORT CUDirectoryInfo : public CUFileSysytemInfo {
   public:
+    /// An entry for the folder at `path` (which need not exist); an empty path throws 1.
     explicit CUDirectoryInfo(CUStringMac& path);
+    /// The same from a shared pointer; an empty pointer throws 2.
     explicit CUDirectoryInfo(CUSharedPtr<CUStringMac> path);
     ~CUDirectoryInfo() override;
 

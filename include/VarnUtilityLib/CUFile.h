@@ -20,6 +20,7 @@ class CU_EXPORT CUFile : public CUObject {
 
     /// CUFileInfo::Delete on the path.
     static void Delete(CUStringMac& path);
+    /// \overload
     static void Delete(CUSharedPtr<CUStringMac> path);
     /// CUFileSysytemInfo::Rename on the path.
     static void Rename(CUSharedPtr<CUStringMac> path, CUSharedPtr<CUStringMac> newName);

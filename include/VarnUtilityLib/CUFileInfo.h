@@ -16,6 +16,7 @@ class CUFileInfo;
 struct _CopyProgress_Info {
     /// Called with (total bytes, bytes completed, user data); false cancels. May be null.
     bool (*callback)(unsigned long long total, unsigned long long completed, void* userData);
+    /// Handed to the callback as it is.
     void* userData;
     /// Written by the library at the start of each copy or move.
     CUFileInfo* owner;
@@ -24,9 +25,12 @@ struct _CopyProgress_Info {
 struct __FSFileOperation;
 struct __CFDictionary;
 
+/// A file entry by path: size, deletion, and copies and moves with progress.
 class CU_EXPORT CUFileInfo : public CUFileSysytemInfo {
   public:
+    /// An entry for the file at `path` (which need not exist); an empty path throws 1.
     explicit CUFileInfo(CUStringMac& path);
+    /// The same from a shared pointer; an empty pointer throws 2.
     explicit CUFileInfo(CUSharedPtr<CUStringMac> path);
     ~CUFileInfo() override;
 

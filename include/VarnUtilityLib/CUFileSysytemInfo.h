@@ -7,6 +7,7 @@
 #include <VarnUtilityLib/CUObject.h>
 #include <VarnUtilityLib/CUStringMac.h>
 
+/// The base of file and folder entries: a full path, its description and renaming.
 class CU_EXPORT CUFileSysytemInfo : public CUObject {
   public:
     /// Copies `path`; an empty path throws 1.
@@ -30,5 +31,6 @@ class CU_EXPORT CUFileSysytemInfo : public CUObject {
     virtual void Rename(CUSharedPtr<CUStringMac> newName);
 
   protected:
+    /// The full path of the entry, as given or as renamed.
     CUStringMac m_fullName;
 };

@@ -42,7 +42,7 @@ cases=(
   "2|-|varnutil log: \`logs\` is not a subcommand; one of: write, show|[ ! -e logs ]|log logs App hi"
   "2|-|varnutil log: a subcommand is needed|true|log"
   "2|-|not expected: extra|true|log show logs App extra"
-  "2|-|message is required|[ ! -e logs ]|log write logs App"
+  "2|-|MESSAGE is required|[ ! -e logs ]|log write logs App"
   "2|-|--level: Value 9 not in range|[ ! -e logs ]|log write logs App hello -l 9"
   "0|-|Usage: .*log write|true|log write --help"
   "0|-|Usage: .*log show|true|log show --help"

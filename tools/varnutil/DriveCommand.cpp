@@ -176,7 +176,7 @@ int showAll(std::ostream& out) {
 CLI::App* AddDriveCommand(CLI::App& app) {
     CLI::App* drive =
         app.add_subcommand("drive", "Show the volume holding a path, or every mounted volume");
-    drive->add_option("path", g_path, "A path; the volume holding it is shown");
+    drive->add_option("PATH", g_path, "A path; the volume holding it is shown");
     drive->add_flag("--all", g_all, "List every mounted volume");
     drive->require_option(1);
     return drive;

@@ -354,29 +354,29 @@ void AddFilesCommands(CLI::App& app) {
     Options& o = g_options;
     o.ls = app.add_subcommand(
         "ls", "List a folder: sub-folders first, then files with sizes, in the locale's order");
-    o.ls->add_option("folder", o.path, "The folder")->required();
+    o.ls->add_option("FOLDER", o.path, "The folder")->required();
 
     o.cp = app.add_subcommand("cp", "Copy a file with a progress bar (Ctrl-C cancels cleanly)");
     o.mv = app.add_subcommand("mv", "Move a file with a progress bar (Ctrl-C cancels cleanly)");
     for (CLI::App* sub : {o.cp, o.mv}) {
-        sub->add_option("source", o.source, "The file")->required();
-        sub->add_option("dest", o.dest, "The full path of the new file")->required();
+        sub->add_option("SOURCE", o.source, "The file")->required();
+        sub->add_option("DEST", o.dest, "The full path of the new file")->required();
         sub->add_flag("-f,--force", o.force, "Replace an existing destination");
         sub->add_flag("-q,--quiet", o.quiet, "No progress bar");
     }
 
     o.mkdir = app.add_subcommand("mkdir", "Create a folder with its missing parents");
-    o.mkdir->add_option("folder", o.path, "The folder")->required();
+    o.mkdir->add_option("FOLDER", o.path, "The folder")->required();
     o.mkdir->add_flag("-p,--parents", o.parents, "Accepted for habit; parents are always made");
 
     o.rm = app.add_subcommand("rm", "Delete a file, a link (never what it points to), an empty "
                                     "folder, or with -r a whole tree");
-    o.rm->add_option("path", o.path, "The file or folder")->required();
+    o.rm->add_option("PATH", o.path, "The file or folder")->required();
     o.rm->add_flag("-r,--recursive", o.recursive,
                    "Delete a folder's contents too (links are removed, never followed)");
 
     o.trash = app.add_subcommand("trash", "Move a folder to the trash (files: use rm)");
-    o.trash->add_option("folder", o.path, "The folder")->required();
+    o.trash->add_option("FOLDER", o.path, "The folder")->required();
 }
 
 bool RunFilesCommands(std::ostream& out, std::ostream& err, int* exitCode) {

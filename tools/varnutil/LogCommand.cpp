@@ -150,16 +150,16 @@ CLI::App* AddLogCommand(CLI::App& app) {
                                       "NAME9.log), or show the ring");
     o.log->require_subcommand(1);
     o.write = o.log->add_subcommand("write", "Write MESSAGE into the ring NAME in FOLDER");
-    o.write->add_option("folder", o.folder, "The log folder (made if missing)")->required();
-    o.write->add_option("name", o.name, "The base name of the files")->required();
-    o.write->add_option("message", o.message, "The line to write")->required();
+    o.write->add_option("FOLDER", o.folder, "The log folder (made if missing)")->required();
+    o.write->add_option("NAME", o.name, "The base name of the files")->required();
+    o.write->add_option("MESSAGE", o.message, "The line to write")->required();
     o.write
         ->add_option("-l,--level", o.level, "1 error, 2 warning, 3 info (default), 0 or 4-7 debug")
         ->check(CLI::Range(0u, 7u));
     o.show = o.log->add_subcommand("show", "Print the lines of the ring NAME in FOLDER, oldest "
                                            "first; creates nothing");
-    o.show->add_option("folder", o.folder, "The log folder")->required();
-    o.show->add_option("name", o.name, "The base name of the files")->required();
+    o.show->add_option("FOLDER", o.folder, "The log folder")->required();
+    o.show->add_option("NAME", o.name, "The base name of the files")->required();
     return o.log;
 }
 
