@@ -2,8 +2,8 @@
 # Drives varnutil through a table of command lines: each row gives the exit status, a pattern
 # (grep -P, over the whole output; an empty one wants no output at all) that stdout and stderr together must contain, a check run afterwards in the work
 # folder, and the command line. Rows marked `user` run as an unprivileged user, so that
-# permissions hold; as root they run through setpriv as nobody, and are skipped when nobody
-# cannot run the tool from where it is built.
+# permissions hold; as root they run through setpriv as nobody (from a copy of the tool when
+# nobody cannot reach the build tree), and are skipped when nobody cannot run it at all.
 # Usage: varnutil-cases.sh VARNUTIL
 set -uo pipefail
 varnutil="$(cd "$(dirname "$1")" && pwd)/$(basename "$1")"
@@ -30,9 +30,21 @@ chmod 555 ro
 
 as_user=()
 user_ok=1
+user_varnutil="$varnutil"
 if [ "$(id -u)" -eq 0 ]; then
   as_user=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
-  "${as_user[@]}" "$varnutil" --version >/dev/null 2>&1 || user_ok=0
+  if ! "${as_user[@]}" "$varnutil" --version >/dev/null 2>&1; then
+    # The build tree is out of nobody's reach (under /root, say): run a copy of the tool and
+    # of the library from the work folder instead.
+    mkdir "$work/bin"
+    cp "$varnutil" "$work/bin/"
+    ldd "$varnutil" | sed -n 's/.*=> \(.*libVarnUtilityLib[^ ]*\) .*/\1/p' |
+      xargs -r cp -t "$work/bin/"
+    chmod -R a+rX "$work/bin"
+    user_varnutil="$work/bin/$(basename "$varnutil")"
+    as_user+=(env "LD_LIBRARY_PATH=$work/bin")
+    "${as_user[@]}" "$user_varnutil" --version >/dev/null 2>&1 || user_ok=0
+  fi
 fi
 
 # status | who | pattern | check afterwards | command line
@@ -82,6 +94,7 @@ for row in "${cases[@]}"; do
   IFS='|' read -r want who pattern check line <<<"$row"
   eval "args=($line)"
   runner=()
+  tool="$varnutil"
   if [ "$who" = user ]; then
     if [ "$user_ok" -eq 0 ]; then
       echo "skipped (nobody cannot run $varnutil): varnutil $line"
@@ -89,8 +102,9 @@ for row in "${cases[@]}"; do
       continue
     fi
     runner=("${as_user[@]}")
+    tool="$user_varnutil"
   fi
-  output="$("${runner[@]}" "${pinned[@]}" "$varnutil" "${args[@]}" 2>&1)"
+  output="$("${runner[@]}" "${pinned[@]}" "$tool" "${args[@]}" 2>&1)"
   status=$?
   if [ "$status" -ne "$want" ] || { [ -z "$pattern" ] && [ -n "$output" ]; } ||
     { [ -n "$pattern" ] && ! printf '%s' "$output" | grep -Pzq -- "$pattern"; } || ! eval "$check"; then
