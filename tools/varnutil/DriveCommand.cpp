@@ -76,11 +76,13 @@ std::string join(std::vector<std::string> const& parts, char const* separator) {
 int showOne(std::ostream& out, std::ostream& err) {
     CUStringMac path(g_path.c_str(), CUString_CharCode_UTF8);
     CUSharedPtr<CUDriveInfo> drive;
+    ClearSystemReason();
     try {
         drive = CUSharedPtr<CUDriveInfo>(new CUDriveInfo(path));
     } catch (unsigned int code) {
-        ReportFailure(err, "drive",
-                      "cannot resolve \"" + g_path + "\": error " + DescribeError(code));
+        std::string reason = SystemReason();
+        ReportError(err, "drive", g_path, code,
+                    "cannot be resolved to a volume" + (reason.empty() ? "" : ": " + reason));
         return kExitFailed;
     }
     row(out, "Path", g_path);

@@ -111,8 +111,7 @@ int runUuid(std::string const& serialText, int count, std::ostream& out) {
                 uuid->CorrectSerialArea(serial);
             }
         } catch (unsigned int code) {
-            ReportFailure(std::cerr, "uuid",
-                          "the serial could not be written: error " + DescribeError(code));
+            ReportError(std::cerr, "uuid", "the serial could not be written", code, "");
             return kExitFailed;
         }
         std::string text = utf8(uuid->Description());
