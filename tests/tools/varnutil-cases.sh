@@ -27,6 +27,11 @@ printf 'x' > folder/inside
 printf 'secret' > unreadable.txt
 chmod 000 unreadable.txt unreadable-folder
 chmod 555 ro
+mkdir locked-log
+printf 'old line\r\n' > locked-log/App0.log
+chmod 444 locked-log/App0.log
+chmod 777 locked-log
+ln -s folder link-to-folder-r
 
 as_user=()
 user_ok=1
@@ -66,6 +71,7 @@ cases=(
   "1|-|log show: logs: no log files named Other0.log to Other9.log there|[ ! -e logs/Other0.log ]|log show logs Other"
   "1|-|^varnutil log write: file.txt: not a folder\$|true|log write file.txt App hello"
   "1|user|^varnutil log write: ro: permission denied\$|[ -z \"\$(ls ro)\" ]|log write ro App hello"
+  "1|user|^varnutil log write: locked-log/App0.log: the line could not be written: permission denied\$|[ \"\$(cat locked-log/App0.log)\" = \"\$(printf 'old line\\r')\" ]|log write locked-log App hello"
   "1|user|^varnutil log write: ro/new: permission denied \(error 4\)\$|[ ! -e ro/new ]|log write ro/new App hello"
   # Failures give the system's reason and the library's code.
   "1|-|^varnutil rm: missing: no such file or directory\$|true|rm missing"
@@ -81,6 +87,7 @@ cases=(
   # Links are removed, never what they point to.
   "0|-||[ ! -L link-to-folder ] && [ -f folder/inside ]|rm link-to-folder"
   "0|-||[ ! -L link-to-file ] && [ -f file.txt ]|rm link-to-file"
+  "0|-||[ ! -L link-to-folder-r ] && [ -f folder/inside ]|rm -r link-to-folder-r"
   # The trash takes folders, and says so for a file.
   "1|-|^varnutil trash: file.txt: only folders can be trashed|[ -f file.txt ]|trash file.txt"
   "0|-||[ ! -e trash-me ] && [ -d \"\$XDG_DATA_HOME/Trash/files/trash-me\" ]|trash trash-me"

@@ -75,11 +75,68 @@ bool usableFolder(std::string const& folder, std::ostream& err) {
     return true;
 }
 
+// What each file of the ring looks like before a write, to find the one the line went into.
+struct FileState {
+    std::string path;
+    bool exists = false;
+    std::uintmax_t size = 0;
+    std::filesystem::file_time_type modified;
+};
+
+std::vector<FileState> ringState(std::string const& folder) {
+    std::vector<FileState> states;
+    for (int i = 0; i < 10; ++i) {
+        CUSharedPtr<CUStringMac> path = CULog::GetLogFilePath(str(folder), str(g_options.name), i);
+        FileState state;
+        if (!path || path->GetString(state.path) != kCUStatusSuccess) {
+            continue;
+        }
+        std::error_code error;
+        state.size = std::filesystem::file_size(state.path, error);
+        state.exists = !error;
+        if (state.exists) {
+            state.modified = std::filesystem::last_write_time(state.path, error);
+        }
+        states.push_back(state);
+    }
+    return states;
+}
+
+bool endsWith(std::string const& path, std::string const& ending) {
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : 0;
+    auto length = static_cast<std::streamoff>(ending.size());
+    if (size < length) {
+        return false;
+    }
+    std::string tail(ending.size(), '\0');
+    in.seekg(size - length);
+    in.read(tail.data(), length);
+    return in && tail == ending;
+}
+
+// The log drops a line it cannot write without a word, so the tool looks for it: a file of the
+// ring that changed and now ends with the message.
+bool lineLanded(std::vector<FileState> const& before, std::string const& folder) {
+    std::string ending = "\t" + g_options.message + "\r\n";
+    for (FileState const& after : ringState(folder)) {
+        for (FileState const& old : before) {
+            if (old.path == after.path && after.exists &&
+                (!old.exists || old.size != after.size || old.modified != after.modified) &&
+                endsWith(after.path, ending)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 int write(std::ostream& err) {
     std::string folder = absoluteFolder();
     if (!usableFolder(folder, err)) {
         return kExitFailed;
     }
+    std::vector<FileState> before = ringState(folder);
     CULog::InitializeWithName(str(folder), str(g_options.name), 7);
     if (!CULog::GetInstance()) {
         ReportProblem(err, "log write", g_options.folder, "the log could not be started there");
@@ -87,6 +144,25 @@ int write(std::ostream& err) {
     }
     CULog::Write(g_options.level, "%s", g_options.message.c_str());
     CULog::Terminate();
+    if (!lineLanded(before, folder)) {
+        // Name the file of the ring that refuses writing, if one does.
+        std::string shown = g_options.folder;
+        std::string reason;
+        for (FileState const& file : before) {
+            if (file.exists) {
+                if (std::string r = PathReason(file.path, 'w'); !r.empty()) {
+                    shown = (std::filesystem::path(g_options.folder) /
+                             std::filesystem::path(file.path).filename())
+                                .string();
+                    reason = r;
+                    break;
+                }
+            }
+        }
+        ReportProblem(err, "log write", shown,
+                      "the line could not be written" + (reason.empty() ? "" : ": " + reason));
+        return kExitFailed;
+    }
     return kExitOk;
 }
 
