@@ -72,6 +72,7 @@ cases=(
   "1|-|^varnutil log write: file.txt: not a folder\$|true|log write file.txt App hello"
   "1|user|^varnutil log write: ro: permission denied\$|[ -z \"\$(ls ro)\" ]|log write ro App hello"
   "1|user|^varnutil log write: locked-log/App0.log: the line could not be written: permission denied\$|[ \"\$(cat locked-log/App0.log)\" = \"\$(printf 'old line\\r')\" ]|log write locked-log App hello"
+  "1|user|^varnutil log write: unreadable-folder: permission denied\$|true|log write unreadable-folder App hello"
   "1|user|^varnutil log write: ro/new: permission denied \(error 4\)\$|[ ! -e ro/new ]|log write ro/new App hello"
   # Failures give the system's reason and the library's code.
   "1|-|^varnutil rm: missing: no such file or directory\$|true|rm missing"
