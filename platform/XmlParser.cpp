@@ -722,7 +722,9 @@ void AppendEscaped(std::string& out, std::string_view text, bool attribute) {
             out += attribute ? "&#10;" : "\n";
             break;
         case '\r':
-            out += attribute ? "&#13;" : "\r";
+            // In text too: a reader turns a carriage return written plainly (with the line
+            // feed after it) into a line feed.
+            out += "&#13;";
             break;
         default:
             out += c;
@@ -1107,13 +1109,13 @@ std::string EscapeXmlText(std::string const& text) {
     out.reserve(text.size() + text.size() / 8);
     // A run of blanks between two references (or a reference and an end of the text) would
     // be dropped by the reader as whitespace between markup; written as character references
-    // it loads back as itself. Every other character but the five is written as it is.
+    // it loads back as itself. Every other character but the five and CR is written as it is.
     std::size_t start = 0;
     std::size_t const size = text.size();
     while (true) {
         std::size_t end = start;
         bool blank = true;
-        while (end < size && !IsXmlSpecial(text[end])) {
+        while (end < size && !IsXmlSpecial(text[end]) && text[end] != '\r') {
             blank = blank && IsXmlBlank(text[end]);
             ++end;
         }

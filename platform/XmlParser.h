@@ -137,10 +137,11 @@ bool IsXmlName(std::string_view name);
 /// removed). False when the encoding is unknown or the bytes do not decode.
 bool ConvertXmlToUTF8(void const* bytes, std::size_t length, std::string& utf8);
 
-/// The text with &, <, >, ' and " replaced by the five predefined entities. A stretch made
-/// only of blanks (space, tab, CR, LF) that lies between two of those characters or between one
-/// and an end of the text is written as character references, so that the reader, which drops
-/// whitespace between markup, gives it back. Nothing else changes.
+/// The text with &, <, >, ' and " replaced by the five predefined entities and a carriage
+/// return by "&#13;" (a reader turns a plain one, with its line feed, into a line feed). A
+/// stretch made only of blanks (space, tab, LF) that lies between two of those characters or
+/// between one and an end of the text is written as character references, so that the reader,
+/// which drops whitespace between markup, gives it back. Nothing else changes.
 std::string EscapeXmlText(std::string const& text);
 
 /// The data of an XML declaration with its encoding pseudo-attribute, if it names anything

@@ -744,7 +744,8 @@ class TreeWriter {
     }
 
     // Text is escaped as platform::EscapeXmlText escapes it, in the same pass as the UTF-8
-    // conversion: the five special characters as entities, and a stretch made only of blanks
+    // conversion: the five special characters as entities, a carriage return as "&#13;", and
+    // a stretch made only of blanks
     // that lies between two of them (or between one and an end of the text) as character
     // references, since the reader drops whitespace between markup. Attribute values escape
     // & < > " and tab, line feed and carriage return. No unit takes more than six bytes.
@@ -776,7 +777,9 @@ class TreeWriter {
             while (true) {
                 std::size_t end = start;
                 bool blank = true;
-                while (end < size && !IsSpecial(units[end])) {
+                // A carriage return is written as a reference (a reader normalises a plain
+                // one away), and so splits the text like the five.
+                while (end < size && !IsSpecial(units[end]) && units[end] != '\r') {
                     blank = blank && IsBlank(units[end]);
                     ++end;
                 }

@@ -132,7 +132,7 @@ TEST(XmlParser, PiecesArriveAsTheReaderSeesThem) {
 }
 
 TEST(XmlParser, EscapeReplacesExactlyTheFiveSpecialCharacters) {
-    EXPECT_EQ(EscapeXmlText("a<b>&'\"\r\n\xC3\xA9"), "a&lt;b&gt;&amp;&apos;&quot;\r\n\xC3\xA9");
+    EXPECT_EQ(EscapeXmlText("a<b>&'\"\r\n\xC3\xA9"), "a&lt;b&gt;&amp;&apos;&quot;&#13;\n\xC3\xA9");
     EXPECT_EQ(EscapeXmlText(""), "");
     EXPECT_EQ(EscapeXmlText("a b\tc"), "a b\tc");
 }
