@@ -316,6 +316,9 @@ TEST(CUXmlDomDocumentNode, WriteXmlRefusesTreesWhoseTextWouldNotLoadAgain) {
              r.GetChildNodes()->AddObject(text(u"ok"));
          },
          0, "<r>ok</r>"},
+        {"carriage return written as a reference, which every reader keeps",
+         [&](CUXmlDomNode& r) { r.GetChildNodes()->AddObject(text(u"a\r\nb")); }, 0,
+         "<r>a&#13;\nb</r>"},
         {"names and text beyond ASCII, blanks, controls XML allows",
          [&](CUXmlDomNode& r) {
              r.GetChildNodes()->AddObject(element("\xC3\xA9:x-1.y"));
