@@ -22,6 +22,7 @@
 #include <string_view>
 #include <typeinfo>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 using varn::platform::XmlPieceKind;
@@ -611,8 +612,8 @@ class TreeWriter {
         return kCUStatusSuccess;
     }
 
-    // A name as UTF-8, checked to be one the reader takes. Names are shared texts, so each is
-    // checked once per document through a small cache of the texts found good.
+    // A name as UTF-8, checked to be one the reader takes. A name with letters beyond ASCII
+    // is checked by the reader itself, which costs a parser: each is checked once per write.
     void PutName(__CFString const* text) {
         std::size_t const start = m_out.Size();
         PutUTF8(text);
@@ -620,15 +621,18 @@ class TreeWriter {
             m_unloadable = m_unloadable || text == nullptr;
             return;
         }
-        std::size_t const slot = (reinterpret_cast<std::uintptr_t>(text) >> 4) % kNameSlots;
-        if (m_goodNames[slot] == text) {
-            return;
+        std::string_view const name(m_out.Bytes() + start, m_out.Size() - start);
+        bool ascii = true;
+        for (char c : name) {
+            ascii = ascii && static_cast<unsigned char>(c) < 0x80;
         }
-        if (!platform::IsXmlName(std::string_view(m_out.Bytes() + start, m_out.Size() - start))) {
-            m_unloadable = true;
-            return;
+        if (ascii || m_goodNames.find(name) == m_goodNames.end()) {
+            if (!platform::IsXmlName(name)) {
+                m_unloadable = true;
+            } else if (!ascii) {
+                m_goodNames.emplace(name);
+            }
         }
-        m_goodNames[slot] = text;
     }
 
     void Put(char c) {
@@ -744,10 +748,10 @@ class TreeWriter {
     }
 
     // Text is escaped as platform::EscapeXmlText escapes it, in the same pass as the UTF-8
-    // conversion: the five special characters as entities, a carriage return as "&#13;", and
-    // a stretch made only of blanks
-    // that lies between two of them (or between one and an end of the text) as character
-    // references, since the reader drops whitespace between markup. Attribute values escape
+    // conversion: the five special characters as entities, a carriage return as "&#13;", and a
+    // stretch made only of blanks that lies between two of them (or between one and an end of
+    // the text) as character references, since the reader drops whitespace between markup.
+    // Attribute values escape
     // & < > " and tab, line feed and carriage return. No unit takes more than six bytes.
     void PutEscaped(__CFString const* text, bool attribute) {
         if (text == nullptr) {
@@ -800,10 +804,16 @@ class TreeWriter {
         m_out.SetSize(static_cast<std::size_t>(out - m_out.Bytes()));
     }
 
-    static constexpr std::size_t kNameSlots = 64;
+    // Names beyond ASCII found good in this write.
+    struct NameHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view s) const noexcept {
+            return std::hash<std::string_view>()(s);
+        }
+    };
 
     platform::DataBuilder m_out;
-    __CFString const* m_goodNames[kNameSlots] = {};
+    std::unordered_set<std::string, NameHash, std::equal_to<>> m_goodNames;
     bool m_unencodable = false;
     bool m_unloadable = false;
     bool m_outOfMemory = false;
