@@ -15,6 +15,7 @@
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -403,6 +404,9 @@ class NodeParts {
   public:
     explicit NodeParts(CUXmlDomNode* node) : m_node(node), m_plain(NodeFields::Plain(node)) {}
 
+    /// Whether the parts are the node's own fields, alive as long as the tree.
+    bool Plain() const { return m_plain; }
+
     CUStringMac* Name() { return Get(&CUXmlDomNode::GetNodeName, &NodeFields::Name, m_name); }
     CUStringMac* Value() { return Get(&CUXmlDomNode::GetNodeValue, &NodeFields::Value, m_value); }
     CUMutableArray* Children() {
@@ -533,14 +537,14 @@ class TreeWriter {
         bool const unloadable = m_unloadable;
         __CFString const* nameText = name->GetCFStringRef();
         Put('<');
-        PutName(nameText);
+        PutName(nameText, parts.Plain());
         for (auto const& [key, object] : EntriesOf::Of(*attributes)) {
             CUStringMac* value = AsString(object.get());
             if (value == nullptr) {
                 continue; // a null value, or one that is not a string, is left out
             }
             Put(' ');
-            PutName(static_cast<__CFString const*>(key.string));
+            PutName(static_cast<__CFString const*>(key.string), parts.Plain());
             Put("=\"", 2);
             PutEscaped(value->GetCFStringRef(), true);
             Put('"');
@@ -578,7 +582,7 @@ class TreeWriter {
         }
         std::size_t const mark = m_out.Size();
         Put("<?", 2);
-        PutName(target->GetCFStringRef());
+        PutName(target->GetCFStringRef(), parts.Plain());
         Put(' ');
         std::size_t const dataMark = m_out.Size();
         bool const declaration =
@@ -612,9 +616,18 @@ class TreeWriter {
         return kCUStatusSuccess;
     }
 
-    // A name as UTF-8, checked to be one the reader takes. A name with letters beyond ASCII
-    // is checked by the reader itself, which costs a parser: each is checked once per write.
-    void PutName(__CFString const* text) {
+    // A name as UTF-8, checked to be one the reader takes. A loaded document's elements and
+    // attributes of one name share one text, so a text owned by the tree (`owned`: it lives
+    // as long as the write) that was found good is not checked again; a small direct-mapped
+    // cache of their addresses holds them. A name with letters beyond ASCII is checked by the
+    // reader itself, which costs a parser: each such name is checked once per write.
+    void PutName(__CFString const* text, bool owned) {
+        std::uintptr_t const address = reinterpret_cast<std::uintptr_t>(text);
+        std::size_t const slot = ((address >> 4) ^ (address >> 12)) % kNameSlots;
+        if (owned && text != nullptr && m_goodTexts[slot] == text) {
+            PutUTF8(text);
+            return;
+        }
         std::size_t const start = m_out.Size();
         PutUTF8(text);
         if (text == nullptr || Spoiled()) {
@@ -629,9 +642,14 @@ class TreeWriter {
         if (ascii || m_goodNames.find(name) == m_goodNames.end()) {
             if (!platform::IsXmlName(name)) {
                 m_unloadable = true;
-            } else if (!ascii) {
+                return;
+            }
+            if (!ascii) {
                 m_goodNames.emplace(name);
             }
+        }
+        if (owned) {
+            m_goodTexts[slot] = text;
         }
     }
 
@@ -671,11 +689,6 @@ class TreeWriter {
         for (std::size_t i = 0; i < count; ++i) {
             std::uint32_t cp = units[i];
             if (cp < 0x80) {
-                // XML allows no control character but tab, line feed and carriage return,
-                // not even as a reference.
-                if (cp < 0x20 && cp != '\t' && cp != '\n' && cp != '\r') {
-                    m_unloadable = true;
-                }
                 *out++ = static_cast<char>(cp);
                 continue;
             }
@@ -742,10 +755,30 @@ class TreeWriter {
         }
     }
 
-    static bool IsBlank(char16_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-    static bool IsSpecial(char16_t c) {
-        return c == '&' || c == '<' || c == '>' || c == '\'' || c == '"';
-    }
+    // Classes of the units below 0x40, looked up once per unit: one of the five special
+    // characters of text, a carriage return, a blank of text (tab, line feed, space), what an
+    // attribute value escapes (& < > " tab, line feed, carriage return), and a control
+    // character that XML does not allow.
+    static constexpr unsigned kSpecial = 1;
+    static constexpr unsigned kReturn = 2;
+    static constexpr unsigned kBlank = 4;
+    static constexpr unsigned kAttribute = 8;
+    static constexpr unsigned kControl = 16;
+    static constexpr std::array<std::uint8_t, 0x40> kClass = [] {
+        std::array<std::uint8_t, 0x40> table{};
+        for (unsigned c = 0; c < 0x20; ++c) {
+            table[c] = kControl;
+        }
+        table['\t'] = kBlank | kAttribute;
+        table['\n'] = kBlank | kAttribute;
+        table['\r'] = kReturn | kAttribute;
+        table[' '] = kBlank;
+        for (char c : {'&', '<', '>', '"'}) {
+            table[static_cast<unsigned char>(c)] = kSpecial | kAttribute;
+        }
+        table['\''] = kSpecial;
+        return table;
+    }();
 
     // Text is escaped as platform::EscapeXmlText escapes it, in the same pass as the UTF-8
     // conversion: the five special characters as entities, a carriage return as "&#13;", and a
@@ -768,11 +801,12 @@ class TreeWriter {
             std::size_t start = 0;
             for (std::size_t i = 0; i < size; ++i) {
                 char16_t const c = units[i];
-                if (c < 0x3F && c != '\'' &&
-                    (IsSpecial(c) || c == '\t' || c == '\n' || c == '\r')) {
+                if (c < 0x40 && (kClass[c] & kAttribute) != 0) {
                     out = PutUTF8(out, units + start, i - start);
                     out = PutSpecial(out, c, true);
                     start = i + 1;
+                } else if (c < 0x20) {
+                    m_unloadable = true; // a control character XML does not allow
                 }
             }
             out = PutUTF8(out, units + start, size - start);
@@ -783,9 +817,19 @@ class TreeWriter {
                 bool blank = true;
                 // A carriage return is written as a reference (a reader normalises a plain
                 // one away), and so splits the text like the five.
-                while (end < size && !IsSpecial(units[end]) && units[end] != '\r') {
-                    blank = blank && IsBlank(units[end]);
+                unsigned seen = 0;
+                while (end < size) {
+                    char16_t const c = units[end];
+                    unsigned const k = c < 0x40 ? kClass[c] : 0u;
+                    if ((k & (kSpecial | kReturn)) != 0) {
+                        break;
+                    }
+                    seen |= k;
+                    blank = blank && (k & kBlank) != 0;
                     ++end;
+                }
+                if ((seen & kControl) != 0) {
+                    m_unloadable = true; // a control character XML does not allow
                 }
                 if (blank) {
                     for (std::size_t k = start; k < end; ++k) {
@@ -812,7 +856,10 @@ class TreeWriter {
         }
     };
 
+    static constexpr std::size_t kNameSlots = 64;
+
     platform::DataBuilder m_out;
+    __CFString const* m_goodTexts[kNameSlots] = {};
     std::unordered_set<std::string, NameHash, std::equal_to<>> m_goodNames;
     bool m_unencodable = false;
     bool m_unloadable = false;
