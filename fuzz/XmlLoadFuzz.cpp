@@ -1,7 +1,10 @@
-// XmlLoadFuzz.cpp — arbitrary bytes through LoadXml, and whatever loads through WriteXml.
+// XmlLoadFuzz.cpp — arbitrary bytes through LoadXml, exact and lenient, and whatever loads
+// through WriteXml.
 //
-// Checks, beyond "no crash, no leak": a document that loads writes back with status 0, and the
-// written text loads again to a tree with the same Description (the declaration naming UTF-8).
+// Checks, beyond "no crash, no leak": a refused load has a reason; a document that loads
+// exactly loads leniently to the same tree; a document that loads in either mode writes back
+// with status 0, and the written text loads again, exactly, to a tree with the same
+// Description (the declaration naming UTF-8).
 #include <VarnUtilityLib/CUMemoryStream.h>
 #include <VarnUtilityLib/CUXmlDomDocumentNode.h>
 
@@ -31,16 +34,25 @@ std::string Dump(CUSharedPtr<CUXmlDomDocumentNode> const& doc) {
     return bytes != nullptr ? bytes : "";
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+// Loads the bytes in one mode; null when refused (which must come with a reason).
+CUSharedPtr<CUXmlDomDocumentNode> Load(std::uint8_t const* data, std::size_t size, bool lenient) {
     CUSharedPtr<CUStream> in(new CUMemoryStream(const_cast<std::uint8_t*>(data), size, true));
     CUSharedPtr<CUXmlDomDocumentNode> doc(new CUXmlDomDocumentNode());
+    doc->SetLenientLoad(lenient);
     if (doc->LoadXml(in) != 0) {
-        return 0;
+        if (!doc->GetLoadErrorReason()) {
+            std::fprintf(stderr, "refused without a reason\n");
+            std::abort();
+        }
+        return {};
     }
+    return doc;
+}
+
+void WritesBack(CUSharedPtr<CUXmlDomDocumentNode> const& doc) {
     CUSharedPtr<TextStream> out(new TextStream());
     if (doc->WriteXml(out) != 0) {
+        std::fprintf(stderr, "loaded:\n%s\ncannot be written\n", Dump(doc).c_str());
         std::abort();
     }
     // The text is UTF-8, and a declaration is written saying so.
@@ -60,6 +72,24 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         std::fprintf(stderr, "written:\n%s\nloaded:\n%s\nreloaded:\n%s\n", out->text.c_str(),
                      Dump(doc).c_str(), Dump(reloaded).c_str());
         std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    CUSharedPtr<CUXmlDomDocumentNode> exact = Load(data, size, false);
+    CUSharedPtr<CUXmlDomDocumentNode> lenient = Load(data, size, true);
+    if (exact && (!lenient || Dump(lenient) != Dump(exact))) {
+        std::fprintf(stderr, "exact:\n%s\nlenient:\n%s\n", Dump(exact).c_str(),
+                     lenient ? Dump(lenient).c_str() : "(refused)");
+        std::abort();
+    }
+    if (exact) {
+        WritesBack(exact);
+    }
+    if (lenient) {
+        WritesBack(lenient);
     }
     return 0;
 }

@@ -21,8 +21,18 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 
 namespace varn::platform {
+
+// Lets the reader tell a receiver where the piece it reports stands.
+struct XmlEventsAccess {
+    static void Locate(XmlEvents& events, XmlPlace (*locate)(void const*), void const* locator) {
+        events.m_locate = locate;
+        events.m_locator = locator;
+    }
+};
+
 namespace {
 
 bool IsXmlBlank(char c) {
@@ -77,13 +87,25 @@ void AppendUTF8(std::string& out, std::uint32_t cp) {
     }
 }
 
-// Converts with ICU, stopping at the first byte sequence the charset does not define.
-bool ConvertWithIcu(char const* charset, char const* bytes, std::size_t length, std::string& utf8) {
+bool Refuse(XmlProblem* problem, std::string reason, unsigned long long line = 0,
+            unsigned long long column = 0) {
+    if (problem != nullptr) {
+        problem->reason = std::move(reason);
+        problem->line = line;
+        problem->column = column;
+    }
+    return false;
+}
+
+// Converts with ICU, stopping at the first byte sequence the charset does not define; the
+// problem then names the place of that sequence.
+bool ConvertWithIcu(char const* charset, char const* bytes, std::size_t length, std::string& utf8,
+                    XmlProblem* problem = nullptr) {
     UErrorCode status = U_ZERO_ERROR;
     std::unique_ptr<UConverter, void (*)(UConverter*)> conv(ucnv_open(charset, &status),
                                                             ucnv_close);
     if (U_FAILURE(status) || !conv) {
-        return false;
+        return Refuse(problem, std::string("unsupported encoding ") + charset, 1, 1);
     }
     ucnv_setToUCallBack(conv.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
     if (U_FAILURE(status)) {
@@ -96,7 +118,18 @@ bool ConvertWithIcu(char const* charset, char const* bytes, std::size_t length, 
     char const* source = bytes;
     ucnv_toUnicode(conv.get(), &target, targetEnd, &source, bytes + length, nullptr, true, &status);
     if (U_FAILURE(status)) {
-        return false;
+        // The place of the first undecodable sequence: what converted before it, counted.
+        unsigned long long line = 1;
+        unsigned long long column = 1;
+        for (UChar const* u = reinterpret_cast<UChar*>(units.data()); u < target; ++u) {
+            if (*u == u'\n') {
+                ++line;
+                column = 1;
+            } else if (*u < 0xDC00 || *u > 0xDFFF) {
+                ++column;
+            }
+        }
+        return Refuse(problem, std::string("bytes that do not decode as ") + charset, line, column);
     }
     int32_t unitCount = static_cast<int32_t>(target - reinterpret_cast<UChar*>(units.data()));
     int32_t needed = 0;
@@ -125,11 +158,22 @@ std::string DeclaredEncoding(char const* bytes, std::size_t length) {
         ++end;
     }
     std::string head(bytes + 5, end - 5);
-    std::size_t at = head.find("encoding=");
+    std::size_t at = head.find("encoding");
     if (at == std::string::npos) {
         return {};
     }
-    std::size_t open = at + 9;
+    // Blanks may stand on both sides of the "=".
+    std::size_t open = at + 8;
+    while (open < head.size() && IsXmlBlank(head[open])) {
+        ++open;
+    }
+    if (open >= head.size() || head[open] != '=') {
+        return {};
+    }
+    ++open;
+    while (open < head.size() && IsXmlBlank(head[open])) {
+        ++open;
+    }
     if (open >= head.size() || (head[open] != '"' && head[open] != '\'')) {
         return {};
     }
@@ -173,13 +217,37 @@ constexpr std::size_t kSlice = std::size_t{1} << 30;
 
 // Reads expat's events into the pieces of XmlEvents: text is gathered into runs between
 // markup, references and markup are classified, and the checks that expat does not make are
-// made before an element is reported.
+// made before an element is reported. In a lenient read comments are skipped, CDATA sections
+// join the text run, and the general entities declared in the internal subset are expanded
+// here (expat is never asked to expand them: with the plain default handler it reports them
+// raw, and it opens nothing by itself).
 class EventReader {
   public:
-    EventReader(XML_Parser parser, std::string_view input, XmlEvents& events)
-        : m_parser(parser), m_input(input), m_events(events) {}
+    EventReader(XML_Parser parser, std::string_view input, XmlEvents& events,
+                XmlReadOptions const& options)
+        : m_parser(parser), m_input(input), m_events(events), m_lenient(options.lenient) {}
 
-    std::string const& Error() const { return m_error; }
+    XmlProblem const& Problem() const { return m_problem; }
+
+    // The first reference in the tag starting at `tag` that names neither one of the five nor
+    // a declared entity; empty when there is none.
+    std::string FirstUnknownReference(std::string_view tag) const {
+        std::size_t const close = tag.find('>');
+        tag = tag.substr(0, close);
+        for (std::size_t amp = tag.find('&'); amp != std::string_view::npos;
+             amp = tag.find('&', amp + 1)) {
+            std::size_t const semi = tag.find(';', amp);
+            std::string_view const ref =
+                tag.substr(amp + 1, semi == std::string_view::npos ? semi : semi - amp - 1);
+            if (!ref.empty() && ref[0] != '#' && !IsPredefined(ref) &&
+                m_entities.find(std::string(ref)) == m_entities.end()) {
+                return std::string(ref);
+            }
+        }
+        return {};
+    }
+    bool Stopped() const { return !m_problem.reason.empty(); }
+    bool Lenient() const { return m_lenient; }
     void SetParser(XML_Parser parser) { m_parser = parser; }
     void SetInput(std::string_view input) { m_input = input; }
 
@@ -192,15 +260,64 @@ class EventReader {
     static void XMLCALL OnDefault(void* self, XML_Char const* s, int len) {
         static_cast<EventReader*>(self)->Raw(std::string_view(s, static_cast<std::size_t>(len)));
     }
+    // Undeclared entities arrive here, and so (since expat does not expand them for us) do
+    // the declared internal ones.
     static void XMLCALL OnSkipped(void* self, XML_Char const* name, int isParameterEntity) {
         if (isParameterEntity == 0) {
-            auto* reader = static_cast<EventReader*>(self);
-            reader->Flush();
-            reader->m_events.EntityReference(name);
+            static_cast<EventReader*>(self)->Reference(name);
         }
+    }
+    static void XMLCALL OnDoctypeStart(void* self, XML_Char const* /*name*/,
+                                       XML_Char const* /*systemId*/, XML_Char const* /*publicId*/,
+                                       int /*internalSubset*/) {
+        auto* reader = static_cast<EventReader*>(self);
+        reader->m_inDoctype = true;
+        reader->m_sawDoctype = true;
+    }
+    static void XMLCALL OnDoctypeEnd(void* self) {
+        static_cast<EventReader*>(self)->m_inDoctype = false;
+    }
+    // Only the first declaration of an entity binds. Values are UTF-8 with character
+    // references already replaced; references to general entities are still in them.
+    static void XMLCALL OnEntityDecl(void* self, XML_Char const* name, int isParameterEntity,
+                                     XML_Char const* value, int valueLength,
+                                     XML_Char const* /*base*/, XML_Char const* /*systemId*/,
+                                     XML_Char const* /*publicId*/,
+                                     XML_Char const* /*notationName*/) {
+        if (isParameterEntity != 0) {
+            return;
+        }
+        Entity entity;
+        entity.external = value == nullptr;
+        if (value != nullptr) {
+            entity.text.assign(value, static_cast<std::size_t>(valueLength));
+        }
+        static_cast<EventReader*>(self)->m_entities.emplace(name, std::move(entity));
+    }
+
+    // Where the current event starts.
+    static XmlPlace Locate(void const* parser) {
+        auto p = static_cast<XML_Parser>(const_cast<void*>(parser));
+        return XmlPlace{static_cast<unsigned long long>(XML_GetCurrentLineNumber(p)),
+                        static_cast<unsigned long long>(XML_GetCurrentColumnNumber(p)) + 1};
     }
 
   private:
+    struct Entity {
+        bool external = false;
+        std::string text;
+    };
+
+    // Stops the parse with a reason, placed at the current event.
+    void Stop(std::string reason) {
+        XmlPlace const place = Locate(m_parser);
+        m_problem.reason = std::move(reason);
+        m_problem.line = place.line;
+        m_problem.column = place.column;
+        m_expanding.clear();
+        XML_StopParser(m_parser, XML_FALSE);
+    }
+
     // Ends the pending text run. A run of blanks only is dropped, as the macOS parser drops
     // whitespace between markup; a run holding a decoded character reference is kept.
     void Flush() {
@@ -219,27 +336,33 @@ class EventReader {
         m_events.Refused(kind);
     }
 
+    // expat may still report what the current buffer holds after a stop.
     void Start(XML_Char const* name, XML_Char const** atts) {
+        if (Stopped()) {
+            return;
+        }
         Flush();
-        m_inDoctype = false;
-        if (!m_sawDoctype && HasUnknownEntityInTag()) {
+        if (!m_lenient) {
+            m_inDoctype = false;
+        }
+        std::string unknown;
+        if ((m_lenient || !m_sawDoctype) && !TagReferencesResolve(unknown)) {
             // expat silently drops an undeclared entity inside an attribute value; the model
             // cannot keep it, so the document is refused rather than loaded with a hole.
-            m_error = "reference to an undeclared entity in an attribute value";
-            XML_StopParser(m_parser, XML_FALSE);
+            if (!Stopped()) {
+                Stop("unknown entity &" + unknown + ";");
+            }
             return;
         }
         if (m_depth >= kMaxXmlDepth) {
             // Building, converting, dumping and freeing a tree all recurse once per level;
             // a bound keeps a hostile document from exhausting the stack.
-            m_error = "elements nested deeper than " + std::to_string(kMaxXmlDepth) + " levels";
-            XML_StopParser(m_parser, XML_FALSE);
+            Stop("nesting deeper than " + std::to_string(kMaxXmlDepth));
             return;
         }
         for (std::size_t i = 0; atts[i] != nullptr; i += 2) {
             if (atts[i][0] == 'x' && BindsReservedPrefix(atts[i], atts[i + 1])) {
-                m_error = "attempt to bind a reserved namespace prefix";
-                XML_StopParser(m_parser, XML_FALSE);
+                Stop("attempt to bind a reserved namespace prefix");
                 return;
             }
         }
@@ -248,6 +371,9 @@ class EventReader {
     }
 
     void End() {
+        if (Stopped()) {
+            return;
+        }
         Flush();
         if (m_depth == 0) {
             return;
@@ -256,12 +382,19 @@ class EventReader {
         m_events.EndElement();
     }
 
-    bool HasUnknownEntityInTag() const {
+    static bool IsPredefined(std::string_view name) {
+        return name == "lt" || name == "gt" || name == "amp" || name == "quot" || name == "apos";
+    }
+
+    // Whether every entity the raw start tag refers to resolves: one of the five (or a
+    // character reference), or in a lenient read an internal entity whose replacement text
+    // resolves in turn (expat expanded it). `unknown` receives the first that does not.
+    bool TagReferencesResolve(std::string& unknown) {
         XML_Index index = XML_GetCurrentByteIndex(m_parser);
         int count = XML_GetCurrentByteCount(m_parser);
         if (index < 0 || count <= 0 ||
             static_cast<std::size_t>(index) + static_cast<std::size_t>(count) > m_input.size()) {
-            return false;
+            return true;
         }
         std::string_view tag =
             m_input.substr(static_cast<std::size_t>(index), static_cast<std::size_t>(count));
@@ -269,22 +402,135 @@ class EventReader {
              amp = tag.find('&', amp + 1)) {
             std::size_t semi = tag.find(';', amp);
             if (semi == std::string::npos) {
-                return true;
+                unknown = std::string(tag.substr(amp + 1));
+                return false;
             }
             std::string_view ref = tag.substr(amp + 1, semi - amp - 1);
-            if (!ref.empty() && ref[0] != '#' && ref != "lt" && ref != "gt" && ref != "amp" &&
-                ref != "quot" && ref != "apos") {
+            if (ref.empty() || ref[0] == '#' || IsPredefined(ref)) {
+                continue;
+            }
+            if (!m_lenient || !m_sawDoctype) {
+                unknown = std::string(ref);
+                return false;
+            }
+            std::string scratch;
+            if (!Expand(ref, scratch, 0)) {
+                return false; // Expand stopped the parse with its own reason
+            }
+        }
+        return true;
+    }
+
+    // Appends the replacement text of the general entity `name` with its references expanded
+    // in turn. Only text can be expanded: an external entity is never read, and a replacement
+    // text holding markup is refused. The limits are those that expat applies to its own
+    // expansion (nesting as deep as elements may nest; more than 8 MiB expanded may not be
+    // more than 100 times the document), so that a small document cannot expand to gigabytes.
+    bool Expand(std::string_view name, std::string& out, std::size_t depth) {
+        auto const found = m_entities.find(std::string(name));
+        if (found == m_entities.end()) {
+            Stop("unknown entity &" + std::string(name) + ";");
+            return false;
+        }
+        Entity const& entity = found->second;
+        if (entity.external) {
+            Stop("external entity &" + std::string(name) + "; (not read)");
+            return false;
+        }
+        if (depth >= kMaxXmlDepth ||
+            std::find(m_expanding.begin(), m_expanding.end(), name) != m_expanding.end()) {
+            Stop("entity &" + std::string(name) + "; refers to itself or nests too deep");
+            return false;
+        }
+        m_expanding.push_back(name);
+        std::string_view const text = entity.text;
+        std::size_t i = 0;
+        while (i < text.size()) {
+            std::size_t next = text.find_first_of("<&", i);
+            if (next == std::string_view::npos) {
+                next = text.size();
+            }
+            out.append(text.substr(i, next - i));
+            m_expanded += next - i;
+            if (next == text.size()) {
+                break;
+            }
+            if (text[next] == '<') {
+                Stop("entity &" + std::string(name) + "; holds markup");
+                return false;
+            }
+            std::size_t const semi = text.find(';', next);
+            if (semi == std::string_view::npos) {
+                Stop("entity &" + std::string(name) + "; holds a broken reference");
+                return false;
+            }
+            std::string_view const ref = text.substr(next + 1, semi - next - 1);
+            if (!ExpandReference(name, ref, out, depth)) {
+                return false;
+            }
+            i = semi + 1;
+        }
+        m_expanding.pop_back();
+        if (m_expanded > (std::size_t{8} << 20) && m_expanded / 100 > m_input.size()) {
+            Stop("entity expansion more than 100 times the document");
+            return false;
+        }
+        return true;
+    }
+
+    bool ExpandReference(std::string_view owner, std::string_view ref, std::string& out,
+                         std::size_t depth) {
+        static constexpr std::string_view kNames[] = {"lt", "gt", "amp", "quot", "apos"};
+        static constexpr char kCharacters[] = {'<', '>', '&', '"', '\''};
+        for (int k = 0; k < 5; ++k) {
+            if (ref == kNames[k]) {
+                out += kCharacters[k];
+                ++m_expanded;
                 return true;
             }
         }
-        return false;
+        if (!ref.empty() && ref[0] == '#') {
+            bool const hex = ref.size() > 1 && ref[1] == 'x';
+            std::string_view digits = ref.substr(hex ? 2 : 1);
+            std::uint32_t cp = 0;
+            bool valid = !digits.empty() && digits.size() <= 8;
+            for (char c : digits) {
+                int d = c >= '0' && c <= '9'          ? c - '0'
+                        : hex && c >= 'a' && c <= 'f' ? c - 'a' + 10
+                        : hex && c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                      : -1;
+                valid = valid && d >= 0;
+                cp = cp * (hex ? 16 : 10) + static_cast<std::uint32_t>(d < 0 ? 0 : d);
+            }
+            valid = valid && (cp == 0x9 || cp == 0xA || cp == 0xD || (cp >= 0x20 && cp <= 0xD7FF) ||
+                              (cp >= 0xE000 && cp <= 0xFFFD) || (cp >= 0x10000 && cp <= 0x10FFFF));
+            if (!valid) {
+                Stop("entity &" + std::string(owner) + "; holds a broken character reference");
+                return false;
+            }
+            AppendUTF8(out, cp);
+            m_expanded += 4;
+            return true;
+        }
+        return Expand(ref, out, depth + 1);
     }
 
     void Raw(std::string_view piece) {
+        if (Stopped()) {
+            return;
+        }
         if (m_inCData) {
             if (piece == "]]>") {
                 m_inCData = false;
+            } else if (m_lenient && m_depth != 0) {
+                // The section's text, taken as it stands, like a character reference kept
+                // even when it is blank.
+                m_run += piece;
+                m_runHasCharRef = true;
             }
+            return;
+        }
+        if (m_lenient && m_inDoctype) {
             return;
         }
         // Markup and references are told apart by their first character; everything else
@@ -301,11 +547,15 @@ class EventReader {
                 return;
             }
             if (piece.starts_with("<!--")) {
-                AddMarker(XmlPieceKind::Comment);
+                if (!m_lenient) {
+                    AddMarker(XmlPieceKind::Comment);
+                }
                 return;
             }
             if (piece.starts_with("<![CDATA[")) {
-                AddMarker(XmlPieceKind::CDataSection);
+                if (!m_lenient) {
+                    AddMarker(XmlPieceKind::CDataSection);
+                }
                 m_inCData = true;
                 return;
             }
@@ -328,14 +578,29 @@ class EventReader {
                 return;
             }
             if (piece.size() >= 3 && piece.back() == ';') {
-                Flush();
-                m_events.EntityReference(piece.substr(1, piece.size() - 2));
+                Reference(piece.substr(1, piece.size() - 2));
                 return;
             }
         }
         if (m_depth != 0) {
             m_run += piece;
         }
+    }
+
+    // A reference to a named entity in content. In a lenient read an entity other than the
+    // five has its text expanded into the run (kept even when blank, as written on purpose).
+    void Reference(std::string_view name) {
+        if (Stopped()) {
+            return;
+        }
+        if (m_lenient && m_depth != 0 && !IsPredefined(name)) {
+            if (Expand(name, m_run, 0)) {
+                m_runHasCharRef = true;
+            }
+            return;
+        }
+        Flush();
+        m_events.EntityReference(name);
     }
 
     void AddProcessingInstruction(std::string_view raw) {
@@ -356,9 +621,13 @@ class EventReader {
     XML_Parser m_parser;
     std::string_view m_input;
     XmlEvents& m_events;
+    bool const m_lenient;
     std::size_t m_depth = 0;
     std::string m_run;
-    std::string m_error;
+    XmlProblem m_problem;
+    std::unordered_map<std::string, Entity> m_entities;
+    std::vector<std::string_view> m_expanding; ///< entities being expanded, outermost first
+    std::size_t m_expanded = 0;                ///< bytes that expansion added so far
     bool m_runHasCharRef = false;
     bool m_inCData = false;
     bool m_inDoctype = false;
@@ -453,7 +722,9 @@ void AppendEscaped(std::string& out, std::string_view text, bool attribute) {
             out += attribute ? "&#10;" : "\n";
             break;
         case '\r':
-            out += attribute ? "&#13;" : "\r";
+            // In text too: a reader turns a carriage return written plainly (with the line
+            // feed after it) into a line feed.
+            out += "&#13;";
             break;
         default:
             out += c;
@@ -504,7 +775,7 @@ void Serialize(XmlPiece const& piece, std::string& out) {
 // The document as UTF-8: a view of the caller's bytes when they are UTF-8 already (the
 // common case costs no copy), else a view of `storage` holding the converted text.
 bool DecodeInput(void const* data, std::size_t length, std::string& storage,
-                 std::string_view& input) {
+                 std::string_view& input, XmlProblem* problem = nullptr) {
     auto const* bytes = static_cast<char const*>(data);
     auto const* u = static_cast<unsigned char const*>(data);
     input = std::string_view(bytes, length);
@@ -514,14 +785,14 @@ bool DecodeInput(void const* data, std::size_t length, std::string& storage,
     bool utf16 = false;
     if ((u[0] == 0xFF && u[1] == 0xFE) || u[1] == 0x00) {
         std::size_t skip = (u[0] == 0xFF && u[1] == 0xFE) ? 2 : 0;
-        if (!ConvertWithIcu("UTF-16LE", bytes + skip, length - skip, storage)) {
+        if (!ConvertWithIcu("UTF-16LE", bytes + skip, length - skip, storage, problem)) {
             return false;
         }
         utf16 = true;
         input = storage;
     } else if ((u[0] == 0xFE && u[1] == 0xFF) || u[0] == 0x00) {
         std::size_t skip = (u[0] == 0xFE && u[1] == 0xFF) ? 2 : 0;
-        if (!ConvertWithIcu("UTF-16BE", bytes + skip, length - skip, storage)) {
+        if (!ConvertWithIcu("UTF-16BE", bytes + skip, length - skip, storage, problem)) {
             return false;
         }
         utf16 = true;
@@ -531,7 +802,7 @@ bool DecodeInput(void const* data, std::size_t length, std::string& storage,
     } else {
         std::string declared = DeclaredEncoding(bytes, length);
         if (!declared.empty() && !EqualsIgnoringAsciiCase(declared, "utf-8")) {
-            if (!ConvertWithIcu(declared.c_str(), bytes, length, storage)) {
+            if (!ConvertWithIcu(declared.c_str(), bytes, length, storage, problem)) {
                 return false;
             }
             input = storage;
@@ -540,7 +811,13 @@ bool DecodeInput(void const* data, std::size_t length, std::string& storage,
     }
     // The byte-order mark decided the encoding; a declaration naming another family
     // contradicts it and makes the document malformed.
-    return DeclarationAgrees(input, utf16);
+    if (!DeclarationAgrees(input, utf16)) {
+        return Refuse(problem,
+                      "declared encoding " + DeclaredEncoding(input.data(), input.size()) +
+                          " differs from the byte-order mark",
+                      1, 1);
+    }
+    return true;
 }
 
 } // namespace
@@ -586,41 +863,87 @@ ExpatParser MakeParser(EventReader& reader) {
     XML_SetElementHandler(parser.get(), &EventReader::OnStart, &EventReader::OnEnd);
     XML_SetDefaultHandler(parser.get(), &EventReader::OnDefault);
     XML_SetSkippedEntityHandler(parser.get(), &EventReader::OnSkipped);
-    // With a foreign DTD assumed, undeclared entities reach the skipped-entity handler
-    // instead of failing the parse; the document model decides what they mean.
-    XML_UseForeignDTD(parser.get(), XML_TRUE);
+    if (reader.Lenient()) {
+        // The declarations are read for their general entities; no external entity handler
+        // is set and parameter entities are not parsed, so expat reads no DTD or entity from
+        // outside the document. No foreign DTD is assumed here: with one, expat skips the
+        // declarations of the internal subset. An undeclared entity then fails the parse.
+        XML_SetDoctypeDeclHandler(parser.get(), &EventReader::OnDoctypeStart,
+                                  &EventReader::OnDoctypeEnd);
+        XML_SetEntityDeclHandler(parser.get(), &EventReader::OnEntityDecl);
+        XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
+    } else {
+        // With a foreign DTD assumed, undeclared entities reach the skipped-entity handler
+        // instead of failing the parse; the document model decides what they mean.
+        XML_UseForeignDTD(parser.get(), XML_TRUE);
+    }
     return parser;
 }
 
-bool Fail(std::string* error, char const* what) {
-    if (error != nullptr) {
-        *error = what;
+// The name of the tag at the byte where expat stopped ("</a" for "</a>").
+std::string TagAt(std::string_view input, XML_Index index) {
+    if (index < 0 || static_cast<std::size_t>(index) >= input.size()) {
+        return {};
     }
-    return false;
+    std::size_t const start = static_cast<std::size_t>(index);
+    std::size_t end = start + 1;
+    while (end < input.size() && end - start < 256 && input[end] != '>' && input[end] != ';' &&
+           !IsXmlBlank(input[end]) && input[end] != '<') {
+        ++end;
+    }
+    return std::string(input.substr(start, end - start));
 }
 
-// The outcome of a parse: true when it went through, else false with the error and its line.
-bool Outcome(XML_Parser parser, EventReader const& reader, XML_Status status, std::string* error) {
+// The outcome of a parse: true when it went through, else false with the reason and place.
+bool Outcome(XML_Parser parser, EventReader const& reader, std::string_view input,
+             XML_Status status, XmlProblem* problem) {
     if (status == XML_STATUS_OK) {
         return true;
     }
-    if (error != nullptr) {
-        std::string const line = std::to_string(XML_GetCurrentLineNumber(parser));
-        *error = (reader.Error().empty() ? std::string(XML_ErrorString(XML_GetErrorCode(parser)))
-                                         : reader.Error()) +
-                 " at line " + line;
+    if (problem == nullptr) {
+        return false;
     }
-    return false;
+    if (reader.Stopped()) {
+        *problem = reader.Problem();
+        return false;
+    }
+    XML_Error const code = XML_GetErrorCode(parser);
+    std::string reason = XML_ErrorString(code);
+    XML_Index at = XML_GetCurrentByteIndex(parser);
+    unsigned long long column = XML_GetCurrentColumnNumber(parser) + 1;
+    if (code == XML_ERROR_TAG_MISMATCH && at >= 2 &&
+        input.substr(static_cast<std::size_t>(at - 2), 2) == "</") {
+        at -= 2; // expat points at the name
+        column = column > 2 ? column - 2 : 1;
+    }
+    std::string const tag = TagAt(input, at);
+    if (code == XML_ERROR_TAG_MISMATCH && tag.starts_with("</")) {
+        reason = "mismatched end tag " + tag + ">";
+    } else if (code == XML_ERROR_UNDEFINED_ENTITY && tag.starts_with("&")) {
+        reason = "unknown entity " + tag + ";";
+    } else if (code == XML_ERROR_UNDEFINED_ENTITY && at >= 0 &&
+               static_cast<std::size_t>(at) < input.size()) {
+        // In an attribute value: expat points at the start tag.
+        std::string const name =
+            reader.FirstUnknownReference(input.substr(static_cast<std::size_t>(at)));
+        if (!name.empty()) {
+            reason = "unknown entity &" + name + ";";
+        }
+    }
+    return Refuse(problem, std::move(reason),
+                  static_cast<unsigned long long>(XML_GetCurrentLineNumber(parser)), column);
 }
 
 // Parses UTF-8 text held elsewhere.
-bool ParseUTF8(std::string_view utf8, XmlEvents& events, std::string* error) {
-    EventReader reader(nullptr, utf8, events);
+bool ParseUTF8(std::string_view utf8, XmlEvents& events, XmlReadOptions const& options,
+               XmlProblem* problem) {
+    EventReader reader(nullptr, utf8, events, options);
     ExpatParser parser = MakeParser(reader);
     if (!parser) {
-        return Fail(error, "out of memory");
+        return Refuse(problem, "out of memory");
     }
     reader.SetParser(parser.get());
+    XmlEventsAccess::Locate(events, &EventReader::Locate, parser.get());
     // Parsed in slices so that a document above 2 GiB does not overflow expat's int length.
     std::size_t offset = 0;
     XML_Status status = XML_STATUS_OK;
@@ -631,7 +954,20 @@ bool ParseUTF8(std::string_view utf8, XmlEvents& events, std::string* error) {
                            last ? XML_TRUE : XML_FALSE);
         offset += slice;
     } while (status == XML_STATUS_OK && offset < utf8.size());
-    return Outcome(parser.get(), reader, status, error);
+    bool const ok = Outcome(parser.get(), reader, utf8, status, problem);
+    XmlEventsAccess::Locate(events, nullptr, nullptr);
+    return ok;
+}
+
+// The reason and the line of a problem, in the words of the former error text.
+bool Describe(XmlProblem const& problem, std::string* error) {
+    if (error != nullptr) {
+        *error = problem.reason;
+        if (problem.line != 0) {
+            *error += " at line " + std::to_string(problem.line);
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -639,50 +975,93 @@ bool ParseUTF8(std::string_view utf8, XmlEvents& events, std::string* error) {
 bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::string* error) {
     std::string storage;
     std::string_view utf8;
-    if (!DecodeInput(bytes, length, storage, utf8)) {
-        return Fail(error, "unknown encoding or bytes that do not decode");
+    XmlProblem problem;
+    if (!DecodeInput(bytes, length, storage, utf8, &problem) ||
+        !ParseUTF8(utf8, events, XmlReadOptions{}, &problem)) {
+        return Describe(problem, error);
     }
-    return ParseUTF8(utf8, events, error);
+    return true;
 }
 
 bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
               std::string* error) {
+    XmlProblem problem;
+    if (!ParseXml(length, fill, events, XmlReadOptions{}, &problem)) {
+        return Describe(problem, error);
+    }
+    return true;
+}
+
+bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
+              XmlReadOptions const& options, XmlProblem* problem) {
     if (length == 0 || length > kSlice) {
         std::string data;
         try {
             data.resize(length);
         } catch (std::exception const&) { // bad_alloc, or length_error past max_size()
-            return Fail(error, "out of memory");
+            return Refuse(problem, "out of memory");
         }
         if (!fill(data.data())) {
-            return Fail(error, "the document could not be read");
+            return Refuse(problem, "the document could not be read");
         }
-        return ParseXml(data.data(), data.size(), events, error);
+        std::string storage;
+        std::string_view utf8;
+        if (!DecodeInput(data.data(), data.size(), storage, utf8, problem)) {
+            return false;
+        }
+        return ParseUTF8(utf8, events, options, problem);
     }
-    EventReader reader(nullptr, {}, events);
+    EventReader reader(nullptr, {}, events, options);
     ExpatParser parser = MakeParser(reader);
     void* buffer = parser ? XML_GetBuffer(parser.get(), static_cast<int>(length)) : nullptr;
     if (buffer == nullptr) {
-        return Fail(error, "out of memory");
+        return Refuse(problem, "out of memory");
     }
     if (!fill(buffer)) {
-        return Fail(error, "the document could not be read");
+        return Refuse(problem, "the document could not be read");
     }
     std::string storage;
     std::string_view utf8;
-    if (!DecodeInput(buffer, length, storage, utf8)) {
-        return Fail(error, "unknown encoding or bytes that do not decode");
+    if (!DecodeInput(buffer, length, storage, utf8, problem)) {
+        return false;
     }
     if (utf8.data() != buffer || utf8.size() != length) {
         // Converted or without its byte-order mark: the text to parse is not the buffer's.
         std::string const text(utf8);
         parser.reset();
-        return ParseUTF8(text, events, error);
+        return ParseUTF8(text, events, options, problem);
     }
     reader.SetParser(parser.get());
     reader.SetInput(utf8);
+    XmlEventsAccess::Locate(events, &EventReader::Locate, parser.get());
     XML_Status status = XML_ParseBuffer(parser.get(), static_cast<int>(length), XML_TRUE);
-    return Outcome(parser.get(), reader, status, error);
+    bool const ok = Outcome(parser.get(), reader, utf8, status, problem);
+    XmlEventsAccess::Locate(events, nullptr, nullptr);
+    return ok;
+}
+
+bool IsXmlName(std::string_view name) {
+    bool ascii = true;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        unsigned char const c = static_cast<unsigned char>(name[i]);
+        if (c >= 0x80) {
+            ascii = false;
+            continue;
+        }
+        bool const start = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == ':';
+        bool const inner = start || (c >= '0' && c <= '9') || c == '.' || c == '-';
+        if (!(i == 0 ? start : inner)) {
+            return false;
+        }
+    }
+    if (name.empty() || ascii) {
+        return !name.empty();
+    }
+    // Which letters beyond ASCII make a name is the reader's own table: ask it.
+    std::string const probe = "<" + std::string(name) + "/>";
+    ExpatParser parser(XML_ParserCreate("UTF-8"), XML_ParserFree);
+    return parser && XML_Parse(parser.get(), probe.data(), static_cast<int>(probe.size()),
+                               XML_TRUE) == XML_STATUS_OK;
 }
 
 XmlParseResult ParseXml(void const* bytes, std::size_t length) {
@@ -730,13 +1109,13 @@ std::string EscapeXmlText(std::string const& text) {
     out.reserve(text.size() + text.size() / 8);
     // A run of blanks between two references (or a reference and an end of the text) would
     // be dropped by the reader as whitespace between markup; written as character references
-    // it loads back as itself. Every other character but the five is written as it is.
+    // it loads back as itself. Every other character but the five and CR is written as it is.
     std::size_t start = 0;
     std::size_t const size = text.size();
     while (true) {
         std::size_t end = start;
         bool blank = true;
-        while (end < size && !IsXmlSpecial(text[end])) {
+        while (end < size && !IsXmlSpecial(text[end]) && text[end] != '\r') {
             blank = blank && IsXmlBlank(text[end]);
             ++end;
         }

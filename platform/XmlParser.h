@@ -52,6 +52,29 @@ struct XmlParseResult {
 /// The deepest nesting of elements a document may have.
 inline constexpr std::size_t kMaxXmlDepth = 1024;
 
+/// How a document is read.
+struct XmlReadOptions {
+    /// Comments are dropped, CDATA sections become text, a document type declaration is
+    /// accepted and the general entities of its internal subset are expanded where their
+    /// replacement text holds no markup. Nothing outside the document is ever opened: external
+    /// entities and external DTDs stay unread, and a reference to one fails the parse.
+    bool lenient = false;
+};
+
+/// Where and why a document was refused. Line and column count from 1 in characters of the
+/// document; 0 when the problem has no place (a stream that could not be read).
+struct XmlProblem {
+    std::string reason;
+    unsigned long long line = 0;
+    unsigned long long column = 0;
+};
+
+/// A place in the document being read: line and column from 1.
+struct XmlPlace {
+    unsigned long long line = 0;
+    unsigned long long column = 0;
+};
+
 /// Receives the pieces of a document in document order while ParseXml reads it, the same
 /// pieces that the tree form holds. Strings are UTF-8 and valid only during the call. A
 /// receiver sees a document that turns out malformed further on up to the point of the error:
@@ -71,8 +94,17 @@ class XmlEvents {
     virtual void EntityReference(std::string_view name) = 0;
     /// A processing instruction (the XML declaration is one, named "xml").
     virtual void ProcessingInstruction(std::string_view target, std::string_view data) = 0;
-    /// A comment, CDATA section or document type declaration, at the place where it stands.
+    /// A comment, CDATA section or document type declaration, at the place where it stands
+    /// (never in a lenient read).
     virtual void Refused(XmlPieceKind kind) = 0;
+
+    /// During a call from ParseXml: where the piece being reported starts. {0, 0} otherwise.
+    XmlPlace Place() const { return m_locate != nullptr ? m_locate(m_locator) : XmlPlace{}; }
+
+  private:
+    friend struct XmlEventsAccess;
+    XmlPlace (*m_locate)(void const*) = nullptr;
+    void const* m_locator = nullptr;
 };
 
 /// Parses a whole document held in `length` bytes, handing its pieces to `events`. True when
@@ -87,18 +119,29 @@ bool ParseXml(void const* bytes, std::size_t length, XmlEvents& events, std::str
 bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
               std::string* error);
 
+/// ParseXml over a filled buffer, read as `options` say; on failure `problem` (when not null)
+/// receives the reason and the place: "mismatched end tag </a>", "unknown entity &foo;",
+/// "unsupported encoding X", "nesting deeper than 1024", or expat's own words.
+bool ParseXml(std::size_t length, std::function<bool(void*)> const& fill, XmlEvents& events,
+              XmlReadOptions const& options, XmlProblem* problem);
+
 /// Parses a whole document held in `length` bytes into a tree. Fails for elements nested
 /// deeper than kMaxXmlDepth.
 XmlParseResult ParseXml(void const* bytes, std::size_t length);
+
+/// Whether `name` is a name that the reader accepts for an element, attribute or processing
+/// instruction target.
+bool IsXmlName(std::string_view name);
 
 /// The document's bytes converted to UTF-8 by the encoding rules above (byte-order mark
 /// removed). False when the encoding is unknown or the bytes do not decode.
 bool ConvertXmlToUTF8(void const* bytes, std::size_t length, std::string& utf8);
 
-/// The text with &, <, >, ' and " replaced by the five predefined entities. A stretch made
-/// only of blanks (space, tab, CR, LF) that lies between two of those characters or between one
-/// and an end of the text is written as character references, so that the reader, which drops
-/// whitespace between markup, gives it back. Nothing else changes.
+/// The text with &, <, >, ' and " replaced by the five predefined entities and a carriage
+/// return by "&#13;" (a reader turns a plain one, with its line feed, into a line feed). A
+/// stretch made only of blanks (space, tab, LF) that lies between two of those characters or
+/// between one and an end of the text is written as character references, so that the reader,
+/// which drops whitespace between markup, gives it back. Nothing else changes.
 std::string EscapeXmlText(std::string const& text);
 
 /// The data of an XML declaration with its encoding pseudo-attribute, if it names anything

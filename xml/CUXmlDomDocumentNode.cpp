@@ -15,6 +15,7 @@
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -22,6 +23,7 @@
 #include <string_view>
 #include <typeinfo>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 using varn::platform::XmlPieceKind;
@@ -160,6 +162,7 @@ class ValueCache {
 class NodeBuilder : public platform::XmlEvents {
   public:
     bool Failed() const { return m_failed; }
+    platform::XmlProblem const& Problem() const { return m_problem; }
     std::vector<CUSharedPtr<CUObject>>& TopLevel() { return m_top; }
 
     void StartElement(char const* name, char const* const* attributes) override {
@@ -168,13 +171,13 @@ class NodeBuilder : public platform::XmlEvents {
         }
         NameTable::Entry const* entry = m_names.Find(name);
         if (entry == nullptr) {
-            Fail();
+            Fail("element that cannot be built");
             return;
         }
         CUSharedPtr<CUXmlDomElementNode> element = CUXmlDomDocumentNode::CreateElementNode(
             CUSharedPtr<CUStringMac>(new CUStringMac(entry->text)));
         if (!element) {
-            Fail();
+            Fail("element that cannot be built");
             return;
         }
         for (std::size_t i = 0; attributes[i] != nullptr; i += 2) {
@@ -182,7 +185,7 @@ class NodeBuilder : public platform::XmlEvents {
             CUSharedPtr<CUStringMac> value = m_values.Make(attributes[i + 1]);
             if (key == nullptr || !value ||
                 CUStatusFailed(element->SetAttribute(key->key, std::move(value)))) {
-                Fail();
+                Fail("attribute that cannot be stored");
                 return;
             }
         }
@@ -237,7 +240,7 @@ class NodeBuilder : public platform::XmlEvents {
             CUSharedPtr<CUXmlDomEntityReferenceNode> node =
                 string ? CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(string) : nullptr;
             if (!node) {
-                Fail();
+                Fail("entity reference that cannot be built");
                 return;
             }
             Add(std::move(node));
@@ -252,7 +255,7 @@ class NodeBuilder : public platform::XmlEvents {
             }
         }
         // Any other entity cannot be merged into text: the element fails.
-        Fail();
+        Fail("unknown entity &" + std::string(name) + ";");
     }
 
     void ProcessingInstruction(std::string_view target, std::string_view data) override {
@@ -266,15 +269,17 @@ class NodeBuilder : public platform::XmlEvents {
                 ? CUXmlDomDocumentNode::CreateProcessingInstructionNode(targetString, dataString)
                 : nullptr;
         if (!node) {
-            Fail();
+            Fail("processing instruction that cannot be built");
             return;
         }
         Add(std::move(node));
     }
 
-    void Refused(XmlPieceKind /*kind*/) override {
+    void Refused(XmlPieceKind kind) override {
         // Comments, CDATA sections and document type declarations are not part of the model.
-        Fail();
+        Fail(kind == XmlPieceKind::Comment        ? "comment"
+             : kind == XmlPieceKind::CDataSection ? "CDATA section"
+                                                  : "document type declaration");
     }
 
   private:
@@ -303,7 +308,7 @@ class NodeBuilder : public platform::XmlEvents {
         CUSharedPtr<CUXmlDomTextNode> node =
             text ? CUXmlDomDocumentNode::CreateTextNode(text) : nullptr;
         if (!node) {
-            Fail();
+            Fail("text that cannot be built");
             return false;
         }
         children.push_back(std::move(node));
@@ -318,8 +323,16 @@ class NodeBuilder : public platform::XmlEvents {
         }
     }
 
-    // Everything open is dropped with its subtree, and nothing more is built.
-    void Fail() {
+    // Everything open is dropped with its subtree, and nothing more is built. The first
+    // failure is the one reported, with the place of the piece that caused it.
+    void Fail(char const* reason) { Fail(std::string(reason)); }
+    void Fail(std::string reason) {
+        if (!m_failed) {
+            m_problem.reason = std::move(reason);
+            platform::XmlPlace const place = Place();
+            m_problem.line = place.line;
+            m_problem.column = place.column;
+        }
         m_failed = true;
         m_open.clear();
         m_depth = 0;
@@ -330,6 +343,7 @@ class NodeBuilder : public platform::XmlEvents {
     std::vector<Open> m_open; ///< entries past m_depth are kept for their buffers
     std::size_t m_depth = 0;
     std::vector<CUSharedPtr<CUObject>> m_top;
+    platform::XmlProblem m_problem;
     bool m_failed = false;
 };
 
@@ -390,6 +404,9 @@ class NodeParts {
   public:
     explicit NodeParts(CUXmlDomNode* node) : m_node(node), m_plain(NodeFields::Plain(node)) {}
 
+    /// Whether the parts are the node's own fields, alive as long as the tree.
+    bool Plain() const { return m_plain; }
+
     CUStringMac* Name() { return Get(&CUXmlDomNode::GetNodeName, &NodeFields::Name, m_name); }
     CUStringMac* Value() { return Get(&CUXmlDomNode::GetNodeValue, &NodeFields::Value, m_value); }
     CUMutableArray* Children() {
@@ -423,11 +440,13 @@ class NodeParts {
 // attributes in the map's key order with escaped values, text escaped in the same pass as its
 // conversion, processing instructions as "<?target data?>". A node that cannot be written
 // leaves no bytes behind; text that UTF-8 cannot hold (an unpaired surrogate) spoils the whole
-// document, as does running out of memory.
+// document, as does running out of memory, and so does anything that would not load again: a
+// character XML does not allow, a name that is not an XML name, "?>" inside PI data. What
+// spoils the document inside an element that is left out goes with its bytes.
 class TreeWriter {
   public:
     platform::DataBuilder& Output() { return m_out; }
-    bool Spoiled() const { return m_unencodable || m_outOfMemory; }
+    bool Spoiled() const { return m_unencodable || m_unloadable || m_outOfMemory; }
 
     // Every child is tried and the last one's status is the list's: an earlier failing child
     // is simply left out of the text.
@@ -514,16 +533,18 @@ class TreeWriter {
             return kCUStatusFailure;
         }
         std::size_t const mark = m_out.Size();
+        bool const unencodable = m_unencodable;
+        bool const unloadable = m_unloadable;
         __CFString const* nameText = name->GetCFStringRef();
         Put('<');
-        PutUTF8(nameText);
+        PutName(nameText, parts.Plain());
         for (auto const& [key, object] : EntriesOf::Of(*attributes)) {
             CUStringMac* value = AsString(object.get());
             if (value == nullptr) {
                 continue; // a null value, or one that is not a string, is left out
             }
             Put(' ');
-            PutUTF8(static_cast<__CFString const*>(key.string));
+            PutName(static_cast<__CFString const*>(key.string), parts.Plain());
             Put("=\"", 2);
             PutEscaped(value->GetCFStringRef(), true);
             Put('"');
@@ -532,6 +553,8 @@ class TreeWriter {
         unsigned int status = WriteChildren(parts);
         if (CUStatusFailed(status)) {
             m_out.SetSize(mark);
+            m_unencodable = unencodable;
+            m_unloadable = unloadable;
             return status;
         }
         Put("</", 2);
@@ -559,8 +582,9 @@ class TreeWriter {
         }
         std::size_t const mark = m_out.Size();
         Put("<?", 2);
-        PutUTF8(target->GetCFStringRef());
+        PutName(target->GetCFStringRef(), parts.Plain());
         Put(' ');
+        std::size_t const dataMark = m_out.Size();
         bool const declaration =
             !Spoiled() && std::string_view(m_out.Bytes() + mark + 2, m_out.Size() - mark - 2) ==
                               std::string_view("xml ");
@@ -576,8 +600,57 @@ class TreeWriter {
         } else {
             PutUTF8(dataText);
         }
+        if (!Spoiled()) {
+            // The data ends at the first "?>", and holds no control character but blanks.
+            std::string_view const written(m_out.Bytes() + dataMark, m_out.Size() - dataMark);
+            if (written.find("?>") != std::string_view::npos) {
+                m_unloadable = true;
+            }
+            for (char c : written) {
+                if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r') {
+                    m_unloadable = true;
+                }
+            }
+        }
         Put("?>", 2);
         return kCUStatusSuccess;
+    }
+
+    // A name as UTF-8, checked to be one the reader takes. A loaded document's elements and
+    // attributes of one name share one text, so a text owned by the tree (`owned`: it lives
+    // as long as the write) that was found good is not checked again; a small direct-mapped
+    // cache of their addresses holds them. A name with letters beyond ASCII is checked by the
+    // reader itself, which costs a parser: each such name is checked once per write.
+    void PutName(__CFString const* text, bool owned) {
+        std::uintptr_t const address = reinterpret_cast<std::uintptr_t>(text);
+        std::size_t const slot = ((address >> 4) ^ (address >> 12)) % kNameSlots;
+        if (owned && text != nullptr && m_goodTexts[slot] == text) {
+            PutUTF8(text);
+            return;
+        }
+        std::size_t const start = m_out.Size();
+        PutUTF8(text);
+        if (text == nullptr || Spoiled()) {
+            m_unloadable = m_unloadable || text == nullptr;
+            return;
+        }
+        std::string_view const name(m_out.Bytes() + start, m_out.Size() - start);
+        bool ascii = true;
+        for (char c : name) {
+            ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+        }
+        if (ascii || m_goodNames.find(name) == m_goodNames.end()) {
+            if (!platform::IsXmlName(name)) {
+                m_unloadable = true;
+                return;
+            }
+            if (!ascii) {
+                m_goodNames.emplace(name);
+            }
+        }
+        if (owned) {
+            m_goodTexts[slot] = text;
+        }
     }
 
     void Put(char c) {
@@ -618,6 +691,9 @@ class TreeWriter {
             if (cp < 0x80) {
                 *out++ = static_cast<char>(cp);
                 continue;
+            }
+            if (cp >= 0xFFFE) {
+                m_unloadable = true;
             }
             if (cp >= 0xD800 && cp <= 0xDBFF) {
                 if (i + 1 >= count || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF) {
@@ -679,15 +755,36 @@ class TreeWriter {
         }
     }
 
-    static bool IsBlank(char16_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-    static bool IsSpecial(char16_t c) {
-        return c == '&' || c == '<' || c == '>' || c == '\'' || c == '"';
-    }
+    // Classes of the units below 0x40, looked up once per unit: one of the five special
+    // characters of text, a carriage return, a blank of text (tab, line feed, space), what an
+    // attribute value escapes (& < > " tab, line feed, carriage return), and a control
+    // character that XML does not allow.
+    static constexpr unsigned kSpecial = 1;
+    static constexpr unsigned kReturn = 2;
+    static constexpr unsigned kBlank = 4;
+    static constexpr unsigned kAttribute = 8;
+    static constexpr unsigned kControl = 16;
+    static constexpr std::array<std::uint8_t, 0x40> kClass = [] {
+        std::array<std::uint8_t, 0x40> table{};
+        for (unsigned c = 0; c < 0x20; ++c) {
+            table[c] = kControl;
+        }
+        table['\t'] = kBlank | kAttribute;
+        table['\n'] = kBlank | kAttribute;
+        table['\r'] = kReturn | kAttribute;
+        table[' '] = kBlank;
+        for (char c : {'&', '<', '>', '"'}) {
+            table[static_cast<unsigned char>(c)] = kSpecial | kAttribute;
+        }
+        table['\''] = kSpecial;
+        return table;
+    }();
 
     // Text is escaped as platform::EscapeXmlText escapes it, in the same pass as the UTF-8
-    // conversion: the five special characters as entities, and a stretch made only of blanks
-    // that lies between two of them (or between one and an end of the text) as character
-    // references, since the reader drops whitespace between markup. Attribute values escape
+    // conversion: the five special characters as entities, a carriage return as "&#13;", and a
+    // stretch made only of blanks that lies between two of them (or between one and an end of
+    // the text) as character references, since the reader drops whitespace between markup.
+    // Attribute values escape
     // & < > " and tab, line feed and carriage return. No unit takes more than six bytes.
     void PutEscaped(__CFString const* text, bool attribute) {
         if (text == nullptr) {
@@ -704,11 +801,12 @@ class TreeWriter {
             std::size_t start = 0;
             for (std::size_t i = 0; i < size; ++i) {
                 char16_t const c = units[i];
-                if (c < 0x3F && c != '\'' &&
-                    (IsSpecial(c) || c == '\t' || c == '\n' || c == '\r')) {
+                if (c < 0x40 && (kClass[c] & kAttribute) != 0) {
                     out = PutUTF8(out, units + start, i - start);
                     out = PutSpecial(out, c, true);
                     start = i + 1;
+                } else if (c < 0x20) {
+                    m_unloadable = true; // a control character XML does not allow
                 }
             }
             out = PutUTF8(out, units + start, size - start);
@@ -717,9 +815,21 @@ class TreeWriter {
             while (true) {
                 std::size_t end = start;
                 bool blank = true;
-                while (end < size && !IsSpecial(units[end])) {
-                    blank = blank && IsBlank(units[end]);
+                // A carriage return is written as a reference (a reader normalises a plain
+                // one away), and so splits the text like the five.
+                unsigned seen = 0;
+                while (end < size) {
+                    char16_t const c = units[end];
+                    unsigned const k = c < 0x40 ? kClass[c] : 0u;
+                    if ((k & (kSpecial | kReturn)) != 0) {
+                        break;
+                    }
+                    seen |= k;
+                    blank = blank && (k & kBlank) != 0;
                     ++end;
+                }
+                if ((seen & kControl) != 0) {
+                    m_unloadable = true; // a control character XML does not allow
                 }
                 if (blank) {
                     for (std::size_t k = start; k < end; ++k) {
@@ -738,8 +848,21 @@ class TreeWriter {
         m_out.SetSize(static_cast<std::size_t>(out - m_out.Bytes()));
     }
 
+    // Names beyond ASCII found good in this write.
+    struct NameHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view s) const noexcept {
+            return std::hash<std::string_view>()(s);
+        }
+    };
+
+    static constexpr std::size_t kNameSlots = 64;
+
     platform::DataBuilder m_out;
+    __CFString const* m_goodTexts[kNameSlots] = {};
+    std::unordered_set<std::string, NameHash, std::equal_to<>> m_goodNames;
     bool m_unencodable = false;
+    bool m_unloadable = false;
     bool m_outOfMemory = false;
 };
 
@@ -773,10 +896,28 @@ unsigned int CUXmlDomDocumentNode::SetNodeValue(CUSharedPtr<CUStringMac> /*value
 }
 
 unsigned int CUXmlDomDocumentNode::LoadXml(CUSharedPtr<CUStream> stream) {
-    if (!stream) {
-        return kCUStatusFailure;
-    }
+    // LoadXmlMac refuses a null stream too, and records why.
     return LoadXmlMac(stream);
+}
+
+void CUXmlDomDocumentNode::SetLenientLoad(bool lenient) {
+    m_lenientLoad = lenient;
+}
+
+bool CUXmlDomDocumentNode::IsLenientLoad() const {
+    return m_lenientLoad;
+}
+
+CUSharedPtr<CUStringMac> CUXmlDomDocumentNode::GetLoadErrorReason() const {
+    return m_loadErrorReason;
+}
+
+unsigned long long CUXmlDomDocumentNode::GetLoadErrorLine() const {
+    return m_loadErrorLine;
+}
+
+unsigned long long CUXmlDomDocumentNode::GetLoadErrorColumn() const {
+    return m_loadErrorColumn;
 }
 
 unsigned int CUXmlDomDocumentNode::WriteXml(CUSharedPtr<CUStream> stream) {
@@ -787,28 +928,53 @@ unsigned int CUXmlDomDocumentNode::WriteXml(CUSharedPtr<CUStream> stream) {
 }
 
 unsigned int CUXmlDomDocumentNode::LoadXmlMac(CUSharedPtr<CUStream> stream) {
-    if (!stream) {
+    platform::XmlProblem problem;
+    auto refuse = [this, &problem](char const* reason) {
+        if (reason != nullptr) {
+            problem = platform::XmlProblem{reason, 0, 0};
+        }
+        m_loadErrorReason = MakeString(problem.reason);
+        if (!m_loadErrorReason) { // a reason quoting bytes that do not decode
+            m_loadErrorReason = MakeString("not well-formed");
+        }
+        m_loadErrorLine = problem.line;
+        m_loadErrorColumn = problem.column;
         return kCUStatusFailure;
+    };
+    m_loadErrorReason = nullptr;
+    m_loadErrorLine = 0;
+    m_loadErrorColumn = 0;
+    if (!stream) {
+        return refuse("no stream");
     }
     // The bytes are read straight into the reader's own buffer: a document is held in memory
     // once, not once as read and once more inside the parser.
     unsigned long long length = stream->Length();
     if (length > static_cast<unsigned long long>(SIZE_MAX)) {
-        return kCUStatusFailure;
+        return refuse("the document is larger than memory can hold");
     }
     NodeBuilder builder;
     auto fill = [&stream, length](void* buffer) {
         return CreateCFDataFromStreamMac(*stream, length, buffer);
     };
-    if (!platform::ParseXml(static_cast<std::size_t>(length), fill, builder, nullptr)) {
-        return kCUStatusFailure;
+    platform::XmlReadOptions options;
+    options.lenient = m_lenientLoad;
+    bool const parsed =
+        platform::ParseXml(static_cast<std::size_t>(length), fill, builder, options, &problem);
+    if (builder.Failed()) {
+        // The model refused a piece before the parse ended (or failed further on): that
+        // piece comes first in the document, and it is what a user has to change first.
+        problem = builder.Problem();
+    }
+    if (!parsed) {
+        return refuse(nullptr);
     }
     std::vector<CUSharedPtr<CUObject>>& top = builder.TopLevel();
     if (!top.empty()) {
         // The document's own list gets no merging pass: text cannot stand at the top level.
         CUSharedPtr<CUMutableArray> list = GetChildNodes();
         if (!list) {
-            return kCUStatusFailure;
+            return refuse("the document has no child list");
         }
         std::vector<CUSharedPtr<CUObject>>& children = list->GetInternalArray();
         children.reserve(children.size() + top.size());
@@ -816,7 +982,7 @@ unsigned int CUXmlDomDocumentNode::LoadXmlMac(CUSharedPtr<CUStream> stream) {
             children.push_back(std::move(node));
         }
     }
-    return builder.Failed() ? kCUStatusFailure : kCUStatusSuccess;
+    return builder.Failed() ? refuse(nullptr) : kCUStatusSuccess;
 }
 
 unsigned int CUXmlDomDocumentNode::WriteXmlMac(CUSharedPtr<CUStream> stream) {

@@ -13,6 +13,14 @@
 // the failure stays. Whitespace-only text is dropped. Accepted input: UTF-8, UTF-16 with a
 // byte-order mark, and any encoding named in the XML declaration that the platform converts.
 //
+// A lenient load (SetLenientLoad(true)) takes the documents found in the wild: comments are
+// dropped; CDATA sections become text, merged with the text around them; a document type
+// declaration is accepted and the general entities of its internal subset are expanded where
+// their replacement text holds no markup. External entities and DTDs are never read (no file
+// or network access): a reference to one fails the load, as does any other entity that cannot
+// be resolved. Everything else is as above. After a failed load, in either mode, the reason
+// and place are available from GetLoadErrorReason, GetLoadErrorLine and GetLoadErrorColumn.
+//
 // Ownership: count 0 at construction; the Create factories return count 1 (or null).
 // Threads: no lock; the document must not be used by another thread while it loads or writes.
 // Errors: nothing is thrown on the document's own account; codes thrown by the stream pass
@@ -48,11 +56,30 @@ class CU_EXPORT CUXmlDomDocumentNode : public CUXmlDomNode {
     /// null stream, a short read, malformed XML or content the model refuses.
     virtual unsigned int LoadXml(CUSharedPtr<CUStream> stream);
     /// Writes this tree as XML at the stream's current position. 0 on success; 0x10001 for a
-    /// null stream; 0x10005 when the text cannot be built or the stream takes fewer bytes.
+    /// null stream; 0x10005 when the text cannot be built or the stream takes fewer bytes, and
+    /// when it would not load again: a character XML does not allow (U+0001, an unpaired
+    /// surrogate, U+FFFE) in a text, value, name or data, an element, attribute or target name
+    /// that is not an XML name, or "?>" in processing-instruction data. Nothing is written then.
+    /// Such content inside an element that is left out (see the masking of failed children)
+    /// does not count.
     virtual unsigned int WriteXml(CUSharedPtr<CUStream> stream);
 
     /// The load itself (LoadXml without its null check of its own).
     unsigned int LoadXmlMac(CUSharedPtr<CUStream> stream);
+
+    /// Makes the following loads lenient (true) or exact (false, the default); see above.
+    void SetLenientLoad(bool lenient);
+    /// Whether loads are lenient.
+    bool IsLenientLoad() const;
+    /// Why the last load failed, for example "comment", "document type declaration",
+    /// "mismatched end tag </a>", "unknown entity &foo;", "unsupported encoding X" or "nesting
+    /// deeper than 1024"; null before any load and after a successful one.
+    CUSharedPtr<CUStringMac> GetLoadErrorReason() const;
+    /// The line (from 1) where the last load found its problem; 0 when it has no place (a
+    /// null stream, a short read) or the load succeeded.
+    unsigned long long GetLoadErrorLine() const;
+    /// The column (from 1, in characters) of that place; 0 as for the line.
+    unsigned long long GetLoadErrorColumn() const;
     /// The writing itself (WriteXml without its null check of its own).
     unsigned int WriteXmlMac(CUSharedPtr<CUStream> stream);
 
@@ -75,4 +102,10 @@ class CU_EXPORT CUXmlDomDocumentNode : public CUXmlDomNode {
     /// part of the interface.)
     static CUSharedPtr<CUXmlDomEntityReferenceNode>
     CreateEntityReferenceNodeNode(CUSharedPtr<CUStringMac> name);
+
+  private:
+    bool m_lenientLoad = false;
+    CUSharedPtr<CUStringMac> m_loadErrorReason;
+    unsigned long long m_loadErrorLine = 0;
+    unsigned long long m_loadErrorColumn = 0;
 };
