@@ -14,6 +14,7 @@
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -116,11 +117,18 @@ int Run(Action action, Options const& options) {
     std::string const& path = options.path;
     CUSharedPtr<CUStringMac> name(new CUStringMac(path.c_str(), CUString_CharCode_UTF8));
     CUSharedPtr<CUStream> stream;
+    ClearSystemReason();
     try {
         stream = CUSharedPtr<CUStream>(
             new CUFileStream(name, CUStream_FileMode_Open, CUStream_FileAccess_Read, false));
     } catch (unsigned int code) {
-        ReportFailure(std::cerr, "xml", path + ": cannot be opened: error " + DescribeError(code));
+        std::string reason = SystemReason();
+        if (std::filesystem::is_directory(path)) {
+            reason = "is a folder, not an XML document";
+        } else if (reason.empty()) {
+            reason = PathReason(path, 'r');
+        }
+        ReportError(std::cerr, "xml", path, code, reason);
         return kExitFailed;
     }
     CUSharedPtr<CUXmlDomDocumentNode> doc(new CUXmlDomDocumentNode());
@@ -159,9 +167,7 @@ int Run(Action action, Options const& options) {
             status = written ? kCUStatusSuccess : kCUStatusXmlWriteFailed;
         }
         if (!written) {
-            ReportFailure(std::cerr, "xml",
-                          path + ": the loaded document cannot be written: error " +
-                              DescribeError(status));
+            ReportError(std::cerr, "xml", path, status, "the loaded document cannot be written");
             return kExitFailed;
         }
         std::fwrite(out.data(), 1, out.size(), stdout);
