@@ -18,3 +18,16 @@ TEST(CUPlatformData, HoldsACopyOfTheBytesUntilTheLastRelease) {
     EXPECT_EQ('\0', CUPlatformDataGetBytePtr(data)[1]); // the sanitizers catch a use after free
     CUPlatformRelease(data);
 }
+
+TEST(CUPlatformData, EmptyAndNullHandlesHaveNoBytes) {
+    __CFData const* empty = CUPlatformDataCreate(nullptr, 0);
+    ASSERT_NE(nullptr, empty);
+    EXPECT_EQ(0u, CUPlatformDataGetLength(empty));
+    EXPECT_EQ(nullptr, CUPlatformDataGetBytePtr(empty));
+    CUPlatformRelease(empty);
+    EXPECT_EQ(nullptr, CUPlatformDataCreate(nullptr, 4));
+    EXPECT_EQ(0u, CUPlatformDataGetLength(nullptr));
+    EXPECT_EQ(nullptr, CUPlatformDataGetBytePtr(nullptr));
+    EXPECT_EQ(nullptr, CUPlatformDataRetain(nullptr));
+    CUPlatformRelease(static_cast<__CFData const*>(nullptr));
+}

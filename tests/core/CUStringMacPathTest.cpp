@@ -62,6 +62,12 @@ std::vector<std::string> components(char const* path) {
     return texts(out);
 }
 
+std::vector<std::string> split(char const* text, char const* separator) {
+    CUSharedPtr<CUArray> out;
+    EXPECT_EQ(kOk, s(text).SplitComponents(&out, separator)) << text;
+    return texts(out);
+}
+
 using V = std::vector<std::string>;
 
 } // namespace
@@ -121,6 +127,31 @@ TEST(CUStringMac, SingleResultPathOperationsFollowTheirTables) {
     // clang-format on
 }
 
+TEST(CUStringMac, RemoveLastComponentUsesTheCallersSeparator) {
+    struct SepRow {
+        char const* text;
+        char const* separator;
+        unsigned int status;
+        char const* out;
+    };
+    for (SepRow row : {SepRow{"a.b.c", ".", kOk, "a.b"}, SepRow{"a.b.", ".", kOk, "a"},
+                       SepRow{".", ".", kOk, "."}, SepRow{".a", ".", kOk, "."},
+                       SepRow{"abc", ".", kFail, ""}, SepRow{"/a/b", "/", kOk, "/a"},
+                       SepRow{"x\xC2\xA7y\xC2\xA7z", "\xC2\xA7", kOk, "x\xC2\xA7y"},
+                       // A two-unit separator: one unit is dropped from the end, then the last
+                       // separator is searched in what remains.
+                       SepRow{"a::b::", "::", kOk, "a"}, SepRow{"a::b", "::", kOk, "a"},
+                       SepRow{"abc", "", kFail, ""}}) {
+        CUStringMac out = s("untouched");
+        EXPECT_EQ(row.status, s(row.text).RemoveLastComponent(out, row.separator)) << row.text;
+        EXPECT_EQ(row.out, textOf(out)) << row.text << " by " << row.separator;
+    }
+    CUStringMac out = s("untouched");
+    EXPECT_EQ(kFail, s("a.b").RemoveLastComponent(out, nullptr));
+    EXPECT_EQ(kFail, nullText().RemoveLastComponent(out, "."));
+    EXPECT_EQ("untouched", textOf(out));
+}
+
 TEST(CUStringMac, PathComponentsSplitsAtEverySeparator) {
     EXPECT_EQ((V{"a", "b"}), components("a/b"));
     EXPECT_EQ((V{"/", "a"}), components("/a"));
@@ -140,6 +171,23 @@ TEST(CUStringMac, PathComponentsSplitsAtEverySeparator) {
     ASSERT_EQ(kOk, s("/a/b").PathComponents(&out)); // elements are independent strings
     CUSharedPtr<CUStringMac> first = out->ObjectAtIndex(0);
     EXPECT_EQ(2, first->GetRetainCount());
+}
+
+TEST(CUStringMac, SplitComponentsUsesTheCallersSeparator) {
+    EXPECT_EQ((V{"x", "y", "", "z"}), split("x,y,,z", ","));
+    EXPECT_EQ((V{","}), split(",", ","));
+    EXPECT_EQ((V{",", "a", "b"}), split(",a,b,", ","));
+    EXPECT_EQ((V{"a", "b", ""}), split("a,b,,", ","));
+    EXPECT_EQ((V{"abc"}), split("abc", ","));
+    EXPECT_EQ((V{""}), split("", ","));
+    EXPECT_EQ((V{"a/b"}), split("a/b", ":"));
+    EXPECT_EQ((V{"\xC3\xA9", "\xC3\xA0"}), split("\xC3\xA9\xC2\xB7\xC3\xA0", "\xC2\xB7"));
+    // A two-unit separator: the leading one is kept whole but the rest starts at unit 1.
+    EXPECT_EQ((V{"::", ":a", "b"}), split("::a::b", "::"));
+    CUSharedPtr<CUArray> out;
+    EXPECT_EQ(kFail, s("a,b").SplitComponents(nullptr, ","));
+    EXPECT_EQ(kFail, s("a,b").SplitComponents(&out, nullptr));
+    EXPECT_FALSE(out);
 }
 
 TEST(CUStringMac, GetUnicodeFileNameSwapsColonsAndHolds255Units) {

@@ -14,9 +14,19 @@ Ptr S(char const* utf8, _CUString_CharCode code = CUString_CharCode_UTF8) {
     return Ptr(new CUStringMac(utf8, code));
 }
 
+Ptr S(char const* bytes, unsigned int size, _CUString_CharCode code) {
+    return Ptr(new CUStringMac(bytes, size, code));
+}
+
 std::string utf8(CUStringMac& s) {
     std::string out;
     return s.GetString(out) == 0 ? out : std::string("<failed>");
+}
+
+std::u16string units(CUStringMac& s) {
+    __CFString const* t = s;
+    return t == nullptr ? u"<null>"
+                        : std::u16string(CUPlatformStringGetUnits(t), CUPlatformStringGetLength(t));
 }
 
 bool isNullText(CUStringMac& s) {
@@ -38,6 +48,39 @@ TEST(CUStringMac, CountsUnitsAndCharactersUpToAnUnpairedSurrogate) {
                                    "b");
     EXPECT_EQ(3, broken.Length());
     EXPECT_EQ(1, broken.CountOfChars());
+}
+
+TEST(CUStringMac, ConstructorsReadTheirEncodingAndLength) {
+    char const bytes[10] = {'a', 'b', 0, 'c', 'd', 'e', 'f', 'g', 'h', 'i'};
+    EXPECT_EQ("ab", utf8(*S(bytes, 10, CUString_CharCode_UTF8))); // cut at the zero
+    EXPECT_EQ("ab", utf8(*S(bytes, 10, CUString_CharCode_ASCII)));
+    Ptr whole = S(bytes, 10, CUString_CharCode_UTF16); // no mark: big-endian pairs
+    EXPECT_EQ(5, whole->Length());
+    EXPECT_EQ(char16_t(0x6162), units(*whole)[0]);
+    EXPECT_EQ(char16_t(0x0063), units(*whole)[1]);
+    EXPECT_EQ(u"hi", units(*S("\xFF\xFEh\0i\0", 6, CUString_CharCode_UTF16)));
+    EXPECT_EQ(u"hi", units(*S("\xFE\xFF\0h\0i", 6, CUString_CharCode_UTF16)));
+    EXPECT_EQ(u"hi", units(*S("\0h\0i!", 5, CUString_CharCode_UTF16))); // odd byte ignored
+    EXPECT_EQ(u"", units(*S("\xFF\xFE", 2, CUString_CharCode_UTF16)));
+    EXPECT_TRUE(isNullText(*S("h", 1, CUString_CharCode_UTF16)));
+    unsigned short five[] = {'h', 'e', 'l', 'l', 'o'};
+    EXPECT_EQ(u"he", units(*Ptr(new CUStringMac(five, 5)))); // a length in bytes
+    CUStringMac none(five, 1);
+    EXPECT_EQ(0, none.Length());
+    EXPECT_FALSE(isNullText(none));
+    EXPECT_EQ(u"caf\u00E9\u00FF", units(*S("caf\xE9\xFF", CUString_CharCode_ASCII))); // Latin-1
+    EXPECT_EQ(u"\u00E9", units(*S("\xC3\xA9", static_cast<_CUString_CharCode>(7))));  // UTF-8
+    EXPECT_EQ(u"a\xFFFD"
+              "b",
+              units(*S("a\xA9"
+                       "b"))); // a lone 0xA9 is replaced, not refused
+    EXPECT_EQ(u"x", units(*S("\xEF\xBB\xBFx")));
+    EXPECT_EQ("(null)", utf8(*Ptr(new CUStringMac(static_cast<__CFString const*>(nullptr)))));
+    CUStringMac fromNullPointer{Ptr()};
+    CUStringMac copyOfNull(fromNullPointer);
+    EXPECT_TRUE(isNullText(copyOfNull));
+    CUStringMac empty;
+    EXPECT_STREQ("", static_cast<char const*>(empty));
 }
 
 TEST(CUStringMac, InvalidBytesGiveANullTextThatFailsEverything) {
@@ -191,4 +234,69 @@ TEST(CUStringMac, FindReturnsTheFirstWholeCharacterMatchOrTheNoneRange) {
               strasse->Find(S("as"), CUStringComparison_CaseInsensitive).location);
     EXPECT_EQ(3u,
               S("x\xF0\x9F\x8C\x8Dy")->Find(S("Y"), CUStringComparison_CaseInsensitive).location);
+}
+
+TEST(CUStringMac, SubStringChecksItsRangeAndMayCutAPair) {
+    Ptr abcd = S("abcd");
+    EXPECT_EQ("bc", utf8(*abcd->SubString(1, 2)));
+    EXPECT_EQ(1, abcd->SubString(1, 2)->GetRetainCount());
+    EXPECT_EQ("", utf8(*abcd->SubString(4)));
+    int const outside[][2] = {{3, 2}, {5, 0}, {-1, 1}, {1, -1}, {0x7fffffff, 0x7fffffff}};
+    for (auto [start, length] : outside) {
+        EXPECT_FALSE(abcd->SubString(start, length)) << start << "," << length;
+    }
+    EXPECT_FALSE(abcd->SubString(5));
+    Ptr half = S("\xF0\x9F\x8C\x8D")->SubString(0, 1);
+    ASSERT_TRUE(half);
+    EXPECT_EQ(1, half->Length());
+    EXPECT_EQ(0, half->CountOfChars());
+    EXPECT_EQ("<failed>", utf8(*half));
+}
+
+TEST(CUStringMac, TrimRemovesThePlatformWhiteSpaceOnly) {
+    EXPECT_EQ("a b", utf8(*S("  a b \n")->Trim()));
+    EXPECT_EQ(u"x", units(*fromUnits(u"\u00A0\u2003\u3000\u200Bx\u2028\u0085\t").Trim()));
+    EXPECT_EQ(u"\uFEFFx\u180E", units(*fromUnits(u"\uFEFFx\u180E").Trim()));
+    EXPECT_EQ("", utf8(*S(" \t\r\n ")->Trim()));
+}
+
+TEST(CUStringMac, JoiningCopyingAndAssignment) {
+    CUStringMac a("a", CUString_CharCode_UTF8), b("b\xC3\xA9", CUString_CharCode_UTF8);
+    CUStringMac null{Ptr()};
+    EXPECT_EQ("ab\xC3\xA9", utf8(*Ptr(new CUStringMac(a + b))));
+    EXPECT_EQ("", utf8(*Ptr(new CUStringMac(null + a))));
+    EXPECT_EQ("", utf8(*Ptr(new CUStringMac(a + null))));
+    CUStringMac target("old", CUString_CharCode_UTF8);
+    target = b;
+    EXPECT_TRUE(target == b);
+    EXPECT_EQ(b.GetCFStringRef(), CUStringMac(b).GetCFStringRef()); // copies share the text
+    target = null;
+    EXPECT_TRUE(isNullText(target));
+    CUStringMac& alias = a; // self-assignment releases first and so ends with a null text
+    a = alias;
+    EXPECT_EQ(0, a.Length());
+    EXPECT_FALSE(a.Equals(*S(""), CUStringComparison_CaseSensitive));
+    Ptr original = S("shared");
+    EXPECT_TRUE(CUStringMac(original) == *original);
+    Ptr description = original->Description();
+    EXPECT_EQ("shared", utf8(*description));
+    EXPECT_NE(description.get(), original.get());
+}
+
+TEST(CUStringMac, CreateWithFormatFollowsPrintf) {
+    Ptr made = CUStringMac::CreateWithFormat(S("%d-%s"), 7, "x");
+    ASSERT_TRUE(made);
+    EXPECT_EQ("7-x", utf8(*made));
+    EXPECT_EQ(1, made->GetRetainCount());
+    EXPECT_FALSE(CUStringMac::CreateWithFormat(Ptr()));
+    std::string big(5000, 'q');
+    EXPECT_EQ(5002, CUStringMac::CreateWithFormat(S("<%s>"), big.c_str())->Length());
+    EXPECT_EQ("100%", utf8(*CUStringMac::CreateWithFormat(S("%d%%"), 100)));
+}
+
+TEST(CUStringMac, ConvertCharCodeMapsToThePlatformConstants) {
+    EXPECT_EQ(0x08000100u, CUStringMac::ConvertCharCode(CUString_CharCode_UTF8));
+    EXPECT_EQ(0x0100u, CUStringMac::ConvertCharCode(CUString_CharCode_UTF16));
+    EXPECT_EQ(0x0600u, CUStringMac::ConvertCharCode(CUString_CharCode_ASCII));
+    EXPECT_EQ(0x08000100u, CUStringMac::ConvertCharCode(static_cast<_CUString_CharCode>(-3)));
 }

@@ -335,3 +335,32 @@ TEST(CUFileStream, ReadersAndWritersShareOneStreamSafely) {
     writer.join();
     reader.join();
 }
+
+TEST(CUFileStream, SeekOnlySetsThePositionAndTheSystemCodesMapByTable) {
+    Fixture f("0123456789");
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    ScopedFaultyFiles faults;
+    EXPECT_EQ(5u, stream.Seek(5, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(7u, stream.Seek(2, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(9u, stream.Seek(-1, CUStream_Seek_Origin_End));
+    EXPECT_EQ(0u, stream.Seek(4, static_cast<CUStream_Seek_Origin>(5)));
+    EXPECT_EQ(30u, stream.SetPosition(30)); // past the end is allowed
+    EXPECT_EQ(30u, stream.Position());
+    EXPECT_EQ(0, FaultyFiles::preads + FaultyFiles::pwrites + FaultyFiles::ftruncates +
+                     FaultyFiles::fsizes + FaultyFiles::opens + FaultyFiles::stats);
+    std::string out(4, 'x');
+    stream.Seek(6, CUStream_Seek_Origin_Begin);
+    EXPECT_EQ(4u, stream.Read(data(out), 4, 0, CUStream_Seek_Origin_Current));
+    EXPECT_EQ("6789", out);
+    stream.Close(); // a closed stream keeps its last position
+    EXPECT_EQ(10u, stream.Position());
+    EXPECT_EQ(10u, stream.Seek(3, CUStream_Seek_Origin_Begin));
+    int const access[] = {1, 3, 2, 0};          // Read, ReadWrite, Write, unknown
+    unsigned int const origin[] = {1, 3, 2, 0}; // Begin, Current, End, unknown
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(access[i], CUFileStream::CUStream_FileAccess_To_OS_FileAccess(
+                                 static_cast<CUStream_FileAccess>(i)));
+        EXPECT_EQ(origin[i], CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(
+                                 static_cast<CUStream_Seek_Origin>(i == 3 ? 7 : i)));
+    }
+}

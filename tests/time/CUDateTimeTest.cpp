@@ -271,3 +271,12 @@ TEST(CUDateTime, ConcurrentFormattingGivesTheSameTexts) {
     }
     EXPECT_EQ(0, mismatches.load());
 }
+
+TEST(CUDateTime, PlainLocalesFormatAsUsEnglish) {
+    ScopedEnv all("LC_ALL", nullptr);
+    ScopedEnv time("LC_TIME", nullptr);
+    for (char const* plain : {"C", "C.UTF-8", "POSIX"}) {
+        ScopedEnv lang("LANG", plain);
+        EXPECT_EQ("en_US_POSIX", varn::platform::DateLocaleId()) << plain;
+    }
+}

@@ -26,22 +26,6 @@ std::string canonicalTail(CUUUID& uuid) {
     return blank == std::string::npos ? std::string() : text.substr(blank + 1);
 }
 
-// Counts the calls that equality and the serial area make through the virtual accessors.
-class CountingUUID : public CUUUID {
-  public:
-    using CUUUID::CUUUID;
-    CFUUIDBytes GetUUIDBytes() const override {
-        ++reads;
-        return CUUUID::GetUUIDBytes();
-    }
-    void SetUUIDBytes(CFUUIDBytes const& bytes) override {
-        ++writes;
-        CUUUID::SetUUIDBytes(bytes);
-    }
-    mutable int reads = 0;
-    int writes = 0;
-};
-
 } // namespace
 
 TEST(CUUUID, WordsAreBigEndianAndTheTextIsUpperCaseCanonicalGroups) {
@@ -116,4 +100,22 @@ TEST(CUUUID, NullHandleGivesANullUUIDReadingAsZerosAndNullBytesAreRejectedWithTw
     }
     EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument), code);
     EXPECT_FALSE(CUUUID::Create(static_cast<unsigned char const*>(nullptr)));
+}
+
+TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
+    CUSharedPtr<CUUUID> uuid = CUUUID::Create();
+    std::array<unsigned char, 16> expected = bytesOf(*uuid);
+    unsigned char serial[5] = {1, 2, 3, 4, 5};
+    std::copy(serial, serial + 5, expected.begin() + 11);
+    uuid->CorrectSerialArea(serial);
+    EXPECT_EQ(expected, bytesOf(*uuid));
+    EXPECT_FALSE(uuid->IsNotFillSerialArea());
+    uuid->CorrectSerialArea(nullptr);
+    EXPECT_EQ(expected, bytesOf(*uuid)) << "a null serial changes nothing";
+    for (int i = 10; i < 16; ++i) {
+        unsigned char bytes[16] = {};
+        bytes[i] = 0x80;
+        CUUUID one(bytes);
+        EXPECT_EQ(i == 10, one.IsNotFillSerialArea()) << "byte " << i;
+    }
 }

@@ -413,3 +413,13 @@ TEST(CUXmlDomDocumentNode, BlankTextBetweenEscapesSurvivesWriteAndLoad) {
         EXPECT_EQ(Utf8(again->Description()), Utf8(doc->Description())) << written;
     }
 }
+
+TEST(CUXmlDomDocumentNode, NullStreamOrListFails) {
+    auto doc = NewDoc();
+    EXPECT_EQ(doc->LoadXml(nullptr), kCUStatusFailure);
+    EXPECT_EQ(doc->LoadXmlMac(nullptr), kCUStatusFailure);
+    EXPECT_EQ(doc->WriteXml(nullptr), kCUStatusFailure);
+    EXPECT_EQ(doc->WriteXmlMac(nullptr), kCUStatusFailure);
+    EXPECT_EQ(CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(nullptr),
+              kCUStatusFailure);
+}

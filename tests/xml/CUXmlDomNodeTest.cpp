@@ -116,3 +116,14 @@ TEST(CUXmlDomNode, DumpCountsNonNodeEntriesButPrintsNothingForThem) {
                          "\tType:Node_Entity_Reference\n\tValue:Invalid\n\tAttributes:Invalid\n"
                          "\tChildNodes:Invalid\n");
 }
+
+TEST(CUXmlDomNode, DumpAppendsToTheGivenTextAndIgnoresNull) {
+    CUStringMac out("pre:", CUString_CharCode_UTF8);
+    CUXmlDomNode::DumpDOMNode(nullptr, 0, out);
+    EXPECT_EQ(std::string(static_cast<char const*>(out)), "pre:");
+    CUXmlDomEntityReferenceNode ref;
+    CUXmlDomNode::DumpDOMNode(&ref, 1, out);
+    EXPECT_EQ(std::string(static_cast<char const*>(out)),
+              "pre:\tName:Invalid\n\tType:Node_Entity_Reference\n\tValue:Invalid\n"
+              "\tAttributes:Invalid\n\tChildNodes:Invalid\n");
+}
