@@ -280,3 +280,13 @@ TEST(CUDateTime, PlainLocalesFormatAsUsEnglish) {
         EXPECT_EQ("en_US_POSIX", varn::platform::DateLocaleId()) << plain;
     }
 }
+
+TEST(CUDateTime, DescriptionIsLocalTimeInAFixedProlepticPattern) {
+    ScopedEnv tz("TZ", "Europe/Berlin");
+    ScopedEnv lang("LANG", "de_DE.UTF-8");
+    EXPECT_EQ("2024/03/05 07:08:09", Utf8(CUDateTime(2024, 3, 5, 7, 8, 9).Description()));
+    EXPECT_EQ("0987/01/02 03:04:05", Utf8(CUDateTime(987, 1, 2, 3, 4, 5).Description()));
+    // The same instant in GMT is an hour earlier; the text stays local.
+    CUDateTime fromGMT(kMarch5th2024);
+    EXPECT_EQ("2024/03/05 08:08:09", Utf8(fromGMT.Description()));
+}
