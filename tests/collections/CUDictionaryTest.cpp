@@ -156,30 +156,6 @@ TEST(CUDictionary, DescriptionWritesKeyAndValueLinesInKeyOrder) {
               textOf(d->Description()));
 }
 
-TEST(CUMutableDictionary, ManyKeysStayFindableAndOrdered) {
-    std::vector<std::string> words;
-    std::mt19937 rng(42);
-    for (int i = 0; i < 3000; ++i) {
-        std::string w;
-        for (int n = 1 + static_cast<int>(rng() % 8); n > 0; --n) {
-            w += static_cast<char>('a' + rng() % 26);
-        }
-        words.push_back(w);
-    }
-    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
-    for (std::string const& w : words) {
-        d->SetObjectForKey(key(w.c_str()), key(w.c_str()));
-    }
-    std::sort(words.begin(), words.end());
-    words.erase(std::unique(words.begin(), words.end()), words.end());
-    ASSERT_EQ(words.size(), d->Count());
-    // Lower-case ASCII words collate like their bytes.
-    EXPECT_EQ(words, keysOf(d));
-    for (std::string const& w : words) {
-        ASSERT_EQ(w, textOf(d->ObjectForKey(key(w.c_str()))));
-    }
-}
-
 // Keys compare through copied leading units and collation-key bytes; that must order exactly
 // as CUStringMac::operator< does, also for prefixes, accents, marks and ignorable characters.
 TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
@@ -216,23 +192,6 @@ TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
         }
     }
     EXPECT_GT(checked, 10000);
-}
-
-TEST(CUMutableDictionary, KeysStayFindableAfterTheLocaleChanges) {
-    CUSharedPtr<CUMutableDictionary> d(new CUMutableDictionary());
-    for (char const* k : {"b", "a", "c"}) {
-        d->SetObjectForKey(key(k), key(k));
-    }
-    char const* saved = std::getenv("LANG");
-    std::string previous = saved ? saved : "";
-    ::setenv("LANG", "de_DE.UTF-8", 1);
-    varn::platform::ResetCollationLocale();
-    // Keys compared under the old locale's cached bytes are no longer used for the fast path.
-    EXPECT_EQ("b", textOf(d->ObjectForKey(key("b"))));
-    EXPECT_EQ("c", textOf(d->ObjectForKey(key("c"))));
-    ::setenv("LANG", previous.c_str(), 1);
-    varn::platform::ResetCollationLocale();
-    EXPECT_EQ("a", textOf(d->ObjectForKey(key("a"))));
 }
 
 // Large dictionaries answer through a hash of the whole collation key: it must agree with the

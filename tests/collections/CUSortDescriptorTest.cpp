@@ -126,33 +126,6 @@ TEST(CUSortDescriptor, CopyKeepsCallingTheSourcesOverride) {
     EXPECT_FALSE(fresh(small, big) || fresh(big, small));
 }
 
-TEST(CUSortDescriptor, CompareObjectTakesAndDropsOneReferencePerArgument) {
-    CUSharedPtr<CUObject> a(new Item(1, 0)), b(new Item(2, 1));
-    class Probe : public CUSortDescriptor {
-      public:
-        int CompareObject(CUSharedPtr<CUObject> x, CUSharedPtr<CUObject>) override {
-            seen = x->GetRetainCount();
-            return 0;
-        }
-        int seen = 0;
-    } probe;
-    probe(a, b);
-    EXPECT_EQ(2, probe.seen);
-    EXPECT_EQ(1, a->GetRetainCount());
-}
-
-TEST(CUMutableArray, PlainDescriptorKeepsTheOrderEitherWay) {
-    std::vector<int> keys = randomKeys(100, 5, 1);
-    for (bool ascending : {true, false}) {
-        CUSharedPtr<CUMutableArray> array = itemsOf(keys);
-        array->SortUsingDescriptor(CUSharedPtr<CUSortDescriptor>(new CUSortDescriptor(ascending)));
-        auto result = keysAndSeqs(array);
-        for (std::size_t i = 0; i < result.size(); ++i) {
-            EXPECT_EQ(static_cast<int>(i), result[i].second);
-        }
-    }
-}
-
 TEST(CUMutableArray, SortIsStableOnLargeInputsWithManyEqualKeys) {
     struct Case {
         std::size_t n;

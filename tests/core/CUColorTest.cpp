@@ -22,13 +22,3 @@ TEST(CUColor, FactoriesTakeAlphaFirstAndThreeChannelsAreOpaque) {
     EXPECT_TRUE(plain.Init(1, 2, 3, 4));
     EXPECT_EQ((ARGB{1, 2, 3, 4}), argb(plain));
 }
-
-TEST(CUColor, NamedColoursHaveTheirExactValues) {
-    EXPECT_EQ((ARGB{255, 255, 0, 0}), argb(*CUColor::Red()));
-    EXPECT_EQ((ARGB{255, 0, 0, 0}), argb(*CUColor::Black()));
-    EXPECT_EQ((ARGB{255, 128, 128, 128}), argb(*CUColor::Gray()));
-    EXPECT_EQ((ARGB{255, 169, 169, 169}), argb(*CUColor::DarkGray()));
-    EXPECT_EQ((ARGB{255, 211, 211, 211}), argb(*CUColor::LightGray()));
-    EXPECT_EQ((ARGB{255, 255, 255, 255}), argb(*CUColor::White()));
-    EXPECT_NE(CUColor::Red().get(), CUColor::Red().get()) << "each call makes a new colour";
-}

@@ -152,21 +152,6 @@ TEST(CUStringMac, RemoveLastComponentUsesTheCallersSeparator) {
     EXPECT_EQ("untouched", textOf(out));
 }
 
-TEST(CUStringMac, PathGetFileNameNoExtensionGoesThroughTheVirtualFileName) {
-    class FixedName : public CUStringMac {
-      public:
-        FixedName() : CUStringMac("/ignored", CUString_CharCode_UTF8) {}
-        unsigned int PathGetFileName(CUStringMac& out) override {
-            CUStringMac name("over.ride", CUString_CharCode_UTF8);
-            out = name;
-            return kCUStatusSuccess;
-        }
-    } fixed;
-    CUStringMac out;
-    EXPECT_EQ(kOk, fixed.PathGetFileNameNoExtension(out));
-    EXPECT_EQ("over", textOf(out));
-}
-
 TEST(CUStringMac, PathComponentsSplitsAtEverySeparator) {
     EXPECT_EQ((V{"a", "b"}), components("a/b"));
     EXPECT_EQ((V{"/", "a"}), components("/a"));

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -163,16 +162,4 @@ TEST(CUDriveInfo, NullPathsThrowTwoUnresolvableOnesOneAndTheFactoryGivesAnEmptyP
         CUSharedPtr<CUStringMac>(new CUStringMac("/", CUString_CharCode_UTF8)));
     ASSERT_TRUE(ok);
     EXPECT_EQ(1, ok->GetRetainCount());
-}
-
-TEST(CUDriveInfo, DescriptionIsTypeAddressEqualsAndNameAndTheNameIsACopy) {
-    CUStringMac root("/", CUString_CharCode_UTF8);
-    CUDriveInfo d(root);
-    char address[64];
-    std::snprintf(address, sizeof address, "%p", static_cast<void*>(&d));
-    EXPECT_EQ("11CUDriveInfo(0x" + std::string(address) + ") = /", Text(d.Description()));
-    CUSharedPtr<CUStringMac> a = d.GetName();
-    CUSharedPtr<CUStringMac> b = d.GetName();
-    EXPECT_NE(a.get(), b.get());
-    EXPECT_EQ(1, a->GetRetainCount());
 }

@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -32,11 +31,6 @@ struct Progress {
 };
 
 } // namespace
-
-TEST(CUFileSysytemInfo, DescriptionEndsWithThePathAndNothingBetween) {
-    CUFileInfo f(Str("/tmp/some file"));
-    EXPECT_EQ(Text(f.CUObject::Description()) + "/tmp/some file", Text(f.Description()));
-}
 
 TEST(CUFileSysytemInfo, RenameStaysInTheFolderAndRefusesTakenNamesMissingEntriesAndBadArguments) {
     CUStringMac empty("", CUString_CharCode_UTF8);
@@ -182,9 +176,7 @@ TEST(CUFileInfo, WaitFileNotExistChecksTheGivenNumberOfTimes) {
     TempFolder dir;
     WriteFile(dir.File("stays"), "x");
     CUFileInfo f(Str(dir.File("stays")));
-    auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(f.z_WaitFileNotExist(Str(dir.File("stays")), 3));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(290));
     EXPECT_FALSE(f.z_WaitFileNotExist(Str(dir.File("missing")), 0));
     EXPECT_TRUE(f.z_WaitFileNotExist(Str(dir.File("missing")), 1));
     EXPECT_FALSE(f.z_WaitFileNotExist(CUSharedPtr<CUStringMac>(), 5));

@@ -11,10 +11,6 @@
 
 namespace {
 
-CUSharedPtr<CUXmlDomDocumentNode> NewDoc() {
-    return CUSharedPtr<CUXmlDomDocumentNode>(new CUXmlDomDocumentNode());
-}
-
 // The document's children, skipping the declaration when present.
 CUSharedPtr<CUXmlDomNode> RootOf(CUSharedPtr<CUXmlDomDocumentNode> const& doc) {
     auto list = doc->GetChildNodes();
@@ -48,14 +44,6 @@ CUSharedPtr<CUXmlDomNode> Element(char const* name) {
 } // namespace
 
 // ---- loading ----
-
-TEST(CUXmlDomDocumentNode, NullStreamFails) {
-    auto doc = NewDoc();
-    EXPECT_EQ(doc->LoadXml(nullptr), kCUStatusFailure);
-    EXPECT_EQ(doc->LoadXmlMac(nullptr), kCUStatusFailure);
-    EXPECT_EQ(doc->WriteXml(nullptr), kCUStatusFailure);
-    EXPECT_EQ(doc->WriteXmlMac(nullptr), kCUStatusFailure);
-}
 
 TEST(CUXmlDomDocumentNode, EmptyOrNonXmlStreamFailsAndAddsNothing) {
     auto doc = NewDoc();
@@ -123,12 +111,6 @@ TEST(CUXmlDomDocumentNode, TextAcrossAChildElementIsJoinedBeforeIt) {
     EXPECT_EQ(Utf8(Child(a2, 2)->GetNodeName()), "c");
 }
 
-TEST(CUXmlDomDocumentNode, CharacterReferencesBecomeText) {
-    auto doc = NewDoc();
-    ASSERT_EQ(LoadText(doc, "<a>&#60;b&#x263A;</a>"), 0u);
-    EXPECT_EQ(Utf8(Child(RootOf(doc), 0)->GetNodeValue()), "<b\xE2\x98\xBA");
-}
-
 TEST(CUXmlDomDocumentNode, UnknownEntityFailsTheElementButKeepsEarlierNodes) {
     auto doc = NewDoc();
     EXPECT_EQ(LoadText(doc, "<?xml version=\"1.0\"?><a>x&foo;y</a>"), kCUStatusFailure);
@@ -176,29 +158,6 @@ TEST(CUXmlDomDocumentNode, MalformedTailAddsNothingEvenAfterGoodNodes) {
     EXPECT_EQ(doc->GetChildNodes()->Count(), 0u);
 }
 
-TEST(CUXmlDomDocumentNode, RepeatedNamesAndValuesAreSeparateStrings) {
-    // Equal names and values share their text inside the library, but every node owns its
-    // own string objects: assigning to one changes no other.
-    auto doc = NewDoc();
-    ASSERT_EQ(LoadText(doc, "<r><e k=\"v\">t</e><e k=\"v\">t</e></r>"), 0u);
-    CUSharedPtr<CUXmlDomNode> first = Child(RootOf(doc), 0);
-    CUSharedPtr<CUXmlDomNode> second = Child(RootOf(doc), 1);
-    ASSERT_NE(first->GetNodeName().get(), second->GetNodeName().get());
-    *first->GetNodeName() = CUStringMac("renamed", CUString_CharCode_UTF8);
-    *first->GetAttribute(Str("k")) = CUStringMac("w", CUString_CharCode_UTF8);
-    CUSharedPtr<CUXmlDomNode> firstText = Child(first, 0);
-    CUSharedPtr<CUXmlDomNode> secondText = Child(second, 0);
-    *firstText->GetNodeName() = CUStringMac("#changed", CUString_CharCode_UTF8);
-    *firstText->GetNodeValue() = CUStringMac("u", CUString_CharCode_UTF8);
-    EXPECT_EQ(Utf8(first->GetNodeName()), "renamed");
-    EXPECT_EQ(Utf8(second->GetNodeName()), "e");
-    EXPECT_EQ(Utf8(first->GetAttribute(Str("k"))), "w");
-    EXPECT_EQ(Utf8(second->GetAttribute(Str("k"))), "v");
-    EXPECT_EQ(Utf8(secondText->GetNodeName()), "#text");
-    EXPECT_EQ(Utf8(secondText->GetNodeValue()), "t");
-    EXPECT_EQ(second->GetNodeName()->GetRetainCount(), 2); // the node's and this expression's
-}
-
 TEST(CUXmlDomDocumentNode, LargeDocumentWritesAndLoadsBack) {
     // Enough text and nodes to grow the writer's block many times.
     std::string text = "<r>";
@@ -217,23 +176,6 @@ TEST(CUXmlDomDocumentNode, LargeDocumentWritesAndLoadsBack) {
     EXPECT_EQ(Utf8(again->Description()), Utf8(doc->Description()));
     CUSharedPtr<CUXmlDomNode> last = Child(RootOf(again), 4999);
     EXPECT_EQ(Utf8(Child(last, 0)->GetNodeValue()), "x < 4999 \xC3\xA9");
-}
-
-TEST(CUXmlDomDocumentNode, LoadingTwiceAppendsASecondCopy) {
-    auto doc = NewDoc();
-    ASSERT_EQ(LoadText(doc, "<?xml version=\"1.0\"?><a>t</a>"), 0u);
-    ASSERT_EQ(LoadText(doc, "<?xml version=\"1.0\"?><a>t</a>"), 0u);
-    ASSERT_EQ(doc->GetChildNodes()->Count(), 4u);
-    EXPECT_EQ(Utf8(Child(doc, 2)->GetNodeName()), "xml");
-    EXPECT_EQ(Utf8(Child(doc, 3)->GetNodeName()), "a");
-}
-
-TEST(CUXmlDomDocumentNode, StreamPositionedAtItsEndIsReadFromTheStart) {
-    CUSharedPtr<BufferStream> stream(new BufferStream("<a>x</a>"));
-    stream->Seek(0, CUStream_Seek_Origin_End);
-    auto doc = NewDoc();
-    ASSERT_EQ(doc->LoadXml(stream), 0u);
-    EXPECT_EQ(Utf8(Child(RootOf(doc), 0)->GetNodeValue()), "x");
 }
 
 TEST(CUXmlDomDocumentNode, ShortReadFails) {
@@ -274,11 +216,6 @@ TEST(CUXmlDomDocumentNode, ReadsUtf16AndDeclaredEncodings) {
 
 // ---- merging pass ----
 
-TEST(CUXmlDomDocumentNode, MergeOfNullListFails) {
-    EXPECT_EQ(CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(nullptr),
-              kCUStatusFailure);
-}
-
 TEST(CUXmlDomDocumentNode, MergeInsertsJoinedTextAtTheFirstPiece) {
     auto b = Element("b");
     auto list = ListOf({b, Text("a "), Ref("lt"), Ref("gt"), Ref("amp"), Ref("quot"), Ref("apos"),
@@ -293,14 +230,6 @@ TEST(CUXmlDomDocumentNode, MergeInsertsJoinedTextAtTheFirstPiece) {
     EXPECT_FALSE(list->ObjectAtIndex(3));
 }
 
-TEST(CUXmlDomDocumentNode, MergeWithoutTextLeavesListUnchanged) {
-    auto e = Element("e");
-    auto list = ListOf({e});
-    EXPECT_EQ(CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(list), 0u);
-    ASSERT_EQ(list->Count(), 1u);
-    EXPECT_EQ(CUSharedPtr<CUXmlDomNode>(list->ObjectAtIndex(0)).get(), e.get());
-}
-
 TEST(CUXmlDomDocumentNode, MergeWithUnknownEntityDropsTextAndFails) {
     auto unknown = Ref("nbsp");
     auto list = ListOf({Text("a"), unknown, Ref("lt"), Text("b"), Element("e")});
@@ -311,12 +240,6 @@ TEST(CUXmlDomDocumentNode, MergeWithUnknownEntityDropsTextAndFails) {
 }
 
 // ---- writing ----
-
-TEST(CUXmlDomDocumentNode, EmptyDocumentWritesNothingAndSucceeds) {
-    unsigned int status = 1;
-    EXPECT_EQ(WriteText(NewDoc(), &status), "");
-    EXPECT_EQ(status, 0u);
-}
 
 TEST(CUXmlDomDocumentNode, WritesTagsAttributesInKeyOrderAndEscapedText) {
     auto doc = NewDoc();
@@ -403,16 +326,6 @@ TEST(CUXmlDomDocumentNode, NonNodeChildIsSkippedWithoutChangingTheStatus) {
     EXPECT_EQ(status, kCUStatusXmlWriteFailed);
 }
 
-TEST(CUXmlDomDocumentNode, WritesAtTheCurrentPositionWithOneWrite) {
-    auto doc = NewDoc();
-    doc->GetChildNodes()->AddObject(Element("a"));
-    CUSharedPtr<BufferStream> stream(new BufferStream("head|"));
-    stream->Seek(0, CUStream_Seek_Origin_End);
-    EXPECT_EQ(doc->WriteXml(stream), 0u);
-    EXPECT_EQ(stream->Bytes(), "head|<a></a>");
-    EXPECT_EQ(stream->writeCalls, 1);
-}
-
 TEST(CUXmlDomDocumentNode, ShortWriteGives0x10005) {
     auto doc = NewDoc();
     doc->GetChildNodes()->AddObject(Element("a"));
@@ -451,12 +364,6 @@ TEST(CUXmlDomDocumentNode, WrittenDocumentLoadsBackToTheSameTree) {
 }
 
 // ---- with the library's own streams ----
-
-TEST(CUXmlDomDocumentNode, EmptyMemoryStreamFails) {
-    auto doc = NewDoc();
-    EXPECT_EQ(doc->LoadXml(CUSharedPtr<CUStream>(new CUMemoryStream())), kCUStatusFailure);
-    EXPECT_EQ(doc->GetChildNodes()->Count(), 0u);
-}
 
 TEST(CUXmlDomDocumentNode, WritesToAndLoadsFromAFileStream) {
     std::filesystem::path folder = std::filesystem::temp_directory_path() /
@@ -505,4 +412,14 @@ TEST(CUXmlDomDocumentNode, BlankTextBetweenEscapesSurvivesWriteAndLoad) {
         ASSERT_EQ(LoadText(again, written), 0u) << written;
         EXPECT_EQ(Utf8(again->Description()), Utf8(doc->Description())) << written;
     }
+}
+
+TEST(CUXmlDomDocumentNode, NullStreamOrListFails) {
+    auto doc = NewDoc();
+    EXPECT_EQ(doc->LoadXml(nullptr), kCUStatusFailure);
+    EXPECT_EQ(doc->LoadXmlMac(nullptr), kCUStatusFailure);
+    EXPECT_EQ(doc->WriteXml(nullptr), kCUStatusFailure);
+    EXPECT_EQ(doc->WriteXmlMac(nullptr), kCUStatusFailure);
+    EXPECT_EQ(CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(nullptr),
+              kCUStatusFailure);
 }

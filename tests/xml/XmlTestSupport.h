@@ -85,6 +85,10 @@ class BufferStream : public CUStream {
     std::string m_bytes;
 };
 
+inline CUSharedPtr<CUXmlDomDocumentNode> NewDoc() {
+    return CUSharedPtr<CUXmlDomDocumentNode>(new CUXmlDomDocumentNode());
+}
+
 // Loads `text` into `doc` through a BufferStream; returns LoadXml's status.
 inline unsigned int LoadText(CUSharedPtr<CUXmlDomDocumentNode> const& doc,
                              std::string const& text) {
