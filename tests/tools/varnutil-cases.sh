@@ -85,6 +85,7 @@ cases=(
   "1|-|^varnutil cp: folder/inside: exists; --force replaces it \(error 4\)\$|true|cp file.txt folder/inside"
   "1|user|^varnutil mkdir: ro: permission denied \(error 4\)\$|[ ! -e ro/new ]|mkdir ro/new"
   "1|-|^varnutil mkdir: file.txt: not a folder|true|mkdir file.txt/sub"
+  "1|-|^varnutil drive: missing: no such file or directory\$|true|drive missing"
   "2|-|--count: Value 0 not in range|true|uuid --count 0"
   "1|-|^varnutil xml: missing.xml: no such file or directory \(error 9\)\$|true|xml check missing.xml"
   "1|-|^varnutil xml: folder: is a folder, not an XML document \(error 5\)\$|true|xml check folder"

@@ -74,6 +74,12 @@ std::string join(std::vector<std::string> const& parts, char const* separator) {
 }
 
 int showOne(std::ostream& out, std::ostream& err) {
+    // The volume of a path that does not exist would be the volume of its nearest existing
+    // parent, which answers a question nobody asked.
+    if (std::string missing = PathReason(g_path, ' '); !missing.empty()) {
+        ReportProblem(err, "drive", g_path, missing);
+        return kExitFailed;
+    }
     CUStringMac path(g_path.c_str(), CUString_CharCode_UTF8);
     CUSharedPtr<CUDriveInfo> drive;
     ClearSystemReason();
