@@ -17,13 +17,12 @@ CUEventWaitHandle::CUEventWaitHandle(bool initialState, _CUEventWaitHandle_Event
 
 CUEventWaitHandle::~CUEventWaitHandle() {
     m_spMutex->WaitOne();
-    if (!m_bSignalled) {
-        // No thread may stay blocked on a condition variable that is about to go.
-        sys::CondBroadcast(m_condition);
-    }
-    // The woken waiters still have to take the mutex back and leave WaitOne; the mutex and the
-    // flag must outlive that.
+    // No thread may stay blocked on a condition variable that is about to go, whatever the
+    // flag says: a Set just before the delete wakes one waiter of an automatic event and leaves
+    // the flag set until that waiter runs. The woken waiters still have to take the mutex back
+    // and leave WaitOne; the mutex and the flag must outlive that.
     while (m_nWaiters > 0) {
+        sys::CondBroadcast(m_condition);
         sys::CondWait(m_drained, m_spMutex->GetMutex());
     }
     m_spMutex->ReleaseMutex();

@@ -3,6 +3,9 @@
 #include <VarnUtilityLib/CUAutoResetEvent.h>
 #include <VarnUtilityLib/CUManualResetEvent.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -107,4 +110,23 @@ TEST(CUEventWaitHandle, DestroyingAClearEventReleasesItsWaiter) {
         EXPECT_TRUE(waiter.AwaitReturned(1)) << (manual ? "manual" : "automatic");
         waiter.JoinAll();
     }
+}
+
+TEST(CUEventWaitHandle, DestroyingASetAutoEventReleasesTheWaiterSetDidNotWake) {
+    // In a child, so that a waiter left blocked fails this test rather than hanging the suite.
+    pid_t const child = fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        alarm(20);
+        for (int i = 0; i < 20; ++i) {
+            auto* event = new CUAutoResetEvent(false);
+            Waiters waiters(*event, 2);
+            event->Set();
+            delete event;
+        }
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a waiter stayed blocked";
 }
