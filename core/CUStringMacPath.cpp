@@ -153,17 +153,18 @@ unsigned int components(text::Text const* whole, CUStringMac& separatorString,
 } // namespace
 
 unsigned int CUStringMac::PathAppend(CUStringMac const& name, CUStringMac& out) {
-    if (m_pString == nullptr) {
+    // A name that holds no text (bytes that were not UTF-8, say) would make the join empty, and
+    // an empty path reported as a success names the working folder to whoever uses it.
+    if (m_pString == nullptr || name.m_pString == nullptr) {
         return kCUStatusFailure;
     }
-    if (text::HasSuffix(m_pString, slashText())) {
-        CUStringMac joined = *this + name;
-        out = joined;
-    } else {
-        CUStringMac slash(slashText());
-        CUStringMac joined = (*this + slash) + name;
-        out = joined;
+    CUStringMac joined = text::HasSuffix(m_pString, slashText())
+                             ? *this + name
+                             : (*this + CUStringMac(slashText())) + name;
+    if (joined.m_pString == nullptr) {
+        return kCUStatusFailure;
     }
+    out = joined;
     return kCUStatusSuccess;
 }
 

@@ -90,6 +90,7 @@ TEST(CUStringMac, PathAppendAddsOneSeparatorUnlessThePathEndsWithOne) {
     }
     CUStringMac out = s("untouched");
     EXPECT_EQ(kFail, nullText().PathAppend(s("b"), out));
+    EXPECT_EQ(kFail, s("/a").PathAppend(nullText(), out)) << "a name with no text";
     EXPECT_EQ("untouched", textOf(out));
     CUStringMac path = s("/a"); // the output may be the string itself
     EXPECT_EQ(kOk, path.PathAppend(s("b"), path));
