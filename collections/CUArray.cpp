@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
+#include <vector>
 
 CUArray::CUArray() = default;
 
@@ -82,7 +84,26 @@ void CUArray::z_SortElements(std::vector<CUSharedPtr<CUObject>>& elements,
     // that one alive until we return.
     CUSortDescriptor copy(*descriptor);
 
-    std::unique_ptr<SortEntry[]> entries(new SortEntry[n]);
+    // The side table and the gathered copy cost about 32 bytes an element up front. Without
+    // them the elements are sorted where they stand, slower but with the same order: a sort
+    // never fails for want of memory.
+    std::unique_ptr<SortEntry[]> entries(new (std::nothrow) SortEntry[n]);
+    std::vector<CUSharedPtr<CUObject>> ordered;
+    try {
+        if (entries) {
+            ordered.reserve(n);
+        }
+    } catch (std::bad_alloc const&) {
+        entries.reset();
+    }
+    if (!entries) {
+        varn::collections::StableMergeSortInPlace(
+            elements.data(), n,
+            [&copy](CUSharedPtr<CUObject> const& a, CUSharedPtr<CUObject> const& b) {
+                return copy.z_ComesBefore(a.get(), b.get());
+            });
+        return;
+    }
     for (std::size_t i = 0; i < n; ++i) {
         entries[i] = SortEntry{elements[i].get(), i};
     }
@@ -94,8 +115,6 @@ void CUArray::z_SortElements(std::vector<CUSharedPtr<CUObject>>& elements,
     // Gather the elements into their new order. Each step reads an independent slot, so the
     // processor overlaps the cache misses; following the permutation's cycles instead made
     // every miss wait for the previous one. Moves only: no reference count changes.
-    std::vector<CUSharedPtr<CUObject>> ordered;
-    ordered.reserve(n);
     for (std::size_t i = 0; i < n; ++i) {
         ordered.push_back(std::move(elements[entries[i].index]));
     }

@@ -19,6 +19,7 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace varn::collections {
 
@@ -28,13 +29,20 @@ namespace detail {
 
 template <class T, class Before> void insertionSort(T* first, T* last, Before& before) {
     for (T* i = first + 1; i < last; ++i) {
-        T value = *i;
+        T value = std::move(*i);
         T* j = i;
-        while (j > first && before(value, *(j - 1))) {
-            *j = *(j - 1);
-            --j;
+        try {
+            while (j > first && before(value, *(j - 1))) {
+                *j = std::move(*(j - 1));
+                --j;
+            }
+        } catch (...) {
+            // The hole is at j: filling it keeps the range a permutation of its entries, which
+            // matters when they own what they point to (the in-place sort below).
+            *j = std::move(value);
+            throw;
         }
-        *j = value;
+        *j = std::move(value);
     }
 }
 
@@ -159,6 +167,15 @@ void sortAdaptive(T* first, T* last, T* buffer, std::size_t capacity, Before& be
 }
 
 } // namespace detail
+
+/// Sorts [first, first + count) stably by `before` with no memory beyond the stack: insertion
+/// runs and in-place merges by rotation only, so entries need only be movable and swappable.
+/// What the buffered sort falls back to, for callers that cannot have even its side table.
+/// Exceptions from `before` pass through; the range then holds all its entries in some order.
+template <class T, class Before>
+void StableMergeSortInPlace(T* first, std::size_t count, Before before) {
+    detail::sortAdaptive(first, first + count, static_cast<T*>(nullptr), 0, before);
+}
 
 /// Sorts [first, first + count) stably by `before` (true when its first argument is to stand
 /// before its second). At most `bufferLimit` entries of temporary storage are sought; 0 sorts

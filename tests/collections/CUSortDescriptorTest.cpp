@@ -9,10 +9,35 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <new>
 #include <random>
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+// Allocations of this many bytes or more are refused while a test sets it: memory pressure on
+// demand, for this program only.
+static std::atomic<std::size_t> g_refuseFrom{static_cast<std::size_t>(-1)};
+
+void* operator new(std::size_t size) {
+    void* block =
+        size < g_refuseFrom.load(std::memory_order_relaxed) ? std::malloc(size + 1) : nullptr;
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+// The compiler sees these inlined next to new-expressions and takes free for a mismatch.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+#pragma GCC diagnostic pop
 
 namespace {
 
@@ -273,4 +298,32 @@ TEST(StableMergeSort, SmallOrNoBufferGivesTheSameStableOrder) {
             EXPECT_LT(calls, 40L * 20000); // n log^2 n at worst for the rotation merges
         }
     }
+}
+
+TEST(CUMutableArray, SortWithoutMemoryForItsTablesSortsInPlaceAndKeepsEveryElement) {
+    std::vector<int> const keys = randomKeys(5000, 100, 3);
+    int const live = g_liveItems.load();
+    for (long throwAt : {0L, 1L, 30L, 20000L}) { // 0: a comparer that never throws
+        CUSharedPtr<CUMutableArray> array = itemsOf(keys);
+        CUSharedPtr<ThrowingDescriptor> descriptor(new ThrowingDescriptor(throwAt));
+        g_refuseFrom = 1024; // the side tables need 16 bytes an element
+        bool threw = false;
+        try {
+            array->SortUsingDescriptor(descriptor);
+        } catch (std::runtime_error const&) {
+            threw = true;
+        }
+        g_refuseFrom = static_cast<std::size_t>(-1);
+        ASSERT_EQ(throwAt != 0, threw) << "throwAt=" << throwAt;
+        std::vector<std::pair<int, int>> got = keysAndSeqs(array);
+        if (throwAt == 0) {
+            EXPECT_EQ(expectedStable(keys, true), got);
+        }
+        std::sort(got.begin(), got.end(), [](auto& a, auto& b) { return a.second < b.second; });
+        for (std::size_t i = 0; i < got.size(); ++i) {
+            ASSERT_EQ(std::make_pair(keys[i], static_cast<int>(i)), got[i])
+                << "throwAt=" << throwAt;
+        }
+    }
+    EXPECT_EQ(live, g_liveItems.load());
 }
