@@ -94,10 +94,47 @@ char const* expand(char const* pattern, va_list args, std::vector<char>& buffer)
     return buffer.data();
 }
 
+// The bytes of a message that the decoder refused, with each byte that does not belong to a
+// well-formed UTF-8 sequence replaced by U+FFFD; returns the length in UTF-16 units. A line of
+// the log is for a person to read: one stray byte from a file name must not cost the message.
+std::uint64_t appendRepaired(unsigned char const* p, std::size_t n, std::string& line) {
+    std::uint64_t units = 0;
+    std::size_t i = n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF ? 3 : 0;
+    while (i < n) {
+        unsigned char const b = p[i];
+        std::size_t extra = 0;
+        unsigned char lo = 0x80, hi = 0xBF; // allowed range of the first continuation byte
+        if (b >= 0xC2 && b <= 0xDF) {
+            extra = 1;
+        } else if (b >= 0xE0 && b <= 0xEF) {
+            extra = 2;
+            lo = b == 0xE0 ? 0xA0 : 0x80;
+            hi = b == 0xED ? 0x9F : 0xBF;
+        } else if (b >= 0xF0 && b <= 0xF4) {
+            extra = 3;
+            lo = b == 0xF0 ? 0x90 : 0x80;
+            hi = b == 0xF4 ? 0x8F : 0xBF;
+        }
+        bool valid = b < 0x80 || (extra != 0 && n - i > extra);
+        for (std::size_t j = 1; valid && j <= extra; ++j) {
+            valid = p[i + j] >= (j == 1 ? lo : 0x80) && p[i + j] <= (j == 1 ? hi : 0xBF);
+        }
+        if (valid) {
+            line.append(reinterpret_cast<char const*>(p + i), extra + 1);
+            units += extra == 3 ? 2 : 1;
+            i += extra + 1;
+        } else {
+            line.append("\xEF\xBF\xBD");
+            units += 1;
+            i += 1;
+        }
+    }
+    return units;
+}
+
 // Appends the message as its string would give it back in UTF-8 and returns its length in
 // UTF-16 units: ASCII as it is; anything else through the decoder (which drops a leading byte
-// order mark, replaces stray bytes or refuses the text) and back. A refused text reads "(null)",
-// as %s prints a string without text.
+// order mark) and back, or, where the decoder refuses the bytes, repaired.
 std::uint64_t appendMessage(char const* message, std::string& line) {
     std::size_t const length = std::strlen(message);
     bool ascii = true;
@@ -111,12 +148,12 @@ std::uint64_t appendMessage(char const* message, std::string& line) {
     namespace text = varn::platform;
     text::Text const* decoded = text::Decode(message, length, text::Encoding::UTF8);
     std::string utf8;
-    std::uint64_t units = 6;
+    std::uint64_t units = 0;
     if (decoded != nullptr && text::ToUTF8(decoded, utf8)) {
         line.append(utf8);
         units = decoded->length;
     } else {
-        line.append("(null)");
+        units = appendRepaired(reinterpret_cast<unsigned char const*>(message), length, line);
     }
     if (decoded != nullptr) {
         text::Release(decoded);

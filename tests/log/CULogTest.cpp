@@ -82,7 +82,7 @@ TEST(CULog, LevelsAboveTheInstanceLevelAreDroppedAndUnknownOnesAreDebug) {
 
 // A line is a local time stamp, the level label and the message. The message is the text of a
 // string made from the expanded bytes: a leading byte-order mark is dropped, a stray 0xA9 becomes
-// U+FFFD, bytes that are not UTF-8 leave no text ("(null)"), a zero ends it and expanded percent
+// U+FFFD, bytes that are not UTF-8 are each replaced by U+FFFD, a zero ends it and expanded percent
 // signs stay as they are. Formats in and out of ASCII, as C strings and as strings, alike.
 TEST(CULog, FirstWriteMakesFileZeroOfStampedLinesReadAsTheirStringsGiveThemBack) {
     TempFolder dir;
@@ -93,14 +93,26 @@ TEST(CULog, FirstWriteMakesFileZeroOfStampedLinesReadAsTheirStringsGiveThemBack)
     CULog::Write(3, "caf\xC3\xA9 %d", 1);
     CULog::Write(3, Str("caf\xC3\xA9 %d"), 2);
     CULog::Write(3, "%s", "bad \xC3\x28");
+    CULog::Write(3, "bad %s",
+                 "a\xFF\xFE\xF0\x9F\x8C\x8D\xE0\x80"
+                 "b");
     CULog::Write(3, "stray \xA9");
     CULog::Write(3, "cut%c here", 0);
     CULog::Write(3, Str("%s"), "100%d %s%%");
     CULog::Write(3, "plain %%d");
     std::vector<std::string> lines = linesOf(ReadFile(dir.File("logs/U0.log")));
     std::vector<std::string> const expected = {
-        "hello 5 from me",    "marked", "caf\xC3\xA9 1", "caf\xC3\xA9 2", "(null)",
-        "stray \xEF\xBF\xBD", "cut",    "100%d %s%%",    "plain %d"};
+        "hello 5 from me",
+        "marked",
+        "caf\xC3\xA9 1",
+        "caf\xC3\xA9 2",
+        "bad \xEF\xBF\xBD(",
+        "bad a\xEF\xBF\xBD\xEF\xBF\xBD\xF0\x9F\x8C\x8D\xEF\xBF\xBD\xEF\xBF\xBD"
+        "b",
+        "stray \xEF\xBF\xBD",
+        "cut",
+        "100%d %s%%",
+        "plain %d"};
     ASSERT_EQ(expected.size(), lines.size());
     EXPECT_TRUE(std::regex_match(
         lines[0], std::regex(R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\thello 5 from me)")))
