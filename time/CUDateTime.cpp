@@ -26,6 +26,14 @@ CUSharedPtr<CUStringMac> nullText() {
     return CUSharedPtr<CUStringMac>(new CUStringMac("(NULL)", CUString_CharCode_UTF8));
 }
 
+// The fields and the formatted texts agree, day for day, from about 277,000 BC to about
+// 5.7 million years after 2001: before, the formatter's days drift from the proleptic
+// calendar's; after, it clamps. NaN is no instant at all. Outside that range every view of the
+// date reads as that of a date that is not there, rather than as a drifted or clamped one.
+bool representable(double absoluteTime) {
+    return absoluteTime >= -8.8e12 && absoluteTime <= 1.8e14; // false for NaN
+}
+
 } // namespace
 
 CUDateTime::CUDateTime() : m_absoluteTime(cal::AbsoluteTimeNow()), m_bHasDate(true) {
@@ -121,7 +129,7 @@ CUSharedPtr<CUDateTime> CUDateTime::AddDays(double days) {
 }
 
 CFGregorianDate CUDateTime::GregorianDate(bool local) {
-    if (!m_bHasDate) {
+    if (!m_bHasDate || !representable(m_absoluteTime)) {
         return CFGregorianDate{};
     }
     return cal::GregorianFromAbsolute(m_absoluteTime, zoneFor(local));
@@ -152,7 +160,7 @@ int CUDateTime::GetSecond(bool local) {
 }
 
 CUSharedPtr<CUStringMac> CUDateTime::GetString(bool local, long dateStyle, long timeStyle) {
-    if (!m_bHasDate) {
+    if (!m_bHasDate || !representable(m_absoluteTime)) {
         return nullText();
     }
     // The fields of the chosen zone are encoded again as if they were GMT and formatted by a
@@ -183,7 +191,7 @@ CUSharedPtr<CUStringMac> CUDateTime::GetTimeString(bool local) {
 }
 
 CUSharedPtr<CUStringMac> CUDateTime::Description() {
-    if (!m_bHasDate) {
+    if (!m_bHasDate || !representable(m_absoluteTime)) {
         return nullText();
     }
     std::u16string text;

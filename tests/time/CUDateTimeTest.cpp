@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <string>
@@ -120,14 +121,21 @@ TEST(CUDateTime,
     EXPECT_EQ(31, after->GetDay(true));
     EXPECT_EQ(13, after->GetHour(true)) << "CEST shows one hour more";
     EXPECT_EQ(11, after->GetHour(false));
-    // 02:30 on 2024-03-31 does not exist; the two-step offset gives 01:30 GMT = 03:30 CEST.
-    CUDateTime skipped(2024, 3, 31, 2, 30, 0);
-    EXPECT_EQ(1, skipped.GetHour(false));
-    EXPECT_EQ(3, skipped.GetHour(true));
-    // 02:30 on 2024-10-27 happens twice; the second (CET) is chosen: 01:30 GMT.
-    CUDateTime repeated(2024, 10, 27, 2, 30, 0);
-    EXPECT_EQ(1, repeated.GetHour(false));
-    EXPECT_EQ(2, repeated.GetHour(true));
+    // Wall times that the change skips or repeats. East of GMT the two-step offset moves a
+    // skipped time forward and takes the second of a repeated one; west of GMT it moves a
+    // skipped time back and takes the first.
+    struct Change {
+        char const* zone;
+        int month, day, hour, gmtHour, localHour;
+    };
+    for (Change c :
+         {Change{"Europe/Berlin", 3, 31, 2, 1, 3}, Change{"Europe/Berlin", 10, 27, 2, 1, 2},
+          Change{"America/New_York", 3, 10, 2, 6, 1}, Change{"America/New_York", 11, 3, 1, 5, 1}}) {
+        ScopedEnv zone("TZ", c.zone);
+        CUDateTime wall(2024, c.month, c.day, c.hour, 30, 0);
+        EXPECT_EQ(c.gmtHour, wall.GetHour(false)) << c.zone << " " << c.month;
+        EXPECT_EQ(c.localHour, wall.GetHour(true)) << c.zone << " " << c.month;
+    }
 
     // Summer time began at 2024-03-31 01:00:00 GMT; read both sides in turn, and far away,
     // so that no remembered offset leaks from one instant to another.
@@ -167,13 +175,27 @@ TEST(CUDateTime, SystemZoneComesFromTZOrElseTheMachine) {
 TEST(CUDateTime, NullDateAnswersEveryOperationSafely) {
     CUDateTime null = makeNullDate();
     EXPECT_FALSE(null.HasDate());
-    EXPECT_EQ("(NULL)", Utf8(null.Description()));
-    EXPECT_EQ("(NULL)", Utf8(null.GetString(true)));
-    EXPECT_EQ("(NULL)", Utf8(null.GetString(false, 1, 1)));
-    EXPECT_EQ("(NULL)", Utf8(null.GetDateString(true)));
-    EXPECT_EQ("(NULL)", Utf8(null.GetTimeString(false)));
-    EXPECT_EQ("0000-00-00 00:00:00", fields(null, true));
-    EXPECT_EQ("0000-00-00 00:00:00", fields(null, false));
+    // Instants past the calendar's range, or none at all, read like a date that is not there.
+    ScopedEnv tz("TZ", "America/New_York");
+    for (double t : {std::nan(""), 1.81e14, -8.9e12, 1e300, -HUGE_VAL}) {
+        CUDateTime past(t);
+        for (CUDateTime* date : {&null, &past}) {
+            std::string const row = date == &null ? "null date" : std::to_string(t);
+            for (CUSharedPtr<CUStringMac> text :
+                 {date->Description(), date->GetString(true), date->GetString(false, 1, 1),
+                  date->GetDateString(true), date->GetTimeString(false)}) {
+                EXPECT_EQ("(NULL)", Utf8(text)) << row;
+            }
+            EXPECT_EQ("0000-00-00 00:00:00", fields(*date, true)) << row;
+            EXPECT_EQ("0000-00-00 00:00:00", fields(*date, false)) << row;
+        }
+    }
+    for (double t : {1.79e14, -8.7e12}) { // still inside: fields and text agree
+        CUDateTime far(t);
+        int const year = far.GetYear(true);
+        std::string const text = Utf8(far.Description());
+        EXPECT_EQ(std::to_string(year <= 0 ? 1 - year : year), text.substr(0, text.find('/'))) << t;
+    }
     EXPECT_FALSE(null.AddSeconds(1) || null.AddDays(1));
     CUDateTime other(0.0);
     EXPECT_FALSE(null == other || other == null || null < other || other < null);
