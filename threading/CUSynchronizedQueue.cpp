@@ -2,6 +2,10 @@
 #include <VarnUtilityLib/CUAutoLock.h>
 #include <VarnUtilityLib/CUSynchronizedQueue.h>
 
+#include <cstddef>
+#include <utility>
+#include <vector>
+
 CUSynchronizedQueue::CUSynchronizedQueue() {
     CUAutoLock guard(&m_lock);
     m_items.RemoveAllObjects();
@@ -16,15 +20,25 @@ void CUSynchronizedQueue::Enqueue(CUSharedPtr<CUObject> object) {
 
 CUSharedPtr<CUObject> CUSynchronizedQueue::Dequeue() {
     CUAutoLock guard(&m_lock);
-    if (m_items.Count() == 0) {
+    std::vector<CUSharedPtr<CUObject>>& items = m_items.GetInternalArray();
+    if (m_head >= items.size()) {
         return CUSharedPtr<CUObject>();
     }
-    CUSharedPtr<CUObject> first = m_items.ObjectAtIndex(0);
-    m_items.RemoveObjectAtIndex(0);
+    // Moved out: the queue lets go of the object at once, as a removal would.
+    CUSharedPtr<CUObject> first = std::move(items[m_head]);
+    ++m_head;
+    if (m_head == items.size()) {
+        items.clear();
+        m_head = 0;
+    } else if (m_head >= 64 && m_head * 2 >= items.size()) {
+        items.erase(items.begin(), items.begin() + static_cast<std::ptrdiff_t>(m_head));
+        m_head = 0;
+    }
     return first;
 }
 
 void CUSynchronizedQueue::Clear() {
     CUAutoLock guard(&m_lock);
     m_items.RemoveAllObjects();
+    m_head = 0;
 }

@@ -34,4 +34,7 @@ class CU_EXPORT CUSynchronizedQueue : public CUObject {
   private:
     CUMutableArray m_items;
     CURecursiveLock m_lock;
+    // Items before this index have been dequeued; the dead prefix is dropped once it is half
+    // the array, so each Dequeue costs constant time on average.
+    unsigned long m_head = 0;
 };
