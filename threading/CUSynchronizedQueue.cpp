@@ -13,12 +13,13 @@ CUSynchronizedQueue::CUSynchronizedQueue() {
 
 CUSynchronizedQueue::~CUSynchronizedQueue() = default;
 
-void CUSynchronizedQueue::Enqueue(CUSharedPtr<CUObject> object) {
+// Flattened like the identifier generator: the lock chain is inlined down to the mutex call.
+[[gnu::flatten]] void CUSynchronizedQueue::Enqueue(CUSharedPtr<CUObject> object) {
     CUAutoLock guard(&m_lock);
     m_items.AddObject(object);
 }
 
-CUSharedPtr<CUObject> CUSynchronizedQueue::Dequeue() {
+[[gnu::flatten]] CUSharedPtr<CUObject> CUSynchronizedQueue::Dequeue() {
     CUAutoLock guard(&m_lock);
     std::vector<CUSharedPtr<CUObject>>& items = m_items.GetInternalArray();
     if (m_head >= items.size()) {
