@@ -12,7 +12,10 @@ bool CUFile::Exists(CUStringMac* path) {
     if (!varn::PathBytes(path, bytes)) {
         return false;
     }
-    return varn::platform::GetPathKind(bytes.c_str()) == varn::platform::PathKind::File;
+    // A named pipe, socket or device counts as a file here, as listings show it; streams and
+    // copies refuse it.
+    varn::platform::PathKind const kind = varn::platform::GetPathKind(bytes.c_str());
+    return kind == varn::platform::PathKind::File || kind == varn::platform::PathKind::Special;
 }
 
 bool CUFile::Exists(CUSharedPtr<CUStringMac> path) {

@@ -25,12 +25,16 @@ int sysStat(char const* path, PathKind* kind) {
     if (rc != 0) {
         return -errno;
     }
-    *kind = S_ISDIR(st.st_mode) ? PathKind::Directory : PathKind::File;
+    *kind = S_ISDIR(st.st_mode)   ? PathKind::Directory
+            : S_ISREG(st.st_mode) ? PathKind::File
+                                  : PathKind::Special;
     return 0;
 }
 
 int sysOpen(char const* path, FileAccess access, bool create) {
-    int flags = O_CLOEXEC;
+    // Never waits: a named pipe put in the file's place would block the open for ever. The
+    // flag changes nothing for a regular file, and anything else is refused below.
+    int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     switch (access) {
     case FileAccess::Read:
         flags |= O_RDONLY;
@@ -49,7 +53,15 @@ int sysOpen(char const* path, FileAccess access, bool create) {
     do {
         fd = ::open(path, flags, 0666);
     } while (fd < 0 && errno == EINTR);
-    return fd < 0 ? -errno : fd;
+    if (fd < 0) {
+        return -errno;
+    }
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return -ENOTSUP;
+    }
+    return fd;
 }
 
 long long sysPread(int fd, void* buffer, std::size_t count, std::uint64_t offset) {

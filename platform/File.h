@@ -13,8 +13,9 @@
 
 namespace varn::platform {
 
-/// What a path names after following symbolic links.
-enum class PathKind { Missing, File, Directory };
+/// What a path names after following symbolic links: a regular file, a folder, or something
+/// else (a named pipe, a socket, a device).
+enum class PathKind { Missing, File, Directory, Special };
 
 /// How a file is opened: the rights asked for.
 enum class FileAccess { Read, Write, ReadWrite };
@@ -22,10 +23,11 @@ enum class FileAccess { Read, Write, ReadWrite };
 /// The table of system calls used by this layer. Results follow one rule: a count or 0 on
 /// success, a negated errno value on failure.
 struct FileCalls {
-    /// stat(path): *kind = Directory or File on success.
+    /// stat(path): *kind = Directory, File or Special on success.
     int (*stat)(char const* path, PathKind* kind);
-    /// open(path, access | O_CLOEXEC, and O_CREAT | O_EXCL with mode 0666 when `create`).
-    /// Returns the descriptor.
+    /// open(path, access | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, and O_CREAT | O_EXCL with mode
+    /// 0666 when `create`). Returns the descriptor; -ENOTSUP, and nothing open, when the path
+    /// turned out not to be a regular file.
     int (*open)(char const* path, FileAccess access, bool create);
     /// One pread call.
     long long (*pread)(int fd, void* buffer, std::size_t count, std::uint64_t offset);

@@ -167,15 +167,10 @@ int openDestination(std::string const& destination, bool overwrite, mode_t mode,
 // cancellation.
 int copyWithReports(CopyJob& job, std::string const& source, std::string const& destination,
                     bool overwrite) {
-    int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
-    if (in < 0) {
-        return errno;
-    }
     struct stat from {};
-    if (::fstat(in, &from) != 0 || !S_ISREG(from.st_mode)) {
-        int error = S_ISDIR(from.st_mode) ? EISDIR : errno;
-        ::close(in);
-        return error;
+    int in = OpenCopySource(source.c_str(), from);
+    if (in < 0) {
+        return -in;
     }
     struct stat to {};
     if (::stat(destination.c_str(), &to) == 0 && to.st_dev == from.st_dev &&

@@ -215,19 +215,36 @@ int ListDirectory(char const* folder, std::vector<DirectoryEntry>* entries) noex
     return 0;
 }
 
+int OpenCopySource(char const* path, struct stat& info) noexcept {
+    int const fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0) {
+        return -errno;
+    }
+    // The error is chosen here, never read from errno: after a successful fstat it would be
+    // whatever an earlier call left there, 0 included, and a copy of /dev/null reported done.
+    int error = ::fstat(fd, &info) != 0 ? errno
+                : S_ISREG(info.st_mode) ? 0
+                : S_ISDIR(info.st_mode) ? EISDIR
+                                        : ENOTSUP;
+    // Reads of a regular file never wait anyway; the flag only kept the open from doing so.
+    if (error == 0 && ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        ::close(fd);
+        return -error;
+    }
+    return fd;
+}
+
 int CopyFileExclusive(char const* from, char const* to) noexcept {
     if (empty(from) || empty(to)) {
         return ENOENT;
     }
-    int in = ::open(from, O_RDONLY | O_CLOEXEC);
-    if (in < 0) {
-        return errno;
-    }
     struct stat st {};
-    if (::fstat(in, &st) != 0 || !S_ISREG(st.st_mode)) {
-        int error = S_ISDIR(st.st_mode) ? EISDIR : errno;
-        ::close(in);
-        return error;
+    int in = OpenCopySource(from, st);
+    if (in < 0) {
+        return -in;
     }
     int out = ::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, st.st_mode & 07777);
     if (out < 0) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+struct stat;
+
 namespace varn::platform {
 
 /// True when `path` names an entry of any kind, a dangling link included (lstat).
@@ -67,6 +69,11 @@ int CopyFileData(int in, int out, std::uint64_t size, CopyChunkHook hook, void* 
 /// cleaning up after a failed copy never removes a file that took the name since. 0, ESTALE
 /// when the name now belongs to another file, or errno.
 int RemoveFileIfSame(char const* path, int fd) noexcept;
+
+/// Opens the source of a copy for reading and fills `info`: a descriptor, or minus errno. Only
+/// a regular file is a source: a folder gives -EISDIR, a named pipe, socket or device
+/// -ENOTSUP. The open never waits (a named pipe without a writer would block it for ever).
+int OpenCopySource(char const* path, struct stat& info) noexcept;
 
 /// Copies the file `from` to the new file `to` (fails with EEXIST when `to` exists), with its
 /// permission bits. Uses a reflink when the file system can share the blocks, else

@@ -115,7 +115,9 @@ unsigned long long CUFileStream::Init(CUStringMac* path, CUStream_FileMode mode,
     // One look at the path answers both questions (a folder, an existing file): the path
     // walk is most of what opening costs.
     platform::PathKind const kind = platform::GetPathKind(bytes.c_str());
-    if (kind == platform::PathKind::Directory) {
+    // Streams are over regular files: a folder, a named pipe (whose open or read would wait
+    // for a writer), a socket or a device is refused alike.
+    if (kind == platform::PathKind::Directory || kind == platform::PathKind::Special) {
         throw kNotSupported;
     }
     bool const exists = kind == platform::PathKind::File;
