@@ -240,6 +240,30 @@ std::optional<std::size_t> FindMountFor(std::vector<MountEntry> const& entries,
     return best;
 }
 
+std::optional<MountEntry> MountOrRootFor(std::vector<MountEntry> const& entries,
+                                         std::string_view path, unsigned major, unsigned minor,
+                                         unsigned rootMajor, unsigned rootMinor) {
+    if (std::optional<std::size_t> index = FindMountFor(entries, path, major, minor)) {
+        return entries[*index];
+    }
+    // No table at all (no /proc) tells nothing, not even that the root is mounted.
+    if (entries.empty() || major != rootMajor || minor != rootMinor) {
+        return std::nullopt;
+    }
+    MountEntry root;
+    for (MountEntry const& entry : entries) {
+        if (entry.major == major && entry.minor == minor) {
+            root = entry; // a bind mount of the same file system tells its type and source
+            break;
+        }
+    }
+    root.mountPoint = "/";
+    root.root = "/";
+    root.major = major;
+    root.minor = minor;
+    return root;
+}
+
 // ---- path text ----
 
 std::string LastComponentText(std::string_view path) {
@@ -451,18 +475,20 @@ std::optional<MountEntry> VolumeService::MountFor(std::string const& path) const
     if (::stat(canonical.c_str(), &info) != 0) {
         return std::nullopt;
     }
-    std::vector<MountEntry> entries = MountedVolumes();
-    std::optional<std::size_t> index =
-        FindMountFor(entries, canonical, major(info.st_dev), minor(info.st_dev));
-    if (!index) {
+    struct stat root;
+    if (::stat("/", &root) != 0) {
         return std::nullopt;
     }
-    return entries[*index];
+    return MountOrRootFor(MountedVolumes(), canonical, major(info.st_dev), minor(info.st_dev),
+                          major(root.st_dev), minor(root.st_dev));
 }
 
 bool VolumeService::IsMountPoint(std::string_view path) const {
     std::string wanted = withoutTrailingSeparators(path);
     std::vector<MountEntry> entries = MountedVolumes();
+    if (wanted == "/" && !entries.empty()) {
+        return true; // the root of what this process sees, listed or not (a chroot's is not)
+    }
     return std::any_of(entries.begin(), entries.end(),
                        [&wanted](MountEntry const& e) { return e.mountPoint == wanted; });
 }

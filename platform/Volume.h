@@ -64,6 +64,15 @@ bool MountPointHolds(std::string_view mountPoint, std::string_view path);
 std::optional<std::size_t> FindMountFor(std::vector<MountEntry> const& entries,
                                         std::string_view path, unsigned major, unsigned minor);
 
+/// The mount that holds `path` (its device `major`:`minor`), as FindMountFor finds it. Where no
+/// listed mount holds the path but it lies on the device of the process's root (`rootMajor`:
+/// `rootMinor`), as in a chroot or a container whose "/" is not a mount point of its own, the
+/// root itself: mount point "/", with the type, source and options of a listed mount of the
+/// same device when there is one. Otherwise, and always for an empty table, none.
+std::optional<MountEntry> MountOrRootFor(std::vector<MountEntry> const& entries,
+                                         std::string_view path, unsigned major, unsigned minor,
+                                         unsigned rootMajor, unsigned rootMinor);
+
 // ---- path text ----
 
 /// The last component of a path, trailing separators ignored; "/" for the root.

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -129,6 +130,22 @@ TEST(Volume, LongestMountPointWinsAndDeviceBreaksTiesOfStackedMounts) {
     EXPECT_EQ(1u, FindMountFor(stacked, "/mnt/x/f", 8, 17));
     EXPECT_EQ(2u, FindMountFor(stacked, "/mnt/x/f", 0, 99)); // none matches: the last mount
     EXPECT_FALSE(FindMountFor({mountAt("/a", 1, 1)}, "/b", 1, 1));
+
+    // Where "/" is not listed (a chroot), a path on the root's device lies on the root, which
+    // takes what a listed mount of that device says of it.
+    std::vector<MountEntry> chroot = {mountAt("/proc", 0, 20), mountAt("/srv", 8, 1)};
+    chroot[1].fsType = "ext4";
+    std::optional<MountEntry> root = MountOrRootFor(chroot, "/etc/passwd", 8, 1, 8, 1);
+    ASSERT_TRUE(root);
+    EXPECT_EQ("/", root->mountPoint);
+    EXPECT_EQ("ext4", root->fsType);
+    EXPECT_EQ("/proc", MountOrRootFor(chroot, "/proc/1", 0, 20, 8, 1)->mountPoint);
+    EXPECT_FALSE(MountOrRootFor(chroot, "/elsewhere", 8, 3, 8, 1));
+    EXPECT_EQ(17u, MountOrRootFor(entries, "/home/u/usb", 8, 17, 8, 1)->minor);
+    fakes::FakeSystemTree tree; // a table without "/": the root is still a mount point
+    std::ofstream(tree.Kernel() + "/proc/self/mountinfo")
+        << "22 1 0:20 / /proc rw - proc proc rw\n";
+    EXPECT_TRUE(VolumeService(tree.Kernel()).IsMountPoint("/"));
 }
 
 TEST(Volume, MediaRootsAreVolumesMntAndPerUserMediaFolders) {
