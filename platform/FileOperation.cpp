@@ -178,6 +178,12 @@ int copyWithReports(CopyJob& job, std::string const& source, std::string const& 
         ::close(in); // replacing the destination would destroy the source
         return EINVAL;
     }
+    // A folder in the destination's place would refuse the final rename only after the whole
+    // copy had been written beside it: refuse it before copying anything.
+    if (overwrite && ::lstat(destination.c_str(), &to) == 0 && S_ISDIR(to.st_mode)) {
+        ::close(in);
+        return EISDIR;
+    }
     std::string staged;
     int out = openDestination(destination, overwrite, from.st_mode & 07777, staged);
     if (out < 0) {

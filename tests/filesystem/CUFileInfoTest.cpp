@@ -108,6 +108,11 @@ TEST(CUFileInfo, CopiesCheckTheirArgumentsAndReplaceOnlyWhenAsked) {
     EXPECT_EQ(0u, CopyFile(dir.File("src"), dir.File("dst"), true));
     EXPECT_EQ("new contents", ReadFile(dir.File("dst")));
     EXPECT_EQ("new contents", ReadFile(dir.File("src")));
+    // A folder in the way of an overwriting copy fails it before a byte is copied.
+    fs::create_directory(dir.File("folder"));
+    EXPECT_EQ(0x10003u, src.CopyWithProgress(Str(dir.File("folder")), &info, true));
+    EXPECT_TRUE(p.calls.empty()) << "no report: nothing was copied";
+    EXPECT_TRUE(fs::is_directory(dir.File("folder")));
 }
 
 TEST(CUFileInfo, CopyReportsNonDecreasingProgressToTheTotalAndCancelsWithoutAPartialFile) {
