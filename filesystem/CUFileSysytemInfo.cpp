@@ -59,6 +59,12 @@ void CUFileSysytemInfo::Rename(CUSharedPtr<CUStringMac> newName) {
     if (!varn::platform::EntryExists(current.c_str())) {
         throw static_cast<unsigned int>(CUError_PlatformFailure);
     }
+    // "." and ".." name the folder itself and its parent: no entry can take them. Refused
+    // loudly, unlike a name too long to store, which leaves the entry as it is.
+    std::string const asGiven = cu_files::Utf8(*newName);
+    if (asGiven == "." || asGiven == "..") {
+        throw static_cast<unsigned int>(CUError_PlatformFailure);
+    }
     std::string fileName;
     if (!cu_files::PosixFileName(newName, fileName)) {
         return;

@@ -42,7 +42,10 @@ TEST(CUFileSysytemInfo, RenameStaysInTheFolderAndRefusesTakenNamesMissingEntries
     WriteFile(dir.File("a"), "abc");
     WriteFile(dir.File("b"), "2");
     CUFileInfo f(Str(dir.File("a")));
-    EXPECT_EQ(4u, CodeOf([&] { f.Rename(Str("b")); }));
+    for (char const* taken : {"b", ".", ".."}) { // "." and ".." name the folders themselves
+        EXPECT_EQ(4u, CodeOf([&] { f.Rename(Str(taken)); })) << taken;
+        EXPECT_EQ(dir.File("a"), Text(f.GetFullName())) << taken;
+    }
     EXPECT_EQ("2", ReadFile(dir.File("b")));
     EXPECT_EQ(2u, CodeOf([&] { f.Rename(CUSharedPtr<CUStringMac>()); }));
     EXPECT_EQ(1u, CodeOf([&] { f.Rename(Str("")); }));
