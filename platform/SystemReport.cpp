@@ -9,12 +9,16 @@
 
 #include <spawn.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-#include <thread>
 
 extern char** environ;
+
+#ifndef VARN_SYSTEM_REPORT_HELPER
+#define VARN_SYSTEM_REPORT_HELPER "/usr/libexec/VarnUtilityLib/varn-system-report"
+#endif
 
 namespace varn::platform {
 
@@ -107,20 +111,59 @@ std::string SystemReportText() {
     return out.str();
 }
 
-void StartSystemReport(std::string const& path) {
-    try {
-        std::thread([path] {
-            if (::access(kProfiler, X_OK) == 0) {
-                runProfiler(path);
-                return;
-            }
-            std::string text = SystemReportText();
-            std::ofstream out(path, std::ios::binary | std::ios::trunc);
-            out << text;
-        }).detach();
-    } catch (...) {
-        // No thread to be had: the report is skipped, as a failed profiler run would be.
+void WriteSystemReport(std::string const& path) {
+    if (::access(kProfiler, X_OK) == 0) {
+        runProfiler(path);
+        return;
     }
+    std::string const text = SystemReportText();
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+}
+
+void StartSystemReport(std::string const& path) {
+    // The report outlives the caller only in a process of its own: a thread of the caller's
+    // dies with it, and a process that logs its system information and exits would leave no
+    // report, or half of one.
+    char const* helper = ::secure_getenv("VARN_SYSTEM_REPORT_HELPER");
+    if (helper == nullptr || *helper == '\0') {
+        helper = VARN_SYSTEM_REPORT_HELPER;
+    }
+    char* argv[] = {const_cast<char*>(helper), const_cast<char*>(path.c_str()), nullptr};
+    pid_t child = 0;
+    if (::access(helper, X_OK) == 0 &&
+        ::posix_spawn(&child, helper, nullptr, nullptr, argv, environ) == 0) {
+        // The helper forks the writer and exits at once; reaping it leaves no zombie behind.
+        int status = 0;
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+            return;
+        }
+    }
+    try {
+        WriteSystemReport(path);
+    } catch (...) {
+        // No memory for the text: the report is skipped, as a failed profiler run would be.
+    }
+}
+
+int SystemReportProgram(int argc, char** argv) {
+    if (argc != 2) {
+        return 2;
+    }
+    pid_t const writer = ::fork();
+    if (writer > 0) {
+        return 0;
+    }
+    if (writer == 0) {
+        ::setsid(); // no terminal's hang-up or the caller's process group reaches the writer
+    }
+    try {
+        WriteSystemReport(argv[1]); // in the writer, or here when there is no second process
+    } catch (...) {
+    }
+    return 0;
 }
 
 } // namespace varn::platform

@@ -8,7 +8,7 @@ out="${1:-build/package/deb}"
 build=build/package
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
   -DVARN_BUILD_TESTS=OFF -DVARN_BUILD_EXAMPLES=OFF -DVARN_BUILD_BENCH=OFF >/dev/null
-cmake --build "$build" --target VarnUtilityLib varnutil
+cmake --build "$build" --target VarnUtilityLib varnutil varn-system-report
 mkdir -p "$out"
 (cd "$build" && cpack -G DEB -B "$PWD/cpack" >/dev/null)
 rm -f "$out"/*.deb

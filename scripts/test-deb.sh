@@ -27,6 +27,8 @@ scripts/package.sh "$out/debs"
 "${sudo[@]}" dpkg -i "$out"/debs/*.deb
 
 varnutil --version
+# The program that writes the log's system report from a process of its own.
+test -x /usr/libexec/VarnUtilityLib/varn-system-report
 varnutil uuid >/dev/null
 
 echo "-- consumer through find_package"

@@ -5,6 +5,9 @@
 
 #include <VarnUtilityLib/CULog.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -368,4 +371,26 @@ TEST(CULog, SystemReportGoesToExactlyTheNamedFileAndRunsNothing) {
     EXPECT_EQ(1, entries); // the report and the ring's state only: nothing named pwned, no log
     EXPECT_FALSE(fs::exists("pwned"));
     EXPECT_FALSE(fs::exists("pwned2"));
+}
+
+TEST(CULog, SystemReportOutlivesAProcessThatExitsRightAfterAskingForIt) {
+    TempFolder dir;
+    for (int run = 0; run < 5; ++run) {
+        std::string const name = "report" + std::to_string(run) + ".txt";
+        pid_t const child = fork();
+        ASSERT_NE(-1, child);
+        if (child == 0) {
+            CULog::InitializeWithName(Str(dir.Path().string()), Str("R"), 3);
+            CULog::GetInstance()->WriteSystemInfo(Str(name));
+            _exit(0); // at once: no destructor, no waiting for anything the library started
+        }
+        int status = 0;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        std::string contents;
+        for (int i = 0; i < 200 && contents.find("Volumes") == std::string::npos; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            contents = ReadFile(dir.File(name.c_str()));
+        }
+        EXPECT_NE(std::string::npos, contents.find("Volumes")) << "run " << run;
+    }
 }
