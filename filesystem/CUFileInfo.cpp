@@ -162,9 +162,12 @@ unsigned int CUFileInfo::z_CopyMoveWithProgress(CUSharedPtr<CUStringMac> dest,
     if (!m_cancelled) {
         result = m_failed ? (isCopy ? kStatusCopyFailed : kStatusMoveFailed) : 0;
     } else {
-        // The worker removes the partial destination; a cancelled operation reports 0.
-        for (unsigned int i = 0; i < kVanishChecks && CUFile::Exists(dest); ++i) {
-            runLoop.RunOnce(kRunLoopStep);
+        // The worker removes what it wrote (the destination, or for an overwrite the file
+        // beside it, while the old destination rightly stays) and then ends: waiting for the
+        // worker rather than for the destination's name returns as soon as that is done. A
+        // rename cannot be cancelled; the moved file stays. A cancelled operation reports 0.
+        for (unsigned int i = 0; i < kVanishChecks * 20 && !operation->Finished(); ++i) {
+            runLoop.RunOnce(kRunLoopStep / 20);
         }
     }
     operation->Unschedule();

@@ -74,6 +74,8 @@ struct FileOperation::State {
     void* info = nullptr;
     // Shared with the worker.
     std::atomic<bool> cancelled{false};
+    // Set by the worker as its last act, after any clean-up of what it wrote.
+    std::atomic<bool> done{false};
     std::thread worker;
 
     ~State() {
@@ -218,6 +220,10 @@ int copyWithReports(CopyJob& job, std::string const& source, std::string const& 
 
 void runOperation(std::shared_ptr<FileOperation::State> state, bool isCopy, std::string source,
                   std::string destination, bool overwrite, double interval) {
+    struct MarkDone {
+        std::atomic<bool>& done;
+        ~MarkDone() { done.store(true); }
+    } markDone{state->done};
     CopyJob job{state};
     job.interval = std::chrono::duration<double>(interval);
     int error = 0;
@@ -297,6 +303,10 @@ bool FileOperation::Start(bool isCopy, std::string const& source, std::string co
         return false;
     }
     return true;
+}
+
+bool FileOperation::Finished() const noexcept {
+    return m_state->done.load();
 }
 
 void FileOperation::Cancel() noexcept {

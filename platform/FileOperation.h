@@ -79,6 +79,9 @@ class FileOperation {
     /// has already renamed is not undone. No callback follows a cancellation.
     void Cancel() noexcept;
 
+    /// True once the worker has ended, after removing what a cancelled or failed copy wrote.
+    bool Finished() const noexcept;
+
     struct State;
 
   private:

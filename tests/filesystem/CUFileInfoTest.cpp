@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -146,6 +148,31 @@ TEST(CUFileInfo, CopyReportsNonDecreasingProgressToTheTotalAndCancelsWithoutAPar
     EXPECT_EQ(1u, stop.calls.size());
     EXPECT_FALSE(fs::exists(dir.File("cancelled")));
     EXPECT_EQ(size, fs::file_size(dir.File("src")));
+
+    // A cancel returns once the worker has cleaned up, not after waiting out a name that
+    // rightly stays: the old destination of an overwrite, the moved file of a rename (which a
+    // cancel cannot undo). Both used to take the full 10 s.
+    WriteFile(dir.File("old"), "old");
+    WriteFile(dir.File("small"), "small");
+    struct Case {
+        char const* source;
+        char const* destination;
+        bool copy;
+        char const* left;
+    } const cases[] = {{"src", "old", true, "old"}, {"small", "moved", false, "small"}};
+    for (Case const& c : cases) {
+        Progress halt;
+        halt.stopAfter = 1;
+        _CopyProgress_Info stopping{Progress::Record, &halt, nullptr};
+        auto const start = std::chrono::steady_clock::now();
+        CUSharedPtr<CUStringMac> from = Str(dir.File(c.source)), to = Str(dir.File(c.destination));
+        EXPECT_EQ(0u, c.copy ? CUFile::CopyWithProgress(from, to, &stopping, true)
+                             : CUFile::MoveWithProgress(from, to, &stopping, false));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2)) << c.source;
+        EXPECT_EQ(c.left, ReadFile(dir.File(c.destination))) << c.source;
+    }
+    EXPECT_EQ(4u, std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()))
+        << "src, dst, old and moved: no temporary file is left";
 }
 
 TEST(CUFileInfo, MoveOnOneFileSystemRenames) {
