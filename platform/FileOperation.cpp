@@ -26,9 +26,21 @@ gboolean markTimedOut(gpointer flag) {
 
 } // namespace
 
-CurrentRunLoop::CurrentRunLoop() : m_context(g_main_context_get_thread_default()), m_pushed(false) {
+CurrentRunLoop::CurrentRunLoop()
+    : m_context(g_main_context_get_thread_default()), m_pushed(false), m_owned(false) {
     if (m_context != nullptr) {
         g_main_context_ref(static_cast<GMainContext*>(m_context));
+        return;
+    }
+    // The thread's context is the global default. Where this thread can own it (it runs the
+    // application's main loop, or no thread does), it is iterated while we wait, as a modal
+    // dialog's loop does, so that the application's timers, redraws and input are served
+    // meanwhile; it stays owned until we return, so that no other thread dispatches our
+    // reports. Owned by another thread, it is not ours to run: a private context stands in.
+    GMainContext* global = g_main_context_default();
+    if (g_main_context_acquire(global)) {
+        m_context = g_main_context_ref(global);
+        m_owned = true;
         return;
     }
     m_context = g_main_context_new();
@@ -40,6 +52,9 @@ CurrentRunLoop::~CurrentRunLoop() {
     auto* context = static_cast<GMainContext*>(m_context);
     if (m_pushed) {
         g_main_context_pop_thread_default(context);
+    }
+    if (m_owned) {
+        g_main_context_release(context);
     }
     // Reports still queued are freed with a private context.
     g_main_context_unref(context);

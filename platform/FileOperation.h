@@ -2,9 +2,9 @@
 // progress and cancellation, and moving to the trash.
 //
 // The run loop of a thread is its GLib thread-default main context (the global default
-// context on a thread that pushed none). A copy or move runs on a worker thread and posts its
-// progress to the run loop it was scheduled on, so the callback runs on the waiting thread, in
-// between that thread's other sources.
+// context on a thread that pushed none, when the thread can own it). A copy or move runs on a
+// worker thread and posts its progress to the run loop it was scheduled on, so the callback runs on
+// the waiting thread, in between that thread's other sources.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,10 @@
 namespace varn::platform {
 
 /// The calling thread's run loop for as long as this object lives: its thread-default GLib
-/// context, or, when the thread has none, a private context pushed as the thread default
-/// (the global default context is never iterated from here, as it may belong to another
-/// thread's main loop). Operations scheduled and trash moves started while it lives report to
-/// it. Create, use and destroy it on one thread.
+/// context; else the global default context when this thread can own it (it runs the
+/// application's main loop there, or no thread does), owned until the object goes; else a
+/// private context pushed as the thread default. Operations scheduled and trash moves started
+/// while it lives report to it. Create, use and destroy it on one thread.
 class CurrentRunLoop {
   public:
     CurrentRunLoop();
@@ -32,6 +32,7 @@ class CurrentRunLoop {
   private:
     void* m_context;
     bool m_pushed;
+    bool m_owned; ///< the global default context, acquired for our lifetime
 };
 
 /// Stage of an operation as reported to its progress callback.
