@@ -213,8 +213,8 @@ int copyWithReports(CopyJob& job, std::string const& source, std::string const& 
     job.lastReport = Clock::now();
     post(job.state, {job.total, 0, FileOperationStage::Running, 0});
     int error = CopyFileData(in, out, job.total, onChunk, &job);
-    if (error == 0 && ::fchmod(out, from.st_mode & 07777) != 0) {
-        error = errno;
+    if (error == 0) {
+        error = KeepMetadata(in, out, from);
     }
     // Only the file this copy made is removed: after a fault the name may belong to another.
     if (error != 0) {
@@ -247,6 +247,13 @@ void runOperation(std::shared_ptr<FileOperation::State> state, bool isCopy, std:
         // replaced since) is not moved by a rename, just as the copy refuses it across
         // file systems.
         error = EISDIR;
+    } else if (!isCopy && !SameFileSystem(source.c_str(), destination.c_str()) &&
+               IsSymbolicLink(source.c_str())) {
+        // A link moves as a link: the same target, never a copy of what it points to.
+        error = CopySymbolicLink(source.c_str(), destination.c_str(), overwrite);
+        if (error == 0 && ::unlink(source.c_str()) != 0) {
+            error = errno;
+        }
     } else if (!isCopy && SameFileSystem(source.c_str(), destination.c_str())) {
         job.total = RegularFileSize(source.c_str());
         error = overwrite ? (::rename(source.c_str(), destination.c_str()) == 0 ? 0 : errno)

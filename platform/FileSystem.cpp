@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <dirent.h>
@@ -12,7 +13,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
+#include <vector>
 
 namespace varn::platform {
 
@@ -237,9 +240,82 @@ int OpenCopySource(char const* path, struct stat& info) noexcept {
     return fd;
 }
 
+int KeepMetadata(int in, int out, struct stat const& from) noexcept {
+    try {
+        ssize_t size = ::flistxattr(in, nullptr, 0);
+        std::vector<char> names(size > 0 ? static_cast<std::size_t>(size) : 0);
+        size = names.empty() ? 0 : ::flistxattr(in, names.data(), names.size());
+        std::vector<char> value;
+        for (ssize_t at = 0; at < size; at += static_cast<ssize_t>(std::strlen(&names[at])) + 1) {
+            char const* name = &names[static_cast<std::size_t>(at)];
+            ssize_t length = ::fgetxattr(in, name, nullptr, 0);
+            value.resize(length > 0 ? static_cast<std::size_t>(length) : 1);
+            length = length < 0 ? -1 : ::fgetxattr(in, name, value.data(), value.size());
+            // A destination without extended attributes, or a name space this process may not
+            // write (security.*, trusted.*), keeps the copy without them.
+            if (length >= 0) {
+                ::fsetxattr(out, name, value.data(), static_cast<std::size_t>(length), 0);
+            }
+        }
+    } catch (...) {
+        // Out of memory for the names: the attributes are the one thing left behind.
+    }
+    // Only root may give a file away; anyone else keeps the copy as their own. Before the
+    // mode, which a change of owner may strip of its set-id bits.
+    if (::fchown(out, from.st_uid, from.st_gid) != 0 && errno != EPERM) {
+        return errno;
+    }
+    if (::fchmod(out, from.st_mode & 07777) != 0) {
+        return errno;
+    }
+    struct timespec const times[2] = {from.st_atim, from.st_mtim};
+    return ::futimens(out, times) == 0 ? 0 : errno;
+}
+
+int CopySymbolicLink(char const* from, char const* to, bool replace) noexcept {
+    try {
+        struct stat st {};
+        if (::lstat(from, &st) != 0) {
+            return errno;
+        }
+        std::string target(static_cast<std::size_t>(st.st_size > 0 ? st.st_size : 255) + 1, '\0');
+        ssize_t const length = ::readlink(from, target.data(), target.size());
+        if (length < 0) {
+            return errno;
+        }
+        target.resize(static_cast<std::size_t>(length));
+        std::string made = to;
+        if (replace) {
+            made += ".varn-link";
+            ::unlink(made.c_str());
+        }
+        if (::symlink(target.c_str(), made.c_str()) != 0) {
+            return errno;
+        }
+        if (::lchown(made.c_str(), st.st_uid, st.st_gid) != 0 && errno != EPERM) {
+            int const error = errno;
+            ::unlink(made.c_str());
+            return error;
+        }
+        struct timespec const times[2] = {st.st_atim, st.st_mtim};
+        ::utimensat(AT_FDCWD, made.c_str(), times, AT_SYMLINK_NOFOLLOW);
+        if (replace && ::rename(made.c_str(), to) != 0) {
+            int const error = errno;
+            ::unlink(made.c_str());
+            return error;
+        }
+        return 0;
+    } catch (...) {
+        return ENOMEM;
+    }
+}
+
 int CopyFileExclusive(char const* from, char const* to) noexcept {
     if (empty(from) || empty(to)) {
         return ENOENT;
+    }
+    if (IsSymbolicLink(from)) {
+        return CopySymbolicLink(from, to, false);
     }
     struct stat st {};
     int in = OpenCopySource(from, st);
@@ -253,6 +329,9 @@ int CopyFileExclusive(char const* from, char const* to) noexcept {
         return error;
     }
     int error = CopyFileData(in, out, static_cast<std::uint64_t>(st.st_size), nullptr, nullptr);
+    if (error == 0) {
+        error = KeepMetadata(in, out, st);
+    }
     if (error != 0) {
         RemoveFileIfSame(to, out);
     }

@@ -75,9 +75,21 @@ int RemoveFileIfSame(char const* path, int fd) noexcept;
 /// -ENOTSUP. The open never waits (a named pipe without a writer would block it for ever).
 int OpenCopySource(char const* path, struct stat& info) noexcept;
 
+/// Gives the file `out`, just written as a copy of `in` (whose status is `from`), what the copy
+/// keeps besides the bytes: the extended attributes the destination takes (others are
+/// skipped), the owner and group where permitted (as root), the permission bits, and last the
+/// access and modification times. 0, or the errno of a failed mode or time change.
+int KeepMetadata(int in, int out, struct stat const& from) noexcept;
+
+/// Makes the new symbolic link `to` with the target of the link `from`, its owner where
+/// permitted and its times (the link itself is copied, never what it points to). `replace`
+/// puts it in place of an existing `to` in one rename. 0 or errno.
+int CopySymbolicLink(char const* from, char const* to, bool replace) noexcept;
+
 /// Copies the file `from` to the new file `to` (fails with EEXIST when `to` exists), with its
-/// permission bits. Uses a reflink when the file system can share the blocks, else
-/// copy_file_range, else read/write. A failed copy removes what it created. 0 or errno.
+/// metadata (KeepMetadata); a symbolic link is copied as a link. Uses a reflink when the file
+/// system can share the blocks, else copy_file_range, else read/write. A failed copy removes what
+/// it created. 0 or errno.
 int CopyFileExclusive(char const* from, char const* to) noexcept;
 
 /// True when both paths lie on the same file system (the parent of `to` is examined when `to`
