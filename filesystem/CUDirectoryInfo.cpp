@@ -98,8 +98,17 @@ void CUDirectoryInfo::Delete(bool recursive) {
         Delete();
         return;
     }
-    DeleteSubObjects(GetDirectories(), true);
-    DeleteSubObjects(GetFiles(), false);
+    // Emptied below the public listing, on the names' bytes and through descriptors that
+    // never follow a link: a name that is not UTF-8 is deleted too (a listing leaves it out),
+    // and a folder swapped for a link meanwhile cannot lead out of the tree.
+    // A file that stays fails the deletion with 8, as its own Delete would; a folder that
+    // cannot be opened or emptied with 4.
+    bool fileFailed = false;
+    if (!CUDirectory::Exists(&m_fullName) ||
+        vp::RemoveFolderContents(cu_files::Utf8(m_fullName).c_str(), fileFailed) != 0) {
+        throw static_cast<unsigned int>(fileFailed ? CUError_DeleteFailed
+                                                   : CUError_PlatformFailure);
+    }
     Delete();
 }
 

@@ -153,6 +153,80 @@ int RemoveDirectory(char const* path) noexcept {
     return ::rmdir(path) == 0 ? 0 : errno;
 }
 
+namespace {
+
+// Empties the folder open as `folder` (the descriptor stays open and is not consumed).
+int removeContents(int folder, int depth, bool& fileFailed) noexcept {
+    if (depth > 4096) {
+        return ELOOP; // deeper than any path could name: something is cycling
+    }
+    int const listing = ::dup(folder);
+    DIR* dir = listing < 0 ? nullptr : ::fdopendir(listing);
+    if (dir == nullptr) {
+        int const error = errno;
+        if (listing >= 0) {
+            ::close(listing);
+        }
+        return error;
+    }
+    int first = 0;
+    // Entries removed while reading may make readdir skip others: read again until a pass
+    // removes nothing.
+    for (bool removedAny = true; removedAny;) {
+        removedAny = false;
+        ::rewinddir(dir);
+        while (dirent* entry = ::readdir(dir)) {
+            char const* name = entry->d_name;
+            if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) {
+                continue;
+            }
+            int error = 0;
+            int const sub = ::openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (sub >= 0) {
+                error = removeContents(sub, depth + 1, fileFailed);
+                ::close(sub);
+                if (error == 0 && ::unlinkat(folder, name, AT_REMOVEDIR) != 0) {
+                    error = errno;
+                }
+            } else if (errno == ENOTDIR || errno == ELOOP) {
+                // A file, a link (to a folder or not: never followed) or anything else.
+                error = ::unlinkat(folder, name, 0) == 0 ? 0 : errno;
+                if (error != 0 && error != ENOENT && first == 0) {
+                    fileFailed = true;
+                }
+            } else {
+                error = errno;
+            }
+            if (error == ENOENT) {
+                continue; // removed by someone else meanwhile: what was wanted
+            }
+            if (error != 0) {
+                first = first != 0 ? first : error;
+            } else {
+                removedAny = true;
+            }
+        }
+    }
+    ::closedir(dir);
+    return first;
+}
+
+} // namespace
+
+int RemoveFolderContents(char const* path, bool& fileFailed) noexcept {
+    fileFailed = false;
+    if (empty(path)) {
+        return ENOENT;
+    }
+    int const folder = ::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (folder < 0) {
+        return errno;
+    }
+    int const error = removeContents(folder, 0, fileFailed);
+    ::close(folder);
+    return error;
+}
+
 int RemoveFile(char const* path) noexcept {
     if (empty(path)) {
         return ENOENT;

@@ -38,6 +38,14 @@ int MakeDirectory(char const* path) noexcept;
 /// rmdir(path); 0 or errno.
 int RemoveDirectory(char const* path) noexcept;
 
+/// Removes everything inside the folder `path`, which stays (empty). Works on the names' bytes
+/// as the folder gives them, whatever their encoding, and descends through descriptors opened
+/// with O_NOFOLLOW: a folder swapped for a link while this runs is never followed (the link
+/// itself is removed), and neither is `path` itself when it is a link (ELOOP). 0, or the first
+/// errno met, with `fileFailed` telling whether that was the removal of an entry that is not a
+/// folder; the removal goes on past an entry that cannot be removed.
+int RemoveFolderContents(char const* path, bool& fileFailed) noexcept;
+
 /// unlink(path): removes a file or a link (never what the link points at); 0 or errno.
 int RemoveFile(char const* path) noexcept;
 
