@@ -62,8 +62,14 @@ void CUDirectoryInfo::Create() {
     if (CUDirectory::Exists(&m_fullName)) {
         return;
     }
-    std::vector<CUSharedPtr<CUStringMac>> missing{
-        CUSharedPtr<CUStringMac>(new CUStringMac(m_fullName))};
+    // A relative path is taken from the working directory, as a file stream takes it: spelled
+    // "./a/b", even its first level has a parent that the steps below can find.
+    CUSharedPtr<CUStringMac> target(new CUStringMac(m_fullName));
+    if (cu_files::Utf8(m_fullName).rfind('/', 0) != 0) {
+        CUStringMac here("./", CUString_CharCode_UTF8);
+        target = CUSharedPtr<CUStringMac>(new CUStringMac(here + m_fullName));
+    }
+    std::vector<CUSharedPtr<CUStringMac>> missing{target};
     for (;;) {
         CUSharedPtr<CUStringMac> parent(new CUStringMac());
         if (missing.back()->PathRemoveLastComponent(*parent) != kCUStatusSuccess ||

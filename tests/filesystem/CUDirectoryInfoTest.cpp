@@ -5,6 +5,7 @@
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUDirectoryInfo.h>
 #include <VarnUtilityLib/CUFileInfo.h>
+#include <VarnUtilityLib/CUFileStream.h>
 
 #include <gtest/gtest.h>
 
@@ -55,6 +56,20 @@ TEST(CUDirectoryInfo, CreateMakesEveryMissingLevelAndStopsWithFourAtAFile) {
     EXPECT_TRUE(CUDirectoryInfo::CreateDirectory(Str(dir.File("x")))); // already there
     EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(CUSharedPtr<CUStringMac>()));
     EXPECT_FALSE(CUDirectoryInfo::CreateDirectory(Str("relative-without-separator")));
+
+    // Relative paths are taken from the working directory by folders and file streams alike.
+    fs::path const before = fs::current_path();
+    fs::current_path(dir.Path());
+    for (char const* relative : {"bare", "rel/a/b"}) {
+        EXPECT_EQ(0u, CodeOf([&] { CUDirectoryInfo(Str(relative)).Create(); })) << relative;
+        EXPECT_TRUE(fs::is_directory(dir.File(relative))) << relative;
+    }
+    CUSharedPtr<CUStringMac> file = Str("bare.txt");
+    EXPECT_EQ(0u, CodeOf([&] {
+                  CUFileStream(file, CUStream_FileMode_CreateNew, CUStream_FileAccess_Write, false);
+              }));
+    EXPECT_TRUE(fs::is_regular_file(dir.File("bare.txt")));
+    fs::current_path(before);
 }
 
 TEST(CUDirectoryInfo, DeleteNeedsAnEmptyExistingFolderUnlessRecursive) {
