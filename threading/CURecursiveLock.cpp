@@ -13,12 +13,12 @@ CURecursiveLock::~CURecursiveLock() {
 
 void CURecursiveLock::Lock() {
     if (m_pMutex != nullptr) {
-        m_pMutex->WaitOne();
+        m_pMutex->CUMutex::WaitOne(); // made here as a CUMutex: no call through the table
     }
 }
 
 void CURecursiveLock::Unlock() {
     if (m_pMutex != nullptr) {
-        m_pMutex->ReleaseMutex();
+        m_pMutex->CUMutex::ReleaseMutex();
     }
 }
