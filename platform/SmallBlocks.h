@@ -1,30 +1,17 @@
 // SmallBlocks.h — the allocator behind the library's objects and texts.
 //
 // A document tree, a dictionary or a list of strings is made of millions of blocks of a few
-// dozen bytes, made and freed together. The C library's allocator pays for every one of them
-// in its bins (merging neighbours, sorting them back), which made half the time of loading and
-// freeing a document. Here blocks up to kMaxSmallBlock bytes come in size classes 8 bytes
-// apart; each thread keeps free lists of its own and takes or gives back whole batches through
-// a central store under one lock per class, so a block freed on another thread is reused
-// there or handed back through the store. Larger blocks go to the global operator new.
-//
-// Memory: blocks are carved from 2 MiB mapped chunks that are never given back; a freed block
-// waits for the next request of its class. The process keeps what its peak of small objects
-// used, plus the latest large block freed through FreeLarge.
-//
-// Every free names the size the block was asked for (the objects and texts all know theirs).
-// Under AddressSanitizer every block is a plain operator new/delete (sized where the compiler
-// has sized deallocation) and no large block is kept, so use-after-free, overflows and size
-// mismatches are still reported.
+// dozen bytes, made and freed together. They come from mimalloc, which keeps free lists per
+// thread and size class and gives empty pages back to the system (at once: the library sets
+// no delay). Every free names the size the block was asked for (the objects and texts all
+// know theirs); mimalloc does not need it, AddressSanitizer checks it. Under the sanitizers
+// every block is a plain operator new/delete and no large block is kept.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 namespace varn::platform {
-
-/// Largest size served from the size classes; larger requests go to operator new.
-constexpr std::size_t kMaxSmallBlock = 512;
 
 /// A block of at least `size` bytes, aligned to 16 when `size` is a non-zero multiple of 16
 /// and to 8 otherwise, which is what an object of that size needs (size 0 gives an 8-byte
@@ -54,12 +41,16 @@ void* AllocateLarge(std::size_t size) noexcept;
 /// AllocateLarge instead (one block is kept in the process, the latest). Null is ignored.
 void FreeLarge(void* block) noexcept;
 
+/// Hands the memory that freed blocks left in the allocators back to the system (the kept
+/// large block, mimalloc's free pages and the C library's heap, `malloc_trim`). Some milliseconds for a heap of some
+/// hundred megabytes: for the release of something large. Nothing under the sanitizers.
+void GiveBackFreeMemory() noexcept;
+
 /// What the allocator holds, for memory figures.
 struct SmallBlockStats {
-    /// Bytes of the blocks the calling thread took minus those it freed (class sizes).
+    /// Bytes of the blocks the calling thread took minus those it freed (usable sizes; 0
+    /// under the sanitizers).
     std::int64_t threadBytesInUse = 0;
-    /// Bytes of every chunk taken from the system so far, in use or free.
-    std::uint64_t bytesReserved = 0;
 };
 
 /// A snapshot of the figures above.

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config
-  libicu-dev libglib2.0-dev libexpat1-dev uuid-dev
+  libicu-dev libglib2.0-dev libexpat1-dev uuid-dev libmimalloc-dev
   libcli11-dev libgtest-dev libgmock-dev tmux
   file  # scripts/package.sh: cpack reads the binaries' types with it
 )

@@ -12,6 +12,7 @@
 #include <VarnUtilityLib/CUXmlDomDocumentNode.h>
 
 #include "platform/Data.h"
+#include "platform/SmallBlocks.h"
 #include "platform/Text.h"
 #include "platform/XmlParser.h"
 
@@ -31,6 +32,9 @@ using varn::platform::XmlPieceKind;
 namespace {
 
 namespace platform = varn::platform;
+
+// Releasing a tree loaded from this many bytes or more gives freed memory back to the system.
+constexpr unsigned long long kGiveBackAfterBytes = 1u << 20;
 
 // ---- loading ----
 
@@ -880,7 +884,18 @@ CUXmlDomDocumentNode::CUXmlDomDocumentNode() {
     m_spChildNodes = CUSharedPtr<CUMutableArray>(new CUMutableArray());
 }
 
-CUXmlDomDocumentNode::~CUXmlDomDocumentNode() = default;
+CUXmlDomDocumentNode::~CUXmlDomDocumentNode() {
+    // The lists and attribute maps of a large tree live in the C library's heap, which keeps
+    // the pages they leave. Released here first (the nodes' own blocks go back by themselves),
+    // they are then handed back to the system: a program that drops a big document does not
+    // stay at its peak.
+    if (m_loadedBytes >= kGiveBackAfterBytes) {
+        if (CUSharedPtr<CUMutableArray> children = GetChildNodes()) {
+            children->RemoveAllObjects();
+        }
+        platform::GiveBackFreeMemory();
+    }
+}
 
 unsigned int CUXmlDomDocumentNode::SetNodeName(CUSharedPtr<CUStringMac> /*name*/) {
     return kCUStatusFailure;
@@ -969,6 +984,7 @@ unsigned int CUXmlDomDocumentNode::LoadXmlMac(CUSharedPtr<CUStream> stream) {
     if (!parsed) {
         return refuse(nullptr);
     }
+    m_loadedBytes = length;
     std::vector<CUSharedPtr<CUObject>>& top = builder.TopLevel();
     if (!top.empty()) {
         // The document's own list gets no merging pass: text cannot stand at the top level.

@@ -108,4 +108,5 @@ class CU_EXPORT CUXmlDomDocumentNode : public CUXmlDomNode {
     CUSharedPtr<CUStringMac> m_loadErrorReason;
     unsigned long long m_loadErrorLine = 0;
     unsigned long long m_loadErrorColumn = 0;
+    unsigned long long m_loadedBytes = 0; ///< size of the document last loaded
 };
