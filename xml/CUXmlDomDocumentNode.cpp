@@ -890,9 +890,12 @@ CUXmlDomDocumentNode::~CUXmlDomDocumentNode() {
     // they are then handed back to the system: a program that drops a big document does not
     // stay at its peak.
     if (m_loadedBytes >= kGiveBackAfterBytes) {
-        if (CUSharedPtr<CUMutableArray> children = GetChildNodes()) {
+        // Emptied early only when nobody else holds the list (ours and this copy).
+        CUSharedPtr<CUMutableArray> children = GetChildNodes();
+        if (children && children->GetRetainCount() == 2) {
             children->RemoveAllObjects();
         }
+        children.Reset();
         platform::GiveBackFreeMemory();
     }
 }

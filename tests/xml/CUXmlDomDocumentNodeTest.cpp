@@ -423,3 +423,19 @@ TEST(CUXmlDomDocumentNode, NullStreamOrListFails) {
     EXPECT_EQ(CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(nullptr),
               kCUStatusFailure);
 }
+
+TEST(CUXmlDomDocumentNode, ReleasingALargeDocumentLeavesNodesOthersHoldIntact) {
+    std::string text = "<a>";
+    for (int i = 0; i < 200000; ++i) {
+        text += "<b/><b/>"; // 1.6 MB: past the size whose release gives memory back
+    }
+    text += "<c>kept</c></a>";
+    CUSharedPtr<CUXmlDomDocumentNode> doc = NewDoc();
+    ASSERT_EQ(0u, LoadText(doc, text));
+    CUSharedPtr<CUMutableArray> list = doc->GetChildNodes();
+    CUSharedPtr<CUXmlDomNode> last = Child(Child(doc, 0), 400000);
+    doc.Reset();
+    ASSERT_EQ(1u, list->Count()) << "the document's list, held here, keeps its root";
+    EXPECT_EQ(400001u, CUSharedPtr<CUXmlDomNode>(list->ObjectAtIndex(0))->GetChildNodes()->Count());
+    EXPECT_EQ("kept", Utf8(Child(last, 0)->GetNodeValue()));
+}
