@@ -20,13 +20,28 @@
 // demand, for this program only.
 static std::atomic<std::size_t> g_refuseFrom{static_cast<std::size_t>(-1)};
 
+// Every form is replaced, so that none of them pairs with another allocator's (the
+// sanitizers bring their own).
+namespace {
+void* allocate(std::size_t size) {
+    return size < g_refuseFrom.load(std::memory_order_relaxed) ? std::malloc(size + 1) : nullptr;
+}
+} // namespace
+
 void* operator new(std::size_t size) {
-    void* block =
-        size < g_refuseFrom.load(std::memory_order_relaxed) ? std::malloc(size + 1) : nullptr;
-    if (block == nullptr) {
-        throw std::bad_alloc();
+    if (void* block = allocate(size)) {
+        return block;
     }
-    return block;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+    return allocate(size);
+}
+void* operator new[](std::size_t size, std::nothrow_t const&) noexcept {
+    return allocate(size);
 }
 // The compiler sees these inlined next to new-expressions and takes free for a mismatch.
 #pragma GCC diagnostic push
@@ -34,7 +49,19 @@ void* operator new(std::size_t size) {
 void operator delete(void* block) noexcept {
     std::free(block);
 }
+void operator delete[](void* block) noexcept {
+    std::free(block);
+}
 void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::nothrow_t const&) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block, std::nothrow_t const&) noexcept {
     std::free(block);
 }
 #pragma GCC diagnostic pop
