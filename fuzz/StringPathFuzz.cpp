@@ -220,8 +220,12 @@ void CheckPath(CUStringMac& path, Units const& p, CUStringMac& name) {
     std::optional<Units> n = UnitsOf(name);
 
     CUStringMac out = Sentinel();
-    CHECK(path.PathAppend(name, out) == kCUStatusSuccess);
-    CHECK(UnitsOf(out) == (n ? ModelAppend(p, *n) : Units()));
+    // A name without text is refused and leaves the output as it was.
+    CheckOne(n ? std::optional<Units>(ModelAppend(p, *n)) : std::nullopt,
+             path.PathAppend(name, out), out);
+    if (!n) {
+        CheckUntouched(out);
+    }
     if (n && !n->empty() && n->find(u'/') == Units::npos) {
         // Appending a plain name and taking it off again gives the name and the folder back.
         CUStringMac joined = out;
