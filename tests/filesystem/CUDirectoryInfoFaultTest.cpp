@@ -216,3 +216,43 @@ TEST(CUDirectoryInfo, ListingsGiveEveryNameExactlyOrLeaveItOut) {
     EXPECT_EQ(0u, CodeOf([&] { CUDirectory::Delete(Str(root), true); }));
     EXPECT_FALSE(fs::exists(root));
 }
+
+TEST(CUDirectoryInfo, AFolderSwappedForALinkWhileTheTreeIsDeletedIsNeverFollowed) {
+    // While "d/big" is being emptied, another thread moves "d" away and puts a link to another
+    // tree in its place, a tree shaped like what the deletion still has to do. Deleting by path
+    // would go on through the link; the deletion must never reach that tree.
+    TempFolder dir;
+    TempFolder outside;
+    fs::create_directory(outside.File("big"));
+    WriteFile(outside.File("zzz.txt"), "precious");
+    std::string const root = dir.File("t");
+    fs::create_directories(root + "/d/big");
+    for (int i = 0; i < 3000; ++i) {
+        WriteFile(root + "/d/big/f" + std::to_string(i), "");
+    }
+    WriteFile(root + "/d/zzz.txt", "inside");
+    std::atomic<bool> swapped{false};
+    std::thread swapper([&] {
+        std::error_code ec;
+        for (int spins = 0; spins < 2'000'000 && !swapped; ++spins) {
+            auto const left = std::distance(fs::directory_iterator(root + "/d/big", ec),
+                                            fs::directory_iterator());
+            if (ec) {
+                break; // already gone: nothing left to swap
+            }
+            if (left < 2900) {
+                fs::rename(root + "/d", dir.File("moved"), ec);
+                fs::create_directory_symlink(outside.Path(), root + "/d", ec);
+                swapped = true;
+            }
+        }
+    });
+    try {
+        CUDirectory::Delete(Str(root), true);
+    } catch (unsigned int) {
+        // The link in the folder's place may refuse the last step; what matters is below.
+    }
+    swapper.join();
+    EXPECT_EQ("precious", ReadFile(outside.File("zzz.txt")));
+    EXPECT_TRUE(fs::is_directory(outside.File("big")));
+}
