@@ -106,3 +106,51 @@ inline std::string WriteText(CUSharedPtr<CUXmlDomDocumentNode> const& doc, unsig
 inline CUSharedPtr<CUXmlDomNode> Child(CUSharedPtr<CUXmlDomNode> const& node, unsigned long i) {
     return node->GetChildNodes()->ObjectAtIndex(i);
 }
+
+// A compact text of a tree: an element as name(key=value,...)[children], a text as 'text', a
+// processing instruction as ?target:data, an entity reference as &name; children apart by
+// blanks.
+inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
+    std::string out;
+    switch (node->GetNodeType()) {
+    case CUXmlDomNodeType_Element: {
+        out = Utf8(node->GetNodeName());
+        CUSharedPtr<CUArray> keys = node->GetAttributes()->AllKeys();
+        if (keys->Count() != 0) {
+            out += '(';
+            for (unsigned long i = 0; i < keys->Count(); ++i) {
+                CUSharedPtr<CUStringMac> key = keys->ObjectAtIndex(i);
+                out += (i != 0 ? "," : "") + Utf8(key) + "=" + Utf8(node->GetAttribute(key));
+            }
+            out += ')';
+        }
+        break;
+    }
+    case CUXmlDomNodeType_Text:
+        return "'" + Utf8(node->GetNodeValue()) + "'";
+    case CUXmlDomNodeType_ProcessingInstruction:
+        return "?" + Utf8(node->GetNodeName()) + ":" + Utf8(node->GetNodeValue());
+    case CUXmlDomNodeType_EntityReference:
+        return "&" + Utf8(node->GetNodeName());
+    default:
+        break;
+    }
+    CUSharedPtr<CUMutableArray> children = node->GetChildNodes();
+    if (children && children->Count() != 0) {
+        out += '[';
+        for (unsigned long i = 0; i < children->Count(); ++i) {
+            out += (i != 0 ? " " : "") + TreeText(children->ObjectAtIndex(i));
+        }
+        out += ']';
+    }
+    return out;
+}
+
+// The children of a document loaded strictly from `text`, as TreeText gives them; a failed
+// load gives "!" and what it kept.
+inline std::string StrictOutcome(std::string const& text) {
+    CUSharedPtr<CUXmlDomDocumentNode> doc = NewDoc();
+    bool const loaded = LoadText(doc, text) == 0;
+    std::string const tree = TreeText(doc);
+    return (loaded ? "" : "!") + (tree.size() >= 2 ? tree.substr(1, tree.size() - 2) : tree);
+}
