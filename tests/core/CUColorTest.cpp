@@ -22,3 +22,17 @@ TEST(CUColor, FactoriesTakeAlphaFirstAndThreeChannelsAreOpaque) {
     EXPECT_TRUE(plain.Init(1, 2, 3, 4));
     EXPECT_EQ((ARGB{1, 2, 3, 4}), argb(plain));
 }
+
+TEST(CUColor, NamedColoursHaveTheirExactValues) {
+    struct Row {
+        CUSharedPtr<CUColor> (*make)();
+        ARGB value;
+    } const rows[] = {
+        {CUColor::Red, {255, 255, 0, 0}},           {CUColor::Black, {255, 0, 0, 0}},
+        {CUColor::Gray, {255, 128, 128, 128}},      {CUColor::DarkGray, {255, 169, 169, 169}},
+        {CUColor::LightGray, {255, 211, 211, 211}}, {CUColor::White, {255, 255, 255, 255}},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.value, argb(*row.make())) << row.value[1] << "," << row.value[2];
+    }
+}

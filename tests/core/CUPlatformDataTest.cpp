@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 TEST(CUPlatformData, HoldsACopyOfTheBytesUntilTheLastRelease) {
@@ -30,4 +31,35 @@ TEST(CUPlatformData, EmptyAndNullHandlesHaveNoBytes) {
     EXPECT_EQ(nullptr, CUPlatformDataGetBytePtr(nullptr));
     EXPECT_EQ(nullptr, CUPlatformDataRetain(nullptr));
     CUPlatformRelease(static_cast<__CFData const*>(nullptr));
+}
+
+TEST(CUPlatformData, StringAndUuidHandlesCarryTheirContents) {
+    __CFString const* utf8 = CUPlatformStringCreateWithUTF8("h\xC3\xA9", 3);
+    __CFString const* utf16 = CUPlatformStringCreateWithUTF16(u"h\u00E9", 2);
+    for (__CFString const* text : {utf8, utf16}) {
+        ASSERT_NE(nullptr, text);
+        EXPECT_EQ(2u, CUPlatformStringGetLength(text));
+        EXPECT_EQ(u'\u00E9', CUPlatformStringGetUnits(text)[1]);
+        EXPECT_EQ(text, CUPlatformStringRetain(text));
+        CUPlatformRelease(text);
+        CUPlatformRelease(text);
+    }
+    EXPECT_EQ(nullptr, CUPlatformStringCreateWithUTF8(nullptr, 1));
+    EXPECT_EQ(nullptr, CUPlatformStringCreateWithUTF16(nullptr, 1));
+    EXPECT_EQ(0u, CUPlatformStringGetLength(nullptr));
+    EXPECT_EQ(nullptr, CUPlatformStringGetUnits(nullptr));
+
+    CFUUIDBytes const bytes = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    __CFUUID const* uuid = CUPlatformUUIDCreateWithBytes(bytes);
+    CFUUIDBytes const back = CUPlatformUUIDGetBytes(uuid);
+    EXPECT_EQ(0, std::memcmp(&bytes, &back, 16));
+    EXPECT_EQ(uuid, CUPlatformUUIDRetain(uuid));
+    CUPlatformRelease(uuid);
+    CUPlatformRelease(uuid);
+    __CFUUID const* random = CUPlatformUUIDCreate();
+    CFUUIDBytes const drawn = CUPlatformUUIDGetBytes(random);
+    EXPECT_EQ(0x40, drawn.byte6 & 0xF0) << "version 4";
+    CUPlatformRelease(random);
+    CFUUIDBytes const none = CUPlatformUUIDGetBytes(nullptr);
+    EXPECT_EQ(0, none.byte0 | none.byte15);
 }

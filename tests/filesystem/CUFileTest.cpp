@@ -7,6 +7,7 @@
 
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUFile.h>
+#include <VarnUtilityLib/CUFileInfo.h>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,7 @@
 #include <vector>
 
 using namespace varn::test;
+namespace fs = std::filesystem;
 
 TEST(CUFile, ExistsTellsFilesFromFoldersThroughLinks) {
     TempFolder folder;
@@ -110,4 +112,32 @@ TEST(CUFile, TextWithoutAnExactByteFormNamesNothingEvenWhenSomeBytesDo) {
     EXPECT_FALSE(CUFile::Exists(&hidden));
     CUStringMac hiddenDir = Units(std::u16string(dir.begin(), dir.end()) + u'\0' + u"/x");
     EXPECT_FALSE(CUDirectory::Exists(&hiddenDir));
+}
+
+TEST(CUFile, StaticFormsActOnThePathTheyAreGiven) {
+    TempFolder folder;
+    CUStringMac a = Utf8(folder.File("a")), b = Utf8(folder.File("b"));
+    ASSERT_TRUE(CUDirectory::CreateDirectory(&a));
+    fs::create_directory(folder.File("a/sub"));
+    WriteFile(folder.File("a/f"), "x");
+    EXPECT_EQ(1u, CUDirectory::GetDirectories(&a)->Count());
+    EXPECT_EQ(1u, CUDirectory::GetFiles(&a)->Count());
+    CUDirectory::Rename(Str(folder.File("a")), Str("b"));
+    CUFile::Rename(Str(folder.File("b/f")), Str("g"));
+    EXPECT_TRUE(fs::exists(folder.File("b/g")) && !fs::exists(folder.File("b/f")));
+    CUFile::Delete(Str(folder.File("b/g")));
+    WriteFile(folder.File("b/h"), "x");
+    CUStringMac h = Utf8(folder.File("b/h"));
+    CUFile::Delete(h);
+    EXPECT_TRUE(fs::is_empty(folder.File("b/sub")) && !fs::exists(folder.File("b/h")));
+    CUStringMac sub = Utf8(folder.File("b/sub"));
+    CUDirectory::Delete(&sub);
+    CUDirectory::Delete(&b, false);
+    EXPECT_FALSE(fs::exists(folder.File("b")));
+    CUDirectory::CreateDirectory(Str(folder.File("c/d")));
+    CUStringMac c = Utf8(folder.File("c"));
+    CUDirectory::Delete(&c, true);
+    EXPECT_FALSE(fs::exists(folder.File("c")));
+    CUFileInfo info(Str(folder.File("x")));
+    EXPECT_TRUE(Text(info.Description()).ends_with(folder.File("x")));
 }

@@ -394,3 +394,15 @@ TEST(CULog, SystemReportOutlivesAProcessThatExitsRightAfterAskingForIt) {
         EXPECT_NE(std::string::npos, contents.find("Volumes")) << "run " << run;
     }
 }
+
+TEST(CULog, WriteFileStringAppendsTheLineAsItIs) {
+    TempFolder dir;
+    LogSession session(dir.Path().string(), "W", 3);
+    CULog* log = CULog::GetInstance().get();
+    EXPECT_TRUE(log->WriteFileString(Str("raw line\r\n")));
+    EXPECT_FALSE(log->WriteFileString(CUSharedPtr<CUStringMac>()));
+    EXPECT_EQ("raw line\r\n", ReadFile(dir.File("W0.log")));
+    z_WriteSystemInfo(CUSharedPtr<CUStringMac>()); // nothing to write to: nothing happens
+    EXPECT_EQ(2, std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()))
+        << "the ring's file and state only";
+}

@@ -119,3 +119,26 @@ TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
         EXPECT_EQ(i == 10, one.IsNotFillSerialArea()) << "byte " << i;
     }
 }
+
+TEST(CUUUID, EveryFormOfMakingOneFromTheSameBytesGivesTheSameUUID) {
+    unsigned char const raw[16] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5, 6};
+    CFUUIDBytes record;
+    std::memcpy(&record, raw, 16);
+    __CFUUID const* handle = CUPlatformUUIDCreateWithBytes(record);
+    CUUUID const model(record);
+    CUUUID assigned;
+    assigned = model;
+    CUSharedPtr<CUUUID> const made[] = {
+        CUUUID::Create(raw),
+        CUUUID::Create(record),
+        CUUUID::Create(handle),
+        CUUUID::Create(model),
+        CUSharedPtr<CUUUID>(new CUUUID(model)),
+        CUSharedPtr<CUUUID>(new CUUUID(assigned)),
+    };
+    for (std::size_t i = 0; i < std::size(made); ++i) {
+        ASSERT_TRUE(made[i]) << i;
+        EXPECT_TRUE(*made[i] == model && *made[i] == record && *made[i] == handle) << i;
+    }
+    CUPlatformRelease(handle);
+}

@@ -127,3 +127,18 @@ TEST(CUXmlDomNode, DumpAppendsToTheGivenTextAndIgnoresNull) {
               "pre:\tName:Invalid\n\tType:Node_Entity_Reference\n\tValue:Invalid\n"
               "\tAttributes:Invalid\n\tChildNodes:Invalid\n");
 }
+
+TEST(CUXmlDomNode, TypeNamesAndIndentsForTheDump) {
+    struct Row {
+        int type;
+        char const* name;
+    } const rows[] = {{1, "Node_Element"}, {3, "Node_Text"},     {12, "Node_Notation"},
+                      {0, "Node_Unknown"}, {13, "Node_Unknown"}, {-1, "Node_Unknown"}};
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.name, Utf8(CUXmlDomNode::GetXmlDomNodeTypeString(
+                                static_cast<_CUXmlDomNodeType>(row.type))))
+            << row.type;
+    }
+    EXPECT_EQ("\t\t\t", Utf8(CUXmlDomNode::IndentString(3)));
+    EXPECT_EQ("", Utf8(CUXmlDomNode::IndentString(-2)));
+}
