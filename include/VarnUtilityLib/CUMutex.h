@@ -28,6 +28,7 @@ class CU_EXPORT CUMutex : public CUWaitHandle {
     void* GetMutex();
 
   private:
+    friend class CUIdentifierGenerator; // takes its lock's mutex without the calls between
     CUPlatformMutexStorage m_mutex;
     CUPlatformMutexAttrStorage m_attributes;
     bool m_bInitialized;

@@ -23,5 +23,6 @@ class CU_EXPORT CURecursiveLock : public CULockAbstract {
     void Unlock() override;
 
   private:
+    friend class CUIdentifierGenerator; // takes this lock's mutex without the calls between
     CUMutex* m_pMutex;
 };
