@@ -1,12 +1,17 @@
 // CUFileInfoTest.cpp — file entries: names, sizes, deletion, plain copies, copies and moves
-// with progress and cancellation.
+// with progress and cancellation, what a copy keeps besides the bytes, and copies made from
+// inside an application's main loop.
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUFile.h>
 #include <VarnUtilityLib/CUFileInfo.h>
 
+#include <fcntl.h>
+#include <glib.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -14,6 +19,7 @@
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace varn::test;
@@ -31,6 +37,20 @@ struct Progress {
         return p->stopAfter < 0 || static_cast<int>(p->calls.size()) < p->stopAfter;
     }
 };
+
+// What a copy must keep besides the bytes, as one comparable value.
+using Meta = std::tuple<long, long, mode_t, uid_t, gid_t, std::string>;
+
+Meta MetaOf(std::string const& path) {
+    struct stat st {};
+    EXPECT_EQ(0, ::lstat(path.c_str(), &st)) << path;
+    char value[64] = {};
+    ssize_t const n = ::lgetxattr(path.c_str(), "user.varn", value, sizeof value);
+    return {
+        st.st_atim.tv_sec, st.st_mtim.tv_sec,
+        st.st_mode,        st.st_uid,
+        st.st_gid,         n > 0 ? std::string(value, static_cast<std::size_t>(n)) : std::string()};
+}
 
 } // namespace
 
@@ -71,8 +91,12 @@ TEST(CUFileInfo, DeleteRemovesFilesAndLinksIgnoresMissingOnesAndRefusesFolders) 
     WriteFile(dir.File("f"), "x");
     WriteFile(outside.File("keep"), "k");
     fs::create_directory_symlink(outside.Path(), dir.File("link"));
+    CUFileInfo f(Str(dir.File("f")));
+    EXPECT_TRUE(f.Exists());
     CUFile::Delete(Str(dir.File("f")));
     EXPECT_FALSE(fs::exists(dir.File("f")));
+    EXPECT_FALSE(f.Exists());
+    EXPECT_FALSE(CUFileInfo(Str(dir.Path().string())).Exists()) << "a folder is no file";
     EXPECT_EQ(0u, CodeOf([&] { CUFile::Delete(Str(dir.File("f"))); }));
     EXPECT_EQ(7u, CodeOf([&] { CUFile::Delete(Str(dir.Path().string())); }));
     CUFile::Delete(Str(dir.File("link")));
@@ -175,36 +199,78 @@ TEST(CUFileInfo, CopyReportsNonDecreasingProgressToTheTotalAndCancelsWithoutAPar
         << "src, dst, old and moved: no temporary file is left";
 }
 
-TEST(CUFileInfo, MoveOnOneFileSystemRenames) {
-    TempFolder dir;
-    WriteFile(dir.File("src"), "moved");
-    struct stat before {};
-    ::stat(dir.File("src").c_str(), &before);
-    EXPECT_EQ(0u, MoveFile(dir.File("src"), dir.File("dst")));
-    struct stat after {};
-    ASSERT_EQ(0, ::stat(dir.File("dst").c_str(), &after));
-    EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_FALSE(fs::exists(dir.File("src")));
-}
-
-TEST(CUFileInfo, MoveAcrossFileSystemsCopiesThenDeletes) {
-    struct stat shm {};
-    struct stat tmp {};
-    if (::stat("/dev/shm", &shm) != 0 || ::stat(fs::temp_directory_path().c_str(), &tmp) != 0 ||
-        shm.st_dev == tmp.st_dev || ::access("/dev/shm", W_OK) != 0) {
-        GTEST_SKIP() << "no writable /dev/shm on another file system than the temporary folder";
+TEST(CUFileInfo, CopiesAndMovesKeepTimesModeOwnerAndAttributesAndLinksStayLinks) {
+    TempFolder here;
+    // Another file system: a tmpfs, removed whatever the test's outcome.
+    struct ShmFolder {
+        std::string path = "/dev/shm/varn-meta-XXXXXX";
+        ~ShmFolder() {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    } shm;
+    ASSERT_NE(nullptr, ::mkdtemp(shm.path.data()));
+    std::string const other = shm.path;
+    struct Case {
+        char const* name;
+        bool progress, overwrite, move, otherFileSystem;
+    } const cases[] = {
+        {"plain copy", false, false, false, false},
+        {"copy with progress", true, false, false, true},
+        {"overwriting copy", true, true, false, false},
+        {"move across file systems", true, false, true, true},
+        {"move on one file system: a rename", true, false, true, false},
+    };
+    int i = 0;
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string const source = here.File(("src" + std::to_string(i)).c_str());
+        std::string const dest =
+            (c.otherFileSystem ? other : here.Path().string()) + "/dst" + std::to_string(i++);
+        // Times, mode, owner and an attribute that nothing would give a new file.
+        WriteFile(source, "data");
+        ::setxattr(source.c_str(), "user.varn", "kept", 4, 0);
+        if (::geteuid() == 0) {
+            ASSERT_EQ(0, ::chown(source.c_str(), 4321, 4321));
+        }
+        ASSERT_EQ(0, ::chmod(source.c_str(), 0640));
+        struct timespec const times[2] = {{1'000'000'000, 0}, {978'307'200, 0}};
+        ASSERT_EQ(0, ::utimensat(AT_FDCWD, source.c_str(), times, 0));
+        if (c.overwrite) {
+            WriteFile(dest, "old");
+        }
+        Meta const expected = MetaOf(source);
+        struct stat before {};
+        ::stat(source.c_str(), &before);
+        Progress p;
+        _CopyProgress_Info info{Progress::Record, &p, nullptr};
+        unsigned int const status =
+            !c.progress ? CUFile::Copy(Str(source), Str(dest))
+            : c.move    ? CUFile::MoveWithProgress(Str(source), Str(dest), &info, false)
+                        : CUFile::CopyWithProgress(Str(source), Str(dest), &info, c.overwrite);
+        ASSERT_EQ(0u, status);
+        EXPECT_EQ(expected, MetaOf(dest));
+        EXPECT_EQ("data", ReadFile(dest));
+        EXPECT_EQ(c.move, !fs::exists(source)) << "a move, and only a move, removes its source";
+        struct stat after {};
+        ::stat(dest.c_str(), &after);
+        if (c.move && !c.otherFileSystem) {
+            EXPECT_EQ(before.st_ino, after.st_ino);
+        } else if (c.progress) {
+            ASSERT_FALSE(p.calls.empty());
+            EXPECT_EQ(4u, p.calls.back().second);
+        }
     }
-    TempFolder dir;
-    WriteFile(dir.File("src"), std::string(100000, 'm'));
-    std::string dest = "/dev/shm/varn-move-" + std::to_string(::getpid());
-    Progress p;
-    _CopyProgress_Info info{Progress::Record, &p, nullptr};
-    EXPECT_EQ(0u, CUFile::MoveWithProgress(Str(dir.File("src")), Str(dest), &info, false));
-    EXPECT_EQ(std::string(100000, 'm'), ReadFile(dest));
-    EXPECT_FALSE(fs::exists(dir.File("src")));
-    ASSERT_FALSE(p.calls.empty());
-    EXPECT_EQ(100000u, p.calls.back().second);
-    fs::remove(dest);
+
+    // Links: the plain copy and a move to another file system make a link with the same target.
+    fs::create_symlink("src0", here.File("link"));
+    ASSERT_EQ(0u, CUFile::Copy(Str(here.File("link")), Str(here.File("copied-link"))));
+    ASSERT_EQ(0u, MoveFile(here.File("link"), other + "/moved-link"));
+    for (std::string const& link : {here.File("copied-link"), other + "/moved-link"}) {
+        EXPECT_TRUE(fs::is_symlink(link)) << link;
+        EXPECT_EQ("src0", fs::read_symlink(link).string()) << link;
+    }
+    EXPECT_FALSE(fs::exists(fs::symlink_status(here.File("link"))));
 }
 
 TEST(CUFileInfo, WaitFileNotExistChecksTheGivenNumberOfTimes) {
@@ -215,4 +281,41 @@ TEST(CUFileInfo, WaitFileNotExistChecksTheGivenNumberOfTimes) {
     EXPECT_FALSE(f.z_WaitFileNotExist(Str(dir.File("missing")), 0));
     EXPECT_TRUE(f.z_WaitFileNotExist(Str(dir.File("missing")), 1));
     EXPECT_FALSE(f.z_WaitFileNotExist(CUSharedPtr<CUStringMac>(), 5));
+}
+
+// A copy made from inside a main loop on GLib's global default context (as a GTK program runs
+// it) keeps that loop's sources served.
+TEST(CUFileInfo, CopyFromTheGlobalMainLoopKeepsItsTimersFiring) {
+    struct Scene {
+        std::string source, destination;
+        GMainLoop* loop = nullptr;
+        int ticks = 0;
+        unsigned int status = 99;
+    };
+    TempFolder dir;
+    Scene scene{dir.File("src"), dir.File("dst")};
+    WriteFile(scene.source, Pattern(64u << 20));
+    scene.loop = g_main_loop_new(nullptr, FALSE);
+    guint const timer = g_timeout_add(
+        1,
+        [](gpointer s) -> gboolean {
+            ++static_cast<Scene*>(s)->ticks;
+            return G_SOURCE_CONTINUE;
+        },
+        &scene);
+    g_idle_add(
+        [](gpointer s) -> gboolean {
+            auto* scene = static_cast<Scene*>(s);
+            int const before = scene->ticks;
+            scene->status = CopyFile(scene->source, scene->destination);
+            scene->ticks -= before; // only the ticks served while the copy ran
+            g_main_loop_quit(scene->loop);
+            return G_SOURCE_REMOVE;
+        },
+        &scene);
+    g_main_loop_run(scene.loop);
+    g_source_remove(timer);
+    g_main_loop_unref(scene.loop);
+    EXPECT_EQ(0u, scene.status);
+    EXPECT_GT(scene.ticks, 0) << "the application's 1 ms timer never ran during the copy";
 }
