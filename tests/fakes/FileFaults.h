@@ -44,8 +44,7 @@ class TempFolder {
 };
 
 inline void WriteFile(std::string const& path, std::string const& contents) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << contents;
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << contents;
 }
 
 inline std::string ReadFile(std::string const& path) {

@@ -43,12 +43,6 @@ struct Fault {
     unsigned int copy, plain, overwrite, move, movePastChecks;
 };
 
-template <typename F> unsigned int Outcome(F&& f) {
-    unsigned int status = 0;
-    unsigned int const code = CodeOf([&] { status = f(); });
-    return code != 0 ? code : status;
-}
-
 // Every entry below `folders`, with its contents and size (an unreadable file shows its size).
 std::map<std::string, std::string> Snapshot(std::vector<std::string> const& folders) {
     std::map<std::string, std::string> entries;
@@ -70,7 +64,9 @@ std::string UnderFault(Fault const& fault, Files const& f,
     _CopyProgress_Info info{nullptr, nullptr, nullptr};
     std::string broken;
     auto check = [&](char const* what, unsigned int expected, auto&& operation) {
-        unsigned int const got = expected != 0 ? Outcome(operation) : 0;
+        unsigned int status = 0;
+        unsigned int const code = expected != 0 ? CodeOf([&] { status = operation(); }) : 0;
+        unsigned int const got = code != 0 ? code : status; // returned or thrown
         if (got != expected) {
             broken += std::string(fault.name) + ": " + what + " gave " + std::to_string(got) + "\n";
         }
