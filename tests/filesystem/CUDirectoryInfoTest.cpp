@@ -98,17 +98,10 @@ TEST(CUDirectoryInfo, ListingsSeparateFoldersFromFilesAndGiveEveryNameExactlyOrL
     fs::create_directories(root + "/sub");
     EXPECT_EQ(0u, CUDirectory::GetFiles(Str(root))->Count());
     // Text names, odd but valid, are listed with exactly their bytes; links count as files.
-    std::multiset<std::string> const files = {"one",
-                                              ".hidden",
-                                              "link",
-                                              "locked",
-                                              "line\nbreak",
-                                              "tab\tname",
-                                              "caf\xC3\xA9",
-                                              "\xEF\xBB\xBF"
-                                              "marked",
-                                              "xy",
-                                              "-n"};
+    std::multiset<std::string> const files = {
+        "one",         ".hidden",   "link",        "locked",
+        "line\nbreak", "tab\tname", "caf\xC3\xA9", "\xEF\xBB\xBFmarked",
+        "xy",          "-n"};
     for (std::string const& name : files) {
         if (name != "link") {
             WriteFile(root + "/" + name, name);
