@@ -1,7 +1,6 @@
-// FakeMachine.h — a fake machine with one volume of every kind, built on FakeSystemTree.
-//
-// Each member names the real mount-point folder of one volume; the kernel tables under
-// tree.Kernel() describe the devices behind them as sysfs, udev and the mount table would.
+// FakeMachine.h — a fake machine with one volume of every kind: each member names the real
+// mount point of one volume, and tree.Kernel() describes the devices behind them as sysfs, udev
+// and the mount table would.
 #pragma once
 
 #include "fakes/FakeSystemTree.h"

@@ -1,43 +1,25 @@
-// FakeSystemTree.h — a fake /proc, /sys, /dev and udev database in a temporary folder, with
-// real folders to serve as mount points, for tests of the volume service and CUDriveInfo.
-//
-// Layout under a fresh temporary folder B:
-//   B/kernel/...  the root handed to the volume service (proc/self/mountinfo, sys, dev, run)
-//   B/fs/...      real folders used as mount points, so that paths below them resolve
-// The mount table always starts with a root entry whose device numbers (0:9999) match no
-// real file, so mount lookups are decided by the mount points alone.
+// FakeSystemTree.h — a fake /proc, /sys, /dev and udev database for tests of the volume service
+// and CUDriveInfo: B/kernel is the root handed to the service, B/fs holds real folders that serve
+// as mount points (so paths below them resolve), B a fresh temporary folder. The mount table
+// starts with a root entry whose numbers (0:9999) match no real file, so mount lookups are
+// decided by the mount points alone.
 #pragma once
 
-#include <cstdlib>
+#include "fakes/FileFaults.h"
+
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 
 namespace fakes {
 
 class FakeSystemTree {
   public:
-    FakeSystemTree() {
-        std::filesystem::path temp = std::filesystem::temp_directory_path() / "varn-volume-XXXXXX";
-        std::string pattern = temp.string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("mkdtemp failed");
-        }
-        m_base = std::filesystem::canonical(pattern).string();
+    FakeSystemTree() : m_base(std::filesystem::canonical(m_folder.Path()).string()) {
         std::filesystem::create_directories(m_base + "/kernel/proc/self");
         std::filesystem::create_directories(m_base + "/fs");
-        m_mountinfo = "1 0 0:9999 / / rw,relatime - ext4 /dev/vda1 rw\n";
         Flush();
     }
-
-    ~FakeSystemTree() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_base, ignored);
-    }
-
-    FakeSystemTree(FakeSystemTree const&) = delete;
-    FakeSystemTree& operator=(FakeSystemTree const&) = delete;
 
     /// The root to give the volume service.
     std::string Kernel() const { return m_base + "/kernel"; }
@@ -56,12 +38,6 @@ class FakeSystemTree {
         m_mountinfo += std::to_string(m_nextId) + " 1 " + numbers + " / " + Escape(mountPoint) +
                        " rw,relatime shared:" + std::to_string(m_nextId) + " - " + type + " " +
                        Escape(source) + " rw\n";
-        Flush();
-    }
-
-    /// Appends a raw line to the mount table.
-    void MountLine(std::string const& line) {
-        m_mountinfo += line + "\n";
         Flush();
     }
 
@@ -97,25 +73,14 @@ class FakeSystemTree {
         File("/dev/" + name, "");
     }
 
+    /// The text with blanks, tabs, line feeds and backslashes in the kernel's octal escapes.
     static std::string Escape(std::string const& text) {
         std::string out;
         for (char c : text) {
-            switch (c) {
-            case ' ':
-                out += "\\040";
-                break;
-            case '\t':
-                out += "\\011";
-                break;
-            case '\n':
-                out += "\\012";
-                break;
-            case '\\':
-                out += "\\134";
-                break;
-            default:
-                out += c;
-            }
+            bool special = c == ' ' || c == '\t' || c == '\n' || c == '\\';
+            out += special ? "\\" + std::to_string(c / 8 / 8) + std::to_string(c / 8 % 8) +
+                                 std::to_string(c % 8)
+                           : std::string(1, c);
         }
         return out;
     }
@@ -123,8 +88,9 @@ class FakeSystemTree {
   private:
     void Flush() const { std::ofstream(Kernel() + "/proc/self/mountinfo") << m_mountinfo; }
 
+    varn::test::TempFolder m_folder;
     std::string m_base;
-    std::string m_mountinfo;
+    std::string m_mountinfo = "1 0 0:9999 / / rw,relatime - ext4 /dev/vda1 rw\n";
     int m_nextId = 1;
 };
 

@@ -44,8 +44,7 @@ class TempFolder {
 };
 
 inline void WriteFile(std::string const& path, std::string const& contents) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << contents;
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << contents;
 }
 
 inline std::string ReadFile(std::string const& path) {
@@ -80,18 +79,15 @@ struct FaultyFiles {
     }
     static int Open(char const* path, platform::FileAccess access, bool create) {
         ++opens;
-        if (openError != 0 && access != platform::FileAccess::Read) {
-            return -openError;
-        }
-        return platform::SystemFileCalls().open(path, access, create);
+        return openError != 0 && access != platform::FileAccess::Read
+                   ? -openError
+                   : platform::SystemFileCalls().open(path, access, create);
     }
     static long long Pread(int fd, void* buffer, std::size_t count, std::uint64_t offset) {
         ++preads;
         preadOffsets.push_back(offset);
-        if (preadError != 0) {
-            return -preadError;
-        }
-        return platform::SystemFileCalls().pread(fd, buffer, count, offset);
+        return preadError != 0 ? -preadError
+                               : platform::SystemFileCalls().pread(fd, buffer, count, offset);
     }
     static long long Pwrite(int fd, void const* buffer, std::size_t count, std::uint64_t offset) {
         ++pwrites;
@@ -112,17 +108,12 @@ struct FaultyFiles {
     }
     static int Ftruncate(int fd, std::uint64_t size) {
         ++ftruncates;
-        if (ftruncateError != 0) {
-            return -ftruncateError;
-        }
-        return platform::SystemFileCalls().ftruncate(fd, size);
+        return ftruncateError != 0 ? -ftruncateError
+                                   : platform::SystemFileCalls().ftruncate(fd, size);
     }
     static int Fsize(int fd, std::uint64_t* size) {
         ++fsizes;
-        if (fsizeError != 0) {
-            return -fsizeError;
-        }
-        return platform::SystemFileCalls().fsize(fd, size);
+        return fsizeError != 0 ? -fsizeError : platform::SystemFileCalls().fsize(fd, size);
     }
     static int Close(int fd) {
         ++closes;

@@ -1,18 +1,28 @@
-// CUDirectoryInfoTest.cpp — folder entries: creation with ancestors, deletion, listing, trash.
+// CUDirectoryInfoTest.cpp — folder entries: creation with ancestors, listing and deletion
+// (unreadable entries, names that are no text, links out of the tree, folders that vanish or
+// change after a listing, other threads at work meanwhile), trash.
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
+#include "support/Permissions.h"
 
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUDirectoryInfo.h>
 #include <VarnUtilityLib/CUFileInfo.h>
 #include <VarnUtilityLib/CUFileStream.h>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 using namespace varn::test;
 namespace fs = std::filesystem;
@@ -27,13 +37,22 @@ class PrivateHome : public ::testing::Environment {
         ::setenv("HOME", home_.Path().c_str(), 1);
         ::setenv("XDG_DATA_HOME", (home_.Path() / "data").c_str(), 1);
     }
-    static fs::path DataHome() { return std::getenv("XDG_DATA_HOME"); }
 
   private:
     TempFolder home_;
 };
 
 ::testing::Environment* const privateHome = ::testing::AddGlobalTestEnvironment(new PrivateHome);
+
+// The names (after "<root>/") of a listing, each path checked to start with the root.
+std::multiset<std::string> Listed(std::string const& root, CUSharedPtr<CUArray> const& items) {
+    std::multiset<std::string> names;
+    for (std::string const& path : FullNames(items)) {
+        EXPECT_EQ(root + "/", path.substr(0, root.size() + 1));
+        names.insert(path.substr(root.size() + 1));
+    }
+    return names;
+}
 
 } // namespace
 
@@ -72,64 +91,212 @@ TEST(CUDirectoryInfo, CreateMakesEveryMissingLevelAndStopsWithFourAtAFile) {
     fs::current_path(before);
 }
 
-TEST(CUDirectoryInfo, DeleteNeedsAnEmptyExistingFolderUnlessRecursive) {
+TEST(CUDirectoryInfo, ListingsSeparateFoldersFromFilesAndGiveEveryNameExactlyOrLeaveItOut) {
     TempFolder dir;
-    fs::create_directory(dir.File("full"));
-    WriteFile(dir.File("full/f"), "x");
-    WriteFile(dir.File("file"), "x");
-    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("full"))); }));
-    EXPECT_EQ(3u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("file"))); }));
-    EXPECT_EQ(3u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("missing"))); }));
-    EXPECT_EQ(2u, CodeOf([] { CUDirectory::Delete(CUSharedPtr<CUStringMac>()); }));
-    CUStringMac empty("", CUString_CharCode_UTF8);
-    EXPECT_EQ(1u, CodeOf([&] { CUDirectory::Delete(&empty, true); }));
-    fs::create_directory(dir.File("empty"));
-    CUDirectory::Delete(Str(dir.File("empty")));
-    EXPECT_FALSE(fs::exists(dir.File("empty")));
-    CUDirectory::Delete(Str(dir.File("full")), true);
-    EXPECT_FALSE(fs::exists(dir.File("full")));
+    PermissionsApply permissions(dir.Path());
+    std::string const root = dir.File("t");
+    fs::create_directories(root + "/sub");
+    EXPECT_EQ(0u, CUDirectory::GetFiles(Str(root))->Count());
+    // Text names, odd but valid, are listed with exactly their bytes; links count as files.
+    std::multiset<std::string> const files = {
+        "one",         ".hidden",   "link",        "locked",
+        "line\nbreak", "tab\tname", "caf\xC3\xA9", "\xEF\xBB\xBFmarked",
+        "xy",          "-n"};
+    for (std::string const& name : files) {
+        if (name != "link") {
+            WriteFile(root + "/" + name, name);
+        }
+    }
+    fs::create_directory_symlink(root + "/sub", root + "/link");
+    // Byte names that are no UTF-8 have no text: they are left out, and never given as another
+    // name (a stray 0xA9 dropped would make "xy").
+    for (char const* name : {"x\xA9y", "bad\xFF\xFE", "\xC3"}) {
+        WriteFile(root + "/" + name, name);
+    }
+    fs::create_directories(root + "/dir\xFE/inner\xFF");
+    fs::create_directories(root + "/sealed/inner");
+    ASSERT_EQ(0, ::chmod((root + "/locked").c_str(), 0));
+    ASSERT_EQ(0, ::chmod((root + "/sealed").c_str(), 0));
+
+    EXPECT_EQ(files, Listed(root, CUDirectory::GetFiles(Str(root))));
+    CUSharedPtr<CUArray> folders = CUDirectory::GetDirectories(Str(root));
+    EXPECT_EQ((std::multiset<std::string>{"sealed", "sub"}), Listed(root, folders));
+    EXPECT_TRUE(CUSharedPtr<CUDirectoryInfo>(folders->ObjectAtIndex(0)));
+    EXPECT_TRUE(CUSharedPtr<CUFileInfo>(CUDirectory::GetFiles(Str(root))->ObjectAtIndex(0)));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::GetFiles(Str(root + "/one")); }));
+    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::GetDirectories(Str(root + "/missing")); }));
+    EXPECT_EQ(2u, CodeOf([] { CUDirectory::GetFiles(static_cast<CUStringMac*>(nullptr)); }));
+    if (!permissions.Applies()) {
+        GTEST_SKIP() << "permission bits do not apply to this process: no unreadable folder";
+    }
+    // The folder exists but cannot be opened: an empty listing, not a throw.
+    EXPECT_EQ(0u, CUDirectory::GetFiles(Str(root + "/sealed"))->Count());
 }
 
-TEST(CUDirectoryInfo, RecursiveDeleteRemovesTheTreeButNeverFollowsALinkOutOfIt) {
+TEST(CUDirectoryInfo, DeleteNeedsAnEmptyFolderUnlessRecursiveAndNeverLeavesTheTree) {
     TempFolder dir;
     TempFolder outside;
     WriteFile(outside.File("precious"), "keep me");
-    fs::create_directories(dir.File("t/a/b"));
-    WriteFile(dir.File("t/f1"), "1");
-    WriteFile(dir.File("t/a/f2"), "2");
-    WriteFile(dir.File("t/a/b/f3"), "3");
-    fs::create_directory_symlink(outside.Path(), dir.File("t/a/link"));
-    fs::create_symlink(outside.File("precious"), dir.File("t/filelink"));
-    CUDirectory::Delete(Str(dir.File("t")), true);
-    EXPECT_FALSE(fs::exists(dir.File("t")));
+    PermissionsApply permissions(dir.Path());
+    // Each tree holds <sub>/<file> ("f"); the recursive ones links out of the tree as well.
+    struct Row {
+        char const* name;
+        bool recursive;
+        char const* sub;
+        char const* file;
+        char const* locked; // made `mode`, when the permission bits apply
+        mode_t mode;
+        unsigned int code;
+    } const rows[] = {
+        {"empty", false, "", nullptr, nullptr, 0, 0},
+        {"full", false, "", "f", nullptr, 0, 4},
+        {"tree with links out", true, "a/b", "f", nullptr, 0, 0},
+        {"names that are no text", true, "dir\xFE", "inner\xFF", nullptr, 0, 0},
+        // A file without any permission is still removed: that takes only its folder's rights.
+        {"unreadable file", true, "sub", "locked", "sub/locked", 0, 0},
+        // A sub-folder that cannot be read lists as empty, so its own removal fails with 4.
+        {"unreadable folder", true, "sealed", "f", "sealed", 0300, 4},
+        // A file in a folder that cannot be changed fails with 8 and stays.
+        {"folder that cannot change", true, "fixed", "f", "fixed", 0555, 8},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (row.locked != nullptr && !permissions.Applies()) {
+            continue; // the bits do not apply to this process: skipped below
+        }
+        std::string const t = dir.File(row.name),
+                          file = t + "/" + row.sub + "/" + (row.file ? row.file : "");
+        fs::create_directories(t + "/" + row.sub);
+        if (row.file != nullptr) {
+            WriteFile(file, "f");
+        }
+        if (row.recursive) {
+            fs::create_directory_symlink(outside.Path(), t + "/link");
+            fs::create_symlink(outside.File("precious"), t + "/" + row.sub + "/filelink");
+        }
+        if (row.locked != nullptr) {
+            ASSERT_EQ(0, ::chmod((t + "/" + row.locked).c_str(), row.mode));
+        }
+        EXPECT_EQ(row.code, CodeOf([&] { CUDirectory::Delete(Str(t), row.recursive); }));
+        EXPECT_EQ(row.code != 0, fs::exists(t));
+        if (row.code != 0) {
+            EXPECT_EQ("f", ReadFile(file));
+        }
+    }
     EXPECT_EQ("keep me", ReadFile(outside.File("precious")));
-
     // A link given as the tree itself is not descended into either.
     fs::create_directory_symlink(outside.Path(), dir.File("rootlink"));
     EXPECT_EQ(4u, CodeOf([&] { CUDirectory::Delete(Str(dir.File("rootlink")), true); }));
     EXPECT_EQ("keep me", ReadFile(outside.File("precious")));
+    WriteFile(dir.File("file"), "x");
+    // A folder that vanished or became a file since it was listed: 3, or 4 when recursive.
+    for (std::string const& gone : {dir.File("file"), dir.File("missing")}) {
+        EXPECT_EQ(3u, CodeOf([&] { CUDirectory::Delete(Str(gone)); })) << gone;
+        EXPECT_EQ(4u, CodeOf([&] { CUDirectory::Delete(Str(gone), true); })) << gone;
+        EXPECT_EQ(4u, CodeOf([&] { CUDirectoryInfo(Str(gone)).GetDirectories(); })) << gone;
+    }
+    EXPECT_EQ("x", ReadFile(dir.File("file")));
+    EXPECT_EQ(2u, CodeOf([] { CUDirectory::Delete(CUSharedPtr<CUStringMac>()); }));
+    CUStringMac empty("", CUString_CharCode_UTF8);
+    EXPECT_EQ(1u, CodeOf([&] { CUDirectory::Delete(&empty, true); }));
+    if (!permissions.Applies()) {
+        GTEST_SKIP() << "permission bits do not apply to this process: the locked trees not run";
+    }
 }
 
-TEST(CUDirectoryInfo, ListingsSeparateFoldersFromFilesAndTreatLinksAsFiles) {
+TEST(CUDirectoryInfo, ListingWhileAnotherThreadDeletesGivesOnlyNamesThatExisted) {
     TempFolder dir;
-    EXPECT_EQ(0u, CUDirectory::GetFiles(Str(dir.Path().string()))->Count());
-    WriteFile(dir.File("one"), "1");
-    WriteFile(dir.File("two"), "2");
-    WriteFile(dir.File(".hidden"), "h");
-    fs::create_directory(dir.File("sub"));
-    fs::create_directory_symlink(dir.File("sub"), dir.File("link"));
-    CUSharedPtr<CUArray> files = CUDirectory::GetFiles(Str(dir.Path().string()));
-    CUSharedPtr<CUArray> folders = CUDirectory::GetDirectories(Str(dir.Path().string()));
-    EXPECT_EQ((std::set<std::string>{"one", "two", ".hidden", "link"}), NamesIn(files));
-    EXPECT_EQ(std::vector<std::string>{dir.File("sub")}, FullNames(folders));
-    CUSharedPtr<CUFileInfo> file = files->ObjectAtIndex(0);
-    EXPECT_TRUE(file);
-    CUSharedPtr<CUDirectoryInfo> folder = folders->ObjectAtIndex(0);
-    EXPECT_TRUE(folder);
+    std::string const root = dir.File("t");
+    fs::create_directory(root);
+    std::vector<std::string> doomed; // 1500 files "f<n>" and 100 folders "d<n>"
+    for (int i = 0; i < 1600; ++i) {
+        doomed.push_back((i < 1500 ? "f" : "d") + std::to_string(i));
+        if (i < 1500) {
+            WriteFile(root + "/" + doomed.back(), "");
+        } else {
+            fs::create_directory(root + "/" + doomed.back());
+        }
+    }
+    std::set<std::string> const names(doomed.begin(), doomed.end());
+    std::shuffle(doomed.begin(), doomed.end(), std::mt19937(7));
 
-    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::GetFiles(Str(dir.File("one"))); }));
-    EXPECT_EQ(4u, CodeOf([&] { CUDirectory::GetDirectories(Str(dir.File("missing"))); }));
-    EXPECT_EQ(2u, CodeOf([] { CUDirectory::GetFiles(static_cast<CUStringMac*>(nullptr)); }));
+    std::atomic<bool> removingFolder{false}, done{false};
+    std::thread deleter([&] {
+        for (std::string const& name : doomed) {
+            fs::remove(root + "/" + name);
+        }
+        removingFolder = true;
+        fs::remove(root);
+        done = true;
+    });
+    int listings = 0, refusals = 0;
+    std::vector<std::string> problems;
+    for (bool finalPass = false; !finalPass;) {
+        finalPass = done;
+        for (bool wantFolders : {false, true}) {
+            try {
+                CUSharedPtr<CUArray> items = wantFolders ? CUDirectory::GetDirectories(Str(root))
+                                                         : CUDirectory::GetFiles(Str(root));
+                ++listings;
+                for (std::string const& path : FullNames(items)) {
+                    std::string name = path.substr(root.size() + 1);
+                    bool known = names.count(name) && name[0] == (wantFolders ? 'd' : 'f');
+                    if (path.compare(0, root.size() + 1, root + "/") != 0 || !known) {
+                        problems.push_back("listed " + path);
+                    }
+                }
+            } catch (unsigned int code) {
+                ++refusals;
+                if (code != 4 || !removingFolder) {
+                    problems.push_back("threw " + std::to_string(code));
+                }
+            }
+        }
+    }
+    deleter.join();
+    EXPECT_TRUE(problems.empty()) << problems.front();
+    EXPECT_GT(listings, 0);
+    EXPECT_GT(refusals, 0) << "the last listings, after the folder went, throw 4";
+}
+
+TEST(CUDirectoryInfo, AFolderSwappedForALinkWhileTheTreeIsDeletedIsNeverFollowed) {
+    // While "d/big" is being emptied, another thread moves "d" away and puts a link to another
+    // tree in its place, a tree shaped like what the deletion still has to do. Deleting by path
+    // would go on through the link; the deletion must never reach that tree.
+    TempFolder dir;
+    TempFolder outside;
+    fs::create_directory(outside.File("big"));
+    WriteFile(outside.File("zzz.txt"), "precious");
+    std::string const root = dir.File("t");
+    fs::create_directories(root + "/d/big");
+    for (int i = 0; i < 3000; ++i) {
+        WriteFile(root + "/d/big/f" + std::to_string(i), "");
+    }
+    WriteFile(root + "/d/zzz.txt", "inside");
+    std::atomic<bool> swapped{false};
+    std::thread swapper([&] {
+        std::error_code ec;
+        for (int spins = 0; spins < 2'000'000 && !swapped; ++spins) {
+            auto const left = std::distance(fs::directory_iterator(root + "/d/big", ec),
+                                            fs::directory_iterator());
+            if (ec) {
+                break; // already gone: nothing left to swap
+            }
+            if (left < 2900) {
+                fs::rename(root + "/d", dir.File("moved"), ec);
+                fs::create_directory_symlink(outside.Path(), root + "/d", ec);
+                swapped = true;
+            }
+        }
+    });
+    try {
+        CUDirectory::Delete(Str(root), true);
+    } catch (unsigned int) {
+        // The link in the folder's place may refuse the last step; what matters is below.
+    }
+    swapper.join();
+    EXPECT_EQ("precious", ReadFile(outside.File("zzz.txt")));
+    EXPECT_TRUE(fs::is_directory(outside.File("big")));
 }
 
 TEST(CUDirectoryInfo, RecyclePutsTheFolderInTheTrashWithItsInfoFile) {
@@ -139,7 +306,7 @@ TEST(CUDirectoryInfo, RecyclePutsTheFolderInTheTrashWithItsInfoFile) {
     WriteFile(dir.File("old stuff/f"), "x");
     CUDirectory::Recycle(Str(dir.File("old stuff")));
     EXPECT_FALSE(fs::exists(dir.File("old stuff")));
-    fs::path trash = PrivateHome::DataHome() / "Trash";
+    fs::path trash = fs::path(std::getenv("XDG_DATA_HOME")) / "Trash";
     EXPECT_EQ("x", ReadFile((trash / "files" / "old stuff" / "f").string()));
     std::string info = ReadFile((trash / "info" / "old stuff.trashinfo").string());
     for (char const* part : {"[Trash Info]", "Path=", "DeletionDate="}) {

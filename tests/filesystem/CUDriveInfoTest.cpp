@@ -31,19 +31,13 @@ class CUDriveInfoFake : public ::testing::Test {
         CUStringMac p = Utf8(path);
         return CUDriveInfo::CreateCUDriveInfo(p);
     }
-    int typeOf(std::string const& path) {
-        CUSharedPtr<CUDriveInfo> d = drive(path);
-        EXPECT_TRUE(d) << path;
-        return d ? d->GetDriveType() : -1;
-    }
 
     static inline fakes::FakeMachine* shared = nullptr;
     fakes::FakeMachine& machine = *shared;
 };
 
 TEST_F(CUDriveInfoFake, EachKindOfVolumeGetsItsDriveType) {
-    // A device path that sysfs does not know (orphan) is still a device: fixed, as when the
-    // device registry has no entry for a BSD name.
+    // A device path that sysfs does not know (orphan) is still a device: fixed.
     std::pair<std::string const&, int> const rows[] = {
         {machine.optical, CUDriveType_Optical},  {machine.ramDisk, CUDriveType_Ram},
         {machine.zram, CUDriveType_Ram},         {machine.tmpfs, CUDriveType_Ram},
@@ -54,7 +48,9 @@ TEST_F(CUDriveInfoFake, EachKindOfVolumeGetsItsDriveType) {
         {machine.sdCard, CUDriveType_Removable}, {machine.orphan, CUDriveType_Fixed},
     };
     for (auto const& [path, type] : rows) {
-        EXPECT_EQ(type, typeOf(path)) << path;
+        CUSharedPtr<CUDriveInfo> d = drive(path);
+        ASSERT_TRUE(d) << path;
+        EXPECT_EQ(type, d->GetDriveType()) << path;
     }
 }
 
@@ -79,7 +75,7 @@ TEST_F(CUDriveInfoFake, PathInsideAVolumeOrBelowAMissingFolderResolvesToItsMount
     }
 }
 
-TEST_F(CUDriveInfoFake, MediaRootPathOfAnUnmountedVolumeKeepsItsNameAndTypeSix) {
+TEST_F(CUDriveInfoFake, MediaRootPathKeepsItsVolumeNameAndIsReadyOnlyWhenMounted) {
     for (std::string root : {"/media/varn-nobody", "/run/media/varn-nobody", "/Volumes", "/mnt"}) {
         std::string volume = root + "/VARN ABSENT VOLUME";
         ASSERT_FALSE(std::filesystem::exists(volume)) << volume;
@@ -95,15 +91,12 @@ TEST_F(CUDriveInfoFake, MediaRootPathOfAnUnmountedVolumeKeepsItsNameAndTypeSix) 
         EXPECT_FALSE(d->GetVolumeLabel());
         EXPECT_FALSE(d->GetDisplayString());
     }
-}
-
-TEST_F(CUDriveInfoFake, MediaRootPathIsReadyWhenMountedAndMediaItselfIsNoMediaRoot) {
-    std::string volume = "/media/varn-nobody/LISTED";
-    ASSERT_FALSE(std::filesystem::exists(volume));
-    machine.tree.Mount("8:65", volume, "exfat", "/dev/sde1");
-    CUSharedPtr<CUDriveInfo> d = drive(volume + "/");
+    std::string const listed = "/media/varn-nobody/LISTED";
+    ASSERT_FALSE(std::filesystem::exists(listed));
+    machine.tree.Mount("8:65", listed, "exfat", "/dev/sde1");
+    CUSharedPtr<CUDriveInfo> d = drive(listed + "/");
     ASSERT_TRUE(d);
-    EXPECT_EQ(volume + "/", Text(d->GetName()));
+    EXPECT_EQ(listed + "/", Text(d->GetName()));
     EXPECT_TRUE(d->IsReady());
 
     // "/media" itself is no media root: the walk continues to an existing ancestor.

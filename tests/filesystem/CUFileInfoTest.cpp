@@ -1,19 +1,35 @@
 // CUFileInfoTest.cpp — file entries: names, sizes, deletion, plain copies, copies and moves
-// with progress and cancellation.
+// with progress and cancellation, what a copy keeps besides the bytes, copies made from inside
+// an application's main loop, and copies and moves under faults (a full disk, a file-size limit,
+// unreadable sources and unwritable folders, sources that vanish or change between a listing and
+// their use or while they are copied), where a failed operation must change no file at all.
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
+#include "support/Permissions.h"
+#include "support/SmallDisk.h"
 
 #include <VarnUtilityLib/CUFile.h>
 #include <VarnUtilityLib/CUFileInfo.h>
 
+#include "platform/FileSystem.h"
+
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
+#include <functional>
 #include <iterator>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace varn::test;
@@ -31,6 +47,79 @@ struct Progress {
         return p->stopAfter < 0 || static_cast<int>(p->calls.size()) < p->stopAfter;
     }
 };
+
+// What a copy must keep besides the bytes, as one comparable value.
+using Meta = std::tuple<long, long, mode_t, uid_t, gid_t, std::string>;
+
+Meta MetaOf(std::string const& path) {
+    struct stat st {};
+    EXPECT_EQ(0, ::lstat(path.c_str(), &st)) << path;
+    char value[64] = {};
+    ssize_t const n = ::lgetxattr(path.c_str(), "user.varn", value, sizeof value);
+    return {
+        st.st_atim.tv_sec, st.st_mtim.tv_sec,
+        st.st_mode,        st.st_uid,
+        st.st_gid,         n > 0 ? std::string(value, static_cast<std::size_t>(n)) : std::string()};
+}
+
+constexpr unsigned int kCopyFailed = 0x10003;
+constexpr unsigned int kMoveFailed = 0x10004;
+
+// `src` is copied to the new `dst` and over `old` ("old contents"); `far` is moved to `moved`.
+struct Files {
+    std::string src, dst, old, far, moved;
+};
+
+// What a fault makes of each operation: the status returned or the code thrown (0: not tried).
+struct Fault {
+    char const* name;
+    unsigned int copy, plain, overwrite, move, movePastChecks;
+};
+
+// Every entry below `folders`, with its contents and size (an unreadable file shows its size).
+std::map<std::string, std::string> Snapshot(std::vector<std::string> const& folders) {
+    std::map<std::string, std::string> entries;
+    for (std::string const& folder : folders) {
+        for (auto const& e : fs::recursive_directory_iterator(folder)) {
+            std::error_code ec;
+            entries[e.path().string()] = e.is_regular_file(ec) ? ReadFile(e.path().string()) + "/" +
+                                                                     std::to_string(e.file_size(ec))
+                                                               : "folder";
+        }
+    }
+    return entries;
+}
+
+// Runs every operation under the armed fault; the broken expectations, one a line.
+std::string UnderFault(Fault const& fault, Files const& f,
+                       std::vector<std::string> const& folders) {
+    auto const before = Snapshot(folders);
+    _CopyProgress_Info info{nullptr, nullptr, nullptr};
+    std::string broken;
+    auto check = [&](char const* what, unsigned int expected, auto&& operation) {
+        unsigned int status = 0;
+        unsigned int const code = expected != 0 ? CodeOf([&] { status = operation(); }) : 0;
+        unsigned int const got = code != 0 ? code : status; // returned or thrown
+        if (got != expected) {
+            broken += std::string(fault.name) + ": " + what + " gave " + std::to_string(got) + "\n";
+        }
+    };
+    check("the copy with progress", fault.copy, [&] { return CopyFile(f.src, f.dst); });
+    check("the plain copy", fault.plain, [&] { return CUFile::Copy(Str(f.src), Str(f.dst)); });
+    check("the overwriting copy", fault.overwrite, [&] { return CopyFile(f.src, f.old, true); });
+    // Past the checks (as when the fault comes just after them), the operation fails itself.
+    check("the copy past the checks", kCopyFailed, [&] {
+        return CUFileInfo(Str(f.src)).z_CopyMoveWithProgress(Str(f.dst), &info, false, true);
+    });
+    check("the move", fault.move, [&] { return MoveFile(f.far, f.moved); });
+    check("the move past the checks", fault.movePastChecks, [&] {
+        return CUFileInfo(Str(f.far)).z_CopyMoveWithProgress(Str(f.moved), &info, false, false);
+    });
+    if (Snapshot(folders) != before) {
+        broken += std::string(fault.name) + ": files changed (a partial or lost file)\n";
+    }
+    return broken;
+}
 
 } // namespace
 
@@ -71,8 +160,12 @@ TEST(CUFileInfo, DeleteRemovesFilesAndLinksIgnoresMissingOnesAndRefusesFolders) 
     WriteFile(dir.File("f"), "x");
     WriteFile(outside.File("keep"), "k");
     fs::create_directory_symlink(outside.Path(), dir.File("link"));
+    CUFileInfo f(Str(dir.File("f")));
+    EXPECT_TRUE(f.Exists());
     CUFile::Delete(Str(dir.File("f")));
     EXPECT_FALSE(fs::exists(dir.File("f")));
+    EXPECT_FALSE(f.Exists());
+    EXPECT_FALSE(CUFileInfo(Str(dir.Path().string())).Exists()) << "a folder is no file";
     EXPECT_EQ(0u, CodeOf([&] { CUFile::Delete(Str(dir.File("f"))); }));
     EXPECT_EQ(7u, CodeOf([&] { CUFile::Delete(Str(dir.Path().string())); }));
     CUFile::Delete(Str(dir.File("link")));
@@ -88,7 +181,6 @@ TEST(CUFileInfo, CopiesCheckTheirArgumentsAndReplaceOnlyWhenAsked) {
     EXPECT_EQ(0u, CUFile::Copy(Str(dir.File("src")), Str(dir.File("plain"))));
     EXPECT_EQ("new contents", ReadFile(dir.File("plain")));
     EXPECT_EQ(0x10003u, CUFile::Copy(Str(dir.File("src")), Str(dir.File("dst"))));
-    EXPECT_EQ(0x10001u, CUFile::Copy(Str(dir.File("missing")), Str(dir.File("x"))));
     EXPECT_EQ(0x10001u, CUFile::Copy(Str(dir.File("src")), CUSharedPtr<CUStringMac>()));
     EXPECT_EQ(0x10003u, CUFile::Copy(Str(dir.File("src")), Str(dir.File("no/such/folder/x"))));
 
@@ -100,16 +192,12 @@ TEST(CUFileInfo, CopiesCheckTheirArgumentsAndReplaceOnlyWhenAsked) {
     EXPECT_EQ(2u, CodeOf([&] { src.CopyWithProgress(Str(dir.File("x")), nullptr, false); }));
     EXPECT_EQ(2u, CodeOf([&] { src.CopyWithProgress(CUSharedPtr<CUStringMac>(), &info, false); }));
     EXPECT_EQ(1u, CodeOf([&] { src.CopyWithProgress(Str(""), &info, false); }));
-    CUFileInfo missing(Str(dir.File("missing")));
-    EXPECT_EQ(0u, missing.Length());
+    EXPECT_EQ(0u, CUFileInfo(Str(dir.File("missing"))).Length());
     EXPECT_EQ(0u, CUFileInfo(Str(dir.Path().string())).Length());
-    EXPECT_EQ(9u, CodeOf([&] { missing.CopyWithProgress(Str(dir.File("x")), &info, false); }));
     EXPECT_EQ(4u, CodeOf([&] { src.CopyWithProgress(Str(dir.File("dst")), &info, false); }));
     EXPECT_EQ("old contents that were longer", ReadFile(dir.File("dst")));
     EXPECT_TRUE(p.calls.empty());
 
-    EXPECT_EQ(0x10003u, CopyFile(dir.File("src"), dir.File("none/dst")));
-    EXPECT_EQ(0x10004u, MoveFile(dir.File("src"), dir.File("none/dst")));
     EXPECT_EQ(0u, CopyFile(dir.File("src"), dir.File("dst"), true));
     EXPECT_EQ("new contents", ReadFile(dir.File("dst")));
     EXPECT_EQ("new contents", ReadFile(dir.File("src")));
@@ -175,36 +263,78 @@ TEST(CUFileInfo, CopyReportsNonDecreasingProgressToTheTotalAndCancelsWithoutAPar
         << "src, dst, old and moved: no temporary file is left";
 }
 
-TEST(CUFileInfo, MoveOnOneFileSystemRenames) {
-    TempFolder dir;
-    WriteFile(dir.File("src"), "moved");
-    struct stat before {};
-    ::stat(dir.File("src").c_str(), &before);
-    EXPECT_EQ(0u, MoveFile(dir.File("src"), dir.File("dst")));
-    struct stat after {};
-    ASSERT_EQ(0, ::stat(dir.File("dst").c_str(), &after));
-    EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_FALSE(fs::exists(dir.File("src")));
-}
-
-TEST(CUFileInfo, MoveAcrossFileSystemsCopiesThenDeletes) {
-    struct stat shm {};
-    struct stat tmp {};
-    if (::stat("/dev/shm", &shm) != 0 || ::stat(fs::temp_directory_path().c_str(), &tmp) != 0 ||
-        shm.st_dev == tmp.st_dev || ::access("/dev/shm", W_OK) != 0) {
-        GTEST_SKIP() << "no writable /dev/shm on another file system than the temporary folder";
+TEST(CUFileInfo, CopiesAndMovesKeepTimesModeOwnerAndAttributesAndLinksStayLinks) {
+    TempFolder here;
+    // Another file system: a tmpfs, removed whatever the test's outcome.
+    struct ShmFolder {
+        std::string path = "/dev/shm/varn-meta-XXXXXX";
+        ~ShmFolder() {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    } shm;
+    ASSERT_NE(nullptr, ::mkdtemp(shm.path.data()));
+    std::string const other = shm.path;
+    struct Case {
+        char const* name;
+        bool progress, overwrite, move, otherFileSystem;
+    } const cases[] = {
+        {"plain copy", false, false, false, false},
+        {"copy with progress", true, false, false, true},
+        {"overwriting copy", true, true, false, false},
+        {"move across file systems", true, false, true, true},
+        {"move on one file system: a rename", true, false, true, false},
+    };
+    int i = 0;
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string const source = here.File(("src" + std::to_string(i)).c_str());
+        std::string const dest =
+            (c.otherFileSystem ? other : here.Path().string()) + "/dst" + std::to_string(i++);
+        // Times, mode, owner and an attribute that nothing would give a new file.
+        WriteFile(source, "data");
+        ::setxattr(source.c_str(), "user.varn", "kept", 4, 0);
+        if (::geteuid() == 0) {
+            ASSERT_EQ(0, ::chown(source.c_str(), 4321, 4321));
+        }
+        ASSERT_EQ(0, ::chmod(source.c_str(), 0640));
+        struct timespec const times[2] = {{1'000'000'000, 0}, {978'307'200, 0}};
+        ASSERT_EQ(0, ::utimensat(AT_FDCWD, source.c_str(), times, 0));
+        if (c.overwrite) {
+            WriteFile(dest, "old");
+        }
+        Meta const expected = MetaOf(source);
+        struct stat before {};
+        ::stat(source.c_str(), &before);
+        Progress p;
+        _CopyProgress_Info info{Progress::Record, &p, nullptr};
+        unsigned int const status =
+            !c.progress ? CUFile::Copy(Str(source), Str(dest))
+            : c.move    ? CUFile::MoveWithProgress(Str(source), Str(dest), &info, false)
+                        : CUFile::CopyWithProgress(Str(source), Str(dest), &info, c.overwrite);
+        ASSERT_EQ(0u, status);
+        EXPECT_EQ(expected, MetaOf(dest));
+        EXPECT_EQ("data", ReadFile(dest));
+        EXPECT_EQ(c.move, !fs::exists(source)) << "a move, and only a move, removes its source";
+        struct stat after {};
+        ::stat(dest.c_str(), &after);
+        if (c.move && !c.otherFileSystem) {
+            EXPECT_EQ(before.st_ino, after.st_ino);
+        } else if (c.progress) {
+            ASSERT_FALSE(p.calls.empty());
+            EXPECT_EQ(4u, p.calls.back().second);
+        }
     }
-    TempFolder dir;
-    WriteFile(dir.File("src"), std::string(100000, 'm'));
-    std::string dest = "/dev/shm/varn-move-" + std::to_string(::getpid());
-    Progress p;
-    _CopyProgress_Info info{Progress::Record, &p, nullptr};
-    EXPECT_EQ(0u, CUFile::MoveWithProgress(Str(dir.File("src")), Str(dest), &info, false));
-    EXPECT_EQ(std::string(100000, 'm'), ReadFile(dest));
-    EXPECT_FALSE(fs::exists(dir.File("src")));
-    ASSERT_FALSE(p.calls.empty());
-    EXPECT_EQ(100000u, p.calls.back().second);
-    fs::remove(dest);
+
+    // Links: the plain copy and a move to another file system make a link with the same target.
+    fs::create_symlink("src0", here.File("link"));
+    ASSERT_EQ(0u, CUFile::Copy(Str(here.File("link")), Str(here.File("copied-link"))));
+    ASSERT_EQ(0u, MoveFile(here.File("link"), other + "/moved-link"));
+    for (std::string const& link : {here.File("copied-link"), other + "/moved-link"}) {
+        EXPECT_TRUE(fs::is_symlink(link)) << link;
+        EXPECT_EQ("src0", fs::read_symlink(link).string()) << link;
+    }
+    EXPECT_FALSE(fs::exists(fs::symlink_status(here.File("link"))));
 }
 
 TEST(CUFileInfo, WaitFileNotExistChecksTheGivenNumberOfTimes) {
@@ -215,4 +345,189 @@ TEST(CUFileInfo, WaitFileNotExistChecksTheGivenNumberOfTimes) {
     EXPECT_FALSE(f.z_WaitFileNotExist(Str(dir.File("missing")), 0));
     EXPECT_TRUE(f.z_WaitFileNotExist(Str(dir.File("missing")), 1));
     EXPECT_FALSE(f.z_WaitFileNotExist(CUSharedPtr<CUStringMac>(), 5));
+}
+
+// A copy made from inside a main loop on GLib's global default context (as a GTK program runs
+// it) keeps that loop's sources served.
+TEST(CUFileInfo, CopyFromTheGlobalMainLoopKeepsItsTimersFiring) {
+    struct Scene {
+        std::string source, destination;
+        GMainLoop* loop = nullptr;
+        int ticks = 0;
+        unsigned int status = 99;
+    };
+    TempFolder dir;
+    Scene scene{dir.File("src"), dir.File("dst")};
+    WriteFile(scene.source, Pattern(64u << 20));
+    scene.loop = g_main_loop_new(nullptr, FALSE);
+    guint const timer = g_timeout_add(
+        1,
+        [](gpointer s) -> gboolean {
+            ++static_cast<Scene*>(s)->ticks;
+            return G_SOURCE_CONTINUE;
+        },
+        &scene);
+    g_idle_add(
+        [](gpointer s) -> gboolean {
+            auto* scene = static_cast<Scene*>(s);
+            int const before = scene->ticks;
+            scene->status = CopyFile(scene->source, scene->destination);
+            scene->ticks -= before; // only the ticks served while the copy ran
+            g_main_loop_quit(scene->loop);
+            return G_SOURCE_REMOVE;
+        },
+        &scene);
+    g_main_loop_run(scene.loop);
+    g_source_remove(timer);
+    g_main_loop_unref(scene.loop);
+    EXPECT_EQ(0u, scene.status);
+    EXPECT_GT(scene.ticks, 0) << "the application's 1 ms timer never ran during the copy";
+}
+
+TEST(CUFileInfo, FullDiskFailsCopiesAndMovesWithoutPartialFilesAndRecovers) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the scenario starts copy threads in a child forked from a threaded process, "
+                    "which the race detector cannot follow";
+#endif
+    TempFolder disk;    // a 2 MiB disk is mounted here, in the child only
+    TempFolder outside; // the ordinary file system: the far side of a move
+    std::string const contents = Pattern(384 << 10);
+    WriteFile(outside.File("far"), contents);
+    std::string const root = disk.Path().string();
+    RunOnSmallDisk(root, "2m", [&](ChildReport& report) {
+        Files const f{root + "/src", root + "/dst", root + "/old", outside.File("far"),
+                      root + "/moved"};
+        WriteFile(f.src, contents);
+        WriteFile(f.old, "old contents");
+        FillDisk(root + "/filler");
+        Fault const full{"full disk", kCopyFailed, kCopyFailed, kCopyFailed, kMoveFailed, 0};
+        std::string const broken = UnderFault(full, f, {root, outside.Path().string()});
+        report.Expect(broken.empty(), broken);
+        // Space comes back: the same operations succeed (a leftover would make them fail).
+        fs::remove(root + "/filler");
+        report.Expect(CopyFile(f.src, f.dst) == 0 && ReadFile(f.dst) == contents,
+                      "with space back, the copy succeeds");
+        report.Expect(MoveFile(f.far, f.moved) == 0 && ReadFile(f.moved) == contents &&
+                          !fs::exists(f.far),
+                      "with space back, the move succeeds and removes its source");
+    });
+}
+
+TEST(CUFileInfo, SizeLimitPermissionsAndVanishedSourcesFailCopiesAndMovesWithoutChangingFiles) {
+    TempFolder dir;
+    PermissionsApply permissions(dir.Path());
+    struct rlimit saved {};
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved));
+    auto limit = [&](rlim_t size) {
+        struct rlimit limited = saved;
+        limited.rlim_cur = size;
+        ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limited));
+    };
+    std::string const contents = Pattern(256 << 10);
+    unsigned int const C = kCopyFailed, M = kMoveFailed, bad = 0x10001;
+    struct Row {
+        Fault fault;
+        enum { Limit, Lock, Vanish, BecomeFolder } arm;
+        char const* locked = nullptr; // made `mode`: needs the permission bits to apply
+        mode_t mode = 0;
+    } const rows[] = {
+        {{"file-size limit", C, C, C, 0, 0}, Row::Limit},
+        {{"unreadable source", 9, C, 9, 9, 0}, Row::Lock, "src", 0},
+        {{"folder that cannot change", C, C, 0, M, 0}, Row::Lock, "locked", 0555},
+        {{"vanished source", 9, bad, 9, 9, M}, Row::Vanish},
+        {{"source now a folder", 9, bad, 9, 9, M}, Row::BecomeFolder},
+    };
+    // The limit is process-wide: its signal is ignored, and the limit lifted after its row.
+    auto const previous = std::signal(SIGXFSZ, SIG_IGN);
+    std::string skipped;
+    for (Row const& row : rows) {
+        std::string const sub = dir.File(row.fault.name), locked = sub + "/locked";
+        bool const lockedRow = row.fault.overwrite == 0;
+        if ((row.locked && !permissions.Applies()) ||
+            (row.arm == Row::Limit && saved.rlim_max != RLIM_INFINITY &&
+             saved.rlim_max < (1 << 20))) {
+            skipped += std::string(row.fault.name) + " ";
+            continue;
+        }
+        fs::create_directories(locked);
+        Files const f{sub + "/src", (lockedRow ? locked : sub) + "/dst", sub + "/old", sub + "/src",
+                      (lockedRow ? locked : sub) + "/moved"};
+        WriteFile(f.src, contents);
+        WriteFile(f.old, "old contents");
+        WriteFile(locked + "/kept", "k");
+        if (row.arm == Row::Limit) {
+            limit(64 << 10);
+        } else if (row.arm == Row::Lock) {
+            ASSERT_EQ(0, ::chmod((sub + "/" + row.locked).c_str(), row.mode));
+        } else {
+            fs::remove(f.src);
+        }
+        if (row.arm == Row::BecomeFolder) {
+            fs::create_directory(f.src);
+        }
+        EXPECT_EQ("", UnderFault(row.fault, f, {sub}));
+        if (lockedRow) {
+            EXPECT_EQ(8u, CodeOf([&] { CUFile::Delete(Str(locked + "/kept")); }));
+            EXPECT_EQ("k", ReadFile(locked + "/kept"));
+        }
+        if (row.arm == Row::Limit) {
+            limit(saved.rlim_cur);
+            EXPECT_EQ(0u, CopyFile(f.src, f.dst)) << row.fault.name << ": lifted, it copies";
+            EXPECT_TRUE(contents == ReadFile(f.dst)) << row.fault.name;
+        }
+    }
+    std::signal(SIGXFSZ, previous);
+    if (!skipped.empty()) {
+        GTEST_SKIP() << "cannot be arranged here (permission bits or a low hard limit): "
+                     << skipped;
+    }
+}
+
+TEST(CUFileInfo, CopyEngineKeepsAnUnlinkedSourceAndRefusesAShrunkSourceOrLostDestination) {
+    TempFolder dir;
+    // Three chunks of the engine, so that the action after the first falls between two of them.
+    std::string const contents = Pattern(24 << 20);
+    struct MidCopy {
+        std::function<void(std::uint64_t done)> act;
+        std::uint64_t firstDone = 0;
+        static bool Hook(std::uint64_t done, void* context) {
+            auto* self = static_cast<MidCopy*>(context);
+            if (self->firstDone == 0) {
+                self->firstDone = done;
+                self->act(done);
+            }
+            return true;
+        }
+    };
+    std::string const src = dir.File("src"), dst = dir.File("dst");
+    struct Row {
+        char const* name;
+        std::function<void(std::uint64_t)> act;
+        bool copied;
+    } const rows[] = {
+        {"unlinked source", [&](std::uint64_t) { ::unlink(src.c_str()); }, true},
+        {"shrunk source",
+         [&](std::uint64_t done) { (void)!::truncate(src.c_str(), off_t(done + 4096)); }, false},
+        {"unlinked destination", [&](std::uint64_t) { ::unlink(dst.c_str()); }, false},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.name);
+        fs::remove(dst);
+        WriteFile(src, contents);
+        MidCopy action{row.act};
+        int const in = ::open(src.c_str(), O_RDONLY | O_CLOEXEC);
+        int const out = ::open(dst.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+        int const result =
+            varn::platform::CopyFileData(in, out, contents.size(), MidCopy::Hook, &action);
+        ::close(out);
+        ::close(in);
+        if (row.copied) {
+            EXPECT_EQ(0, result);
+            EXPECT_TRUE(contents == ReadFile(dst)) << "the open source is copied whole";
+        } else if (action.firstDone == contents.size()) {
+            GTEST_SKIP() << "the file system copied in one step (a shared-block copy)";
+        } else {
+            EXPECT_NE(0, result) << "a shrunk source or nameless destination holds no copy";
+        }
+    }
 }

@@ -1,16 +1,25 @@
-// CUFileTest.cpp — the existence tests for files and folders, on ordinary entries and links and
-// on names built to confuse: shell syntax, quotes and newlines (plain characters to the system),
-// names past the system's limits, text that is not UTF-8 and text with U+0000, which no name can
-// hold.
+// CUFileTest.cpp — files by path: the existence tests on ordinary entries and links and on names
+// built to confuse (shell syntax, quotes and newlines are plain characters to the system; names
+// past the system's limits; text that is not UTF-8 or holds U+0000, which no name can hold), the
+// static forms, and named pipes, sockets and devices, which copies and streams refuse at once (a
+// pipe without a writer used to block the open for ever, a device was reported copied with
+// nothing written).
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUDirectory.h>
 #include <VarnUtilityLib/CUFile.h>
 #include <VarnUtilityLib/CUFileInfo.h>
+#include <VarnUtilityLib/CUFileStream.h>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -18,100 +27,72 @@
 using namespace varn::test;
 namespace fs = std::filesystem;
 
-TEST(CUFile, ExistsTellsFilesFromFoldersThroughLinks) {
+TEST(CUFile, ExistsTellsFilesFromFoldersThroughLinksAndFindsEveryNameExactlyAsWritten) {
     TempFolder folder;
     std::string const file = folder.File("plain.txt"), dir = folder.Path().string();
-    WriteFile(file, "x");
-    WriteFile(folder.File("caf\xC3\xA9 \xF0\x9F\x8C\x8D.txt"), "x");
-    std::filesystem::create_directory(folder.File("sub"));
-    std::filesystem::create_symlink(file, folder.File("link"));
-    std::filesystem::create_symlink(folder.File("gone"), folder.File("dangling"));
-    std::filesystem::create_directory_symlink(folder.File("sub"), folder.File("folderlink"));
-    struct Row {
-        std::string path;
-        bool file, folder;
-    } const rows[] = {
-        {file, true, false},
-        {dir, false, true},
-        {dir + "/", false, true},
-        {file + "/", false, false},
-        {folder.File("link"), true, false},
-        {folder.File("dangling"), false, false},
-        {folder.File("folderlink"), false, true},
-        {folder.File("caf\xC3\xA9 \xF0\x9F\x8C\x8D.txt"), true, false},
-        {folder.File("missing"), false, false},
-        {"", false, false},
-    };
-    for (Row const& row : rows) {
-        CUStringMac path = Utf8(row.path);
-        EXPECT_EQ(row.file, CUFile::Exists(&path)) << row.path;
-        EXPECT_EQ(row.folder, CUDirectory::Exists(&path)) << row.path;
-        CUSharedPtr<CUStringMac> shared(new CUStringMac(path));
-        EXPECT_EQ(row.file, CUFile::Exists(shared)) << row.path;
-        EXPECT_EQ(row.folder, CUDirectory::Exists(shared)) << row.path;
+    std::string const longest(255, 'n'), odd = "caf\xC3\xA9 \xF0\x9F\x8C\x8D.txt";
+    std::string wide; // 255 characters of two bytes each: the limit counts bytes
+    for (int i = 0; i < 255; ++i) {
+        wide += "\xC3\xA9";
     }
-    EXPECT_FALSE(CUFile::Exists(static_cast<CUStringMac*>(nullptr)));
-    EXPECT_FALSE(CUFile::Exists(CUSharedPtr<CUStringMac>()));
-    EXPECT_FALSE(CUDirectory::Exists(static_cast<CUStringMac*>(nullptr)));
-    EXPECT_FALSE(CUDirectory::Exists(CUSharedPtr<CUStringMac>()));
-}
-
-TEST(CUFile, HostileNamesAreFoundExactlyAsWrittenAndNothingRuns) {
-    TempFolder folder;
+    std::string deep = dir;
+    while (deep.size() < 70000) {
+        deep += "/" + std::string(200, 'd');
+    }
+    for (std::string const& name : {std::string("plain.txt"), odd, longest, std::string("\xFF")}) {
+        WriteFile(folder.File(name.c_str()), "x");
+    }
+    fs::create_directory(folder.File("sub"));
+    fs::create_symlink(file, folder.File("link"));
+    fs::create_symlink(folder.File("gone"), folder.File("dangling"));
+    fs::create_directory_symlink(folder.File("sub"), folder.File("folderlink"));
+    struct Row {
+        CUStringMac path;
+        bool file, folder;
+    };
+    std::vector<Row> rows = {
+        {Utf8(file), true, false},
+        {Utf8(dir), false, true},
+        {Utf8(dir + "/"), false, true},
+        {Utf8(file + "/"), false, false},
+        {Utf8(folder.File("link")), true, false},
+        {Utf8(folder.File("dangling")), false, false},
+        {Utf8(folder.File("folderlink")), false, true},
+        {Utf8(folder.File(odd.c_str())), true, false},
+        {Utf8(folder.File("missing")), false, false},
+        {Utf8(""), false, false},
+        {Utf8(folder.File(longest.c_str())), true, false},
+        {Utf8(folder.File((longest + "n").c_str())), false, false}, // one byte past NAME_MAX
+        {Utf8(folder.File(wide.c_str())), false, false},
+        {Utf8(deep), false, false},                // past PATH_MAX
+        {Utf8(folder.File("\xFF")), false, false}, // not UTF-8: a null text
+        {Units(u"/tmp/\xD800"), false, false},     // no UTF-8 form
+        // U+0000 must not cut the text short at an existing name.
+        {Units(std::u16string(file.begin(), file.end()) + u'\0' + u"hidden"), false, false},
+        {Units(std::u16string(dir.begin(), dir.end()) + u'\0' + u"/x"), false, false},
+    };
     for (char const* name :
          {"line\nbreak", "$(touch pwned)", "`touch pwned`", "it's", "say \"hi\"", "-rf", "a;b|c&d",
           "*?[x]", " lead", "trail ", "tab\there", "\x01\x1f\x7f", "back\\slash", "..a", "%s%n%x",
           "\xE2\x80\xAEtxt.exe" /* a right-to-left override */}) {
-        std::string file = folder.File(name);
-        WriteFile(file, "x");
-        CUStringMac path = Utf8(file);
-        EXPECT_TRUE(CUFile::Exists(&path)) << name;
-        EXPECT_FALSE(CUDirectory::Exists(&path)) << name;
-        CUStringMac near = Utf8(file + "\n");
-        EXPECT_FALSE(CUFile::Exists(&near)) << name;
+        WriteFile(folder.File(name), "x");
+        rows.push_back({Utf8(folder.File(name)), true, false});
+        rows.push_back({Utf8(folder.File(name) + "\n"), false, false});
     }
-    EXPECT_FALSE(std::filesystem::exists(folder.Path() / "pwned"));
-    EXPECT_FALSE(std::filesystem::exists("pwned"));
-}
-
-TEST(CUFile, NamesPastTheSystemLimitsAreMissing) {
-    TempFolder folder;
-    std::string const longest(255, 'n');
-    WriteFile(folder.File(longest.c_str()), "x");
-    CUStringMac fits = Utf8(folder.File(longest.c_str()));
-    EXPECT_TRUE(CUFile::Exists(&fits));
-    CUStringMac tooLong = Utf8(folder.File((longest + "n").c_str())); // one byte past NAME_MAX
-    EXPECT_FALSE(CUFile::Exists(&tooLong));
-    // 255 characters of two bytes each: the limit counts bytes.
-    std::string wide;
-    for (int i = 0; i < 255; ++i) {
-        wide += "\xC3\xA9";
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        CUStringMac& path = rows[i].path;
+        CUSharedPtr<CUStringMac> shared(new CUStringMac(path));
+        EXPECT_EQ(rows[i].file, CUFile::Exists(&path)) << "row " << i;
+        EXPECT_EQ(rows[i].folder, CUDirectory::Exists(&path)) << "row " << i;
+        EXPECT_EQ(rows[i].file, CUFile::Exists(shared)) << "row " << i;
+        EXPECT_EQ(rows[i].folder, CUDirectory::Exists(shared)) << "row " << i;
     }
-    CUStringMac wideName = Utf8(folder.File(wide.c_str()));
-    EXPECT_FALSE(CUFile::Exists(&wideName));
-    std::string deep = folder.Path().string();
-    while (deep.size() < 70000) {
-        deep += "/" + std::string(200, 'd');
-    }
-    CUStringMac pastPathMax = Utf8(deep);
-    EXPECT_FALSE(CUFile::Exists(&pastPathMax));
-    EXPECT_FALSE(CUDirectory::Exists(&pastPathMax));
-}
-
-TEST(CUFile, TextWithoutAnExactByteFormNamesNothingEvenWhenSomeBytesDo) {
-    TempFolder folder;
-    WriteFile(folder.File("\xFF"), "x");
-    std::string const shown = folder.File("shown"), dir = folder.Path().string();
-    WriteFile(shown, "x");
-    CUStringMac raw = Utf8(folder.File("\xFF")); // not UTF-8: a null text
-    EXPECT_FALSE(CUFile::Exists(&raw));
-    CUStringMac lone = Units(u"/tmp/\xD800"); // no UTF-8 form
-    EXPECT_FALSE(CUFile::Exists(&lone));
-    // U+0000 must not cut the text short at an existing name.
-    CUStringMac hidden = Units(std::u16string(shown.begin(), shown.end()) + u'\0' + u"hidden");
-    EXPECT_FALSE(CUFile::Exists(&hidden));
-    CUStringMac hiddenDir = Units(std::u16string(dir.begin(), dir.end()) + u'\0' + u"/x");
-    EXPECT_FALSE(CUDirectory::Exists(&hiddenDir));
+    EXPECT_FALSE(fs::exists(folder.Path() / "pwned"));
+    EXPECT_FALSE(fs::exists("pwned"));
+    EXPECT_FALSE(CUFile::Exists(static_cast<CUStringMac*>(nullptr)));
+    EXPECT_FALSE(CUFile::Exists(CUSharedPtr<CUStringMac>()));
+    EXPECT_FALSE(CUDirectory::Exists(static_cast<CUStringMac*>(nullptr)));
+    EXPECT_FALSE(CUDirectory::Exists(CUSharedPtr<CUStringMac>()));
 }
 
 TEST(CUFile, StaticFormsActOnThePathTheyAreGiven) {
@@ -140,4 +121,33 @@ TEST(CUFile, StaticFormsActOnThePathTheyAreGiven) {
     EXPECT_FALSE(fs::exists(folder.File("c")));
     CUFileInfo info(Str(folder.File("x")));
     EXPECT_TRUE(Text(info.Description()).ends_with(folder.File("x")));
+}
+
+TEST(CUFile, NamedPipesSocketsAndDevicesAreRefusedByCopiesAndStreamsWithoutWaiting) {
+    alarm(60); // a wait on a pipe ends the program instead of the suite's time
+    TempFolder folder;
+    std::string const pipe = folder.File("pipe"), socketPath = folder.File("socket");
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0644));
+    int const listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(0, ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    for (std::string const& source : {pipe, socketPath, std::string("/dev/null")}) {
+        SCOPED_TRACE(source);
+        EXPECT_TRUE(CUFile::Exists(Str(source))) << "listed and found as a file";
+        std::string const copy = folder.File("copy");
+        EXPECT_NE(0u, CUFile::Copy(Str(source), Str(copy)));
+        // The check before a copy with progress opens the source as a stream, which refuses it.
+        EXPECT_EQ(9u, CodeOf([&] { CopyFile(source, copy); }));
+        EXPECT_EQ(9u, CodeOf([&] { CopyFile(source, copy, true); }));
+        EXPECT_FALSE(fs::exists(copy));
+        for (CUStream_FileAccess access : {CUStream_FileAccess_Read, CUStream_FileAccess_Write}) {
+            CUSharedPtr<CUStringMac> path = Str(source);
+            EXPECT_EQ(5u,
+                      CodeOf([&] { CUFileStream(path, CUStream_FileMode_Open, access, false); }));
+        }
+    }
+    ::close(listener);
+    alarm(0);
 }

@@ -1,6 +1,5 @@
-// FileTesting.h — small helpers for the file, folder and stream tests: strings from UTF-8 or
-// UTF-16 units and back, the code an operation throws, patterned contents, copies without a
-// progress callback and the names of a listing.
+// FileTesting.h — helpers for the file, folder and stream tests: strings, thrown codes, patterned
+// contents, copies without a progress callback and the names of a listing.
 #pragma once
 
 #include <VarnUtilityLib/CUArray.h>
@@ -73,8 +72,8 @@ inline unsigned int MoveFile(std::string const& from, std::string const& to) {
 inline std::vector<std::string> FullNames(CUSharedPtr<CUArray> const& items) {
     std::vector<std::string> result;
     for (unsigned long i = 0; i < items->Count(); ++i) {
-        CUSharedPtr<CUFileSysytemInfo> entry = items->ObjectAtIndex(i);
-        result.push_back(Text(entry->GetFullName()));
+        result.push_back(
+            Text(CUSharedPtr<CUFileSysytemInfo>(items->ObjectAtIndex(i))->GetFullName()));
     }
     return result;
 }

@@ -1,10 +1,7 @@
-// Permissions.h — for tests of unreadable and unwritable entries: makes permission bits apply
-// to the process for one scope.
-//
-// Root passes every permission check. When the tests run as root, the scope switches the
-// effective user and group to an unprivileged id (the saved ids stay 0, so the switch back
-// works) after handing the test's folder to that id; everything made inside the scope then
-// belongs to it. Process-wide: use it only in tests whose threads all run inside the scope.
+// Permissions.h — makes permission bits apply to the process for one scope. Root passes every
+// check, so as root the scope hands the test's folder to an unprivileged id and switches the
+// effective ids to it (the saved ids stay 0 for the way back). Process-wide: use it only in
+// tests whose threads all run inside the scope.
 #pragma once
 
 #include <fcntl.h>
@@ -44,8 +41,7 @@ class PermissionsApply {
             unlink(probe.c_str());
         }
     }
-    /// Gives the owner every right again on everything below the folder, so that it can be
-    /// removed, then switches back.
+    /// Gives the owner every right again below the folder, so that it can be removed.
     ~PermissionsApply() {
         Unlock(folder_);
         if (switched_) {
@@ -63,14 +59,14 @@ class PermissionsApply {
     static constexpr unsigned kNobody = 65534;
 
     static void Unlock(std::filesystem::path const& path) {
+        namespace fs = std::filesystem;
         std::error_code ignored;
-        if (std::filesystem::is_symlink(path, ignored)) {
+        if (fs::is_symlink(path, ignored)) {
             return;
         }
-        std::filesystem::permissions(path, std::filesystem::perms::owner_all,
-                                     std::filesystem::perm_options::add, ignored);
-        if (std::filesystem::is_directory(path, ignored)) {
-            for (auto const& entry : std::filesystem::directory_iterator(path, ignored)) {
+        fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, ignored);
+        if (fs::is_directory(path, ignored)) {
+            for (auto const& entry : fs::directory_iterator(path, ignored)) {
                 Unlock(entry.path());
             }
         }

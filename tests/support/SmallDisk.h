@@ -1,10 +1,6 @@
 // SmallDisk.h — a real, small disk for fault tests: a tmpfs of a chosen size mounted on a test's
-// own folder in a private mount namespace of a forked child.
-//
-// A user namespace makes the mount possible without privileges where the kernel allows it;
-// elsewhere the test is skipped with the reason. The child runs the scenario, reports each broken
-// expectation on a pipe (one line each) and exits; the parent turns the lines into a failure.
-// Nothing mounted in the child reaches the parent's namespace.
+// own folder in a private mount namespace (a user namespace where needed) of a forked child,
+// which reports each broken expectation on a pipe, one a line.
 #pragma once
 
 #include <fcntl.h>
@@ -34,10 +30,7 @@ inline void FillDisk(std::string const& path) {
 /// Collects the broken expectations of a child's scenario.
 struct ChildReport {
     int fd;
-    void Fail(std::string const& what) {
-        std::string line = what + "\n";
-        (void)!write(fd, line.data(), line.size());
-    }
+    void Fail(std::string const& what) { (void)!write(fd, (what + "\n").data(), what.size() + 1); }
     void Expect(bool condition, std::string const& what) {
         if (!condition) {
             Fail(what);
@@ -49,29 +42,26 @@ namespace detail {
 
 constexpr int kSmallDiskSkipped = 77;
 
-inline bool WriteProcFile(char const* path, std::string const& text) {
+inline void WriteProcFile(char const* path, std::string const& text) {
     int fd = open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
+    if (fd >= 0) {
+        (void)!write(fd, text.data(), text.size());
+        close(fd);
     }
-    bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(fd);
-    return ok;
 }
 
 // In the child: a private mount namespace with a tmpfs of `size` (mount syntax, "64k") on
 // `where`. False (and errno kept) when the system does not allow it.
 inline bool MountSmallDisk(std::string const& where, char const* size) {
-    uid_t uid = getuid();
-    gid_t gid = getgid();
+    std::string const uid = std::to_string(getuid()), gid = std::to_string(getgid());
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        if (uid != 0 || unshare(CLONE_NEWNS) != 0) {
+        if (uid != "0" || unshare(CLONE_NEWNS) != 0) {
             return false;
         }
     } else {
         WriteProcFile("/proc/self/setgroups", "deny");
-        WriteProcFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-        WriteProcFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+        WriteProcFile("/proc/self/uid_map", "0 " + uid + " 1");
+        WriteProcFile("/proc/self/gid_map", "0 " + gid + " 1");
     }
     // Nothing mounted here may reach the parent's namespace.
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {

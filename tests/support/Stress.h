@@ -1,5 +1,5 @@
-// Stress.h — how long the stress tests run: VARN_STRESS_SECONDS (a positive number of
-// seconds, fractions allowed), 2 when unset or unreadable. CI sets 10 for one run.
+// Stress.h — how long the stress tests run: VARN_STRESS_SECONDS (positive, fractions allowed),
+// 2 when unset or unreadable. CI sets 10 for one run.
 #pragma once
 
 #include <chrono>

@@ -1,8 +1,6 @@
-// XmlConformanceCatalog.h — reads the catalog of the W3C XML conformance suite for the tests.
-//
-// The catalog is a tab-separated file with a header row; the tests use the id, the type
-// (valid, invalid, not-wf, error), the entities column, the document path relative to the
-// suite's root, and the XML version, recommendation and namespace columns.
+// XmlConformanceCatalog.h — the catalog of the W3C XML conformance suite: a tab-separated file
+// with a header row, of which the tests use the id, type (valid, invalid, not-wf, error),
+// entities, document path (from the suite's root), version, recommendation and namespaces.
 #pragma once
 
 #include <fstream>
