@@ -23,57 +23,29 @@ long PeakKiB() {
 
 constexpr long kMemoryBoundKiB = 64 * 1024;
 
-// Ten levels of ten references each: 10^9 copies of "lol" if expanded.
-std::string LaughsDeclarations() {
-    std::string text = "<!DOCTYPE r [\n<!ENTITY l0 \"lol\">\n";
-    for (int level = 1; level <= 9; ++level) {
-        text += "<!ENTITY l" + std::to_string(level) + " \"";
-        for (int i = 0; i < 10; ++i) {
-            text += "&l" + std::to_string(level - 1) + ";";
-        }
-        text += "\">\n";
-    }
-    return text + "]>\n";
-}
-
 std::string Nested(std::size_t depth) {
-    std::string text;
-    text.reserve(depth * 7);
-    for (std::size_t i = 0; i < depth; ++i) {
-        text += "<e>";
-    }
-    for (std::size_t i = 0; i < depth; ++i) {
-        text += "</e>";
-    }
-    return text;
+    return Repeat(static_cast<int>(depth), "<e>") + Repeat(static_cast<int>(depth), "</e>");
 }
 
 } // namespace
 
 TEST(CUXmlDomDocumentNode, HostileDocumentsAreRefusedWithinBoundedMemoryAndAddNothing) {
-    std::string quadratic = "<!DOCTYPE r [<!ENTITY b \"" + std::string(50000, 'x') + "\">]><r a=\"";
-    for (int i = 0; i < 20000; ++i) {
-        quadratic += "&b;";
-    }
-    quadratic += "\"/>";
-    std::string millionOpen;
-    for (int i = 0; i < 1000000; ++i) {
-        millionOpen += "<e>"; // the reader must refuse at the limit, not recurse to the end
-    }
-    std::string duplicate = "<r";
-    for (int i = 0; i < 20000; ++i) {
-        duplicate += " a" + std::to_string(i) + "=\"\"";
-    }
-    duplicate += " a777=\"again\"/>";
+    // Ten levels of ten references each: 10^9 copies of "xxx" if expanded.
+    std::string const laughs = EntityChain(10, 10, 3);
+    std::string const quadratic = "<!DOCTYPE r [<!ENTITY b \"" + std::string(50000, 'x') +
+                                  "\">]><r a=\"" + Repeat(20000, "&b;") + "\"/>";
+    std::string const duplicate =
+        "<r" + Repeat(20000, [](int i) { return " a" + std::to_string(i) + "=\"\""; }) +
+        " a777=\"again\"/>";
     struct Row {
         char const* what;
         std::string text;
     } const rows[] = {
-        {"expansion bomb in content", LaughsDeclarations() + "<r>&l9;</r>"},
-        {"expansion bomb in an attribute", LaughsDeclarations() + "<r a=\"&l9;\"/>"},
+        {"expansion bomb in content", laughs + "<a>&e9;</a>"},
+        {"expansion bomb in an attribute", laughs + "<a t=\"&e9;\"/>"},
         {"one large entity referenced many times", quadratic},
         {"nesting one past the limit", Nested(varn::platform::kMaxXmlDepth + 1)},
-        {"a million start tags", millionOpen},
+        {"a million start tags", Repeat(1000000, "<e>")}, // refused at the limit, not at the end
         {"a duplicate among many attributes", duplicate},
     };
     for (Row const& row : rows) {
@@ -89,14 +61,15 @@ TEST(CUXmlDomDocumentNode, HostileDocumentsAreRefusedWithinBoundedMemoryAndAddNo
 // Loaded, written in one call to the stream and loaded again, each gives the same tree; those
 // written in the source's own form give back the very text.
 TEST(CUXmlDomDocumentNode, LargeDeepAndOddDocumentsWriteBackToTheSameTree) {
-    std::string many = "<r>", attributes = "<r";
-    for (int i = 0; i < 5000; ++i) { // enough text and nodes to grow the writer's block often
-        many += "<i n=\"" + std::to_string(i) + "\" s=\"a&amp;b\">x &lt; " + std::to_string(i) +
-                " \xC3\xA9</i>";
-    }
-    for (int i = 100000; i < 200000; ++i) { // names of one length: key order is this order
-        attributes += " a" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
-    }
+    // Enough text and nodes to grow the writer's block many times.
+    std::string const many = Repeat(5000, [](int i) {
+        return "<i n=\"" + std::to_string(i) + "\" s=\"a&amp;b\">x &lt; " + std::to_string(i) +
+               " \xC3\xA9</i>";
+    });
+    // Names of one length: their key order is this order.
+    std::string const attributes = Repeat(100000, [](int i) {
+        return " a" + std::to_string(100000 + i) + "=\"" + std::to_string(100000 + i) + "\"";
+    });
     std::string const mark = "\xEF\xBB\xBF"; // U+FEFF inside a document is content, not a mark
     struct Row {
         char const* what;
@@ -104,8 +77,8 @@ TEST(CUXmlDomDocumentNode, LargeDeepAndOddDocumentsWriteBackToTheSameTree) {
         bool exact;
     } const rows[] = {
         {"nesting up to the limit", Nested(varn::platform::kMaxXmlDepth), true},
-        {"a hundred thousand attributes", attributes + "></r>", true},
-        {"five thousand elements", many + "</r>", true},
+        {"a hundred thousand attributes", "<r" + attributes + "></r>", true},
+        {"five thousand elements", "<r>" + many + "</r>", true},
         {"zero-width no-break spaces",
          "<r a=\"" + mark + "v\"><f>" + mark + "t</f><g>" + mark + "</g></r>", true},
         {"blanks as references", "<r><a>&#32;</a><b>a &amp;&#32;&#10;&amp; b</b></r>", true},

@@ -43,24 +43,11 @@ void RunRows(std::vector<Row> const& rows, bool lenient, bool anyColumn = false)
     }
 }
 
-// n entities, each referring m times to the one before, over a first of `size` letters.
-std::string Amplifying(int n, int m, int size) {
-    std::string text = "<!DOCTYPE a [<!ENTITY e0 \"" + std::string(size, 'x') + "\">";
-    for (int k = 1; k < n; ++k) {
-        text += "<!ENTITY e" + std::to_string(k) + " \"";
-        for (int j = 0; j < m; ++j) {
-            text += "&e" + std::to_string(k - 1) + ";";
-        }
-        text += "\">";
-    }
-    return text + "]><a>&e" + std::to_string(n - 1) + ";</a>";
-}
-
 } // namespace
 
 TEST(CUXmlDomDocumentNode, LenientLoadKeepsTheModelAndTakesCommentsCDataAndInternalEntities) {
     // 10 MB from 1.8 kB, refused at the reference.
-    std::string const amplifying = Amplifying(3, 100, 1000);
+    std::string const amplifying = EntityChain(3, 100, 1000) + "<a>&e2;</a>";
     std::string const amplified = "!entity expansion more than 100 times the document@1:" +
                                   std::to_string(amplifying.find("<a>") + 4);
     RunRows(
@@ -105,7 +92,7 @@ TEST(CUXmlDomDocumentNode, LenientLoadKeepsTheModelAndTakesCommentsCDataAndInter
              "<!DOCTYPE a [<!ENTITY a \"&b;\"><!ENTITY b \"&a;\">]><a>&a;</a>",
              "!entity &a; refers to itself or nests too deep@1:53"},
             {"expansion far beyond the document", amplifying, amplified.c_str()},
-            {"expansion within the limit", Amplifying(2, 3, 2), "a['xxxxxx']"},
+            {"expansion within the limit", EntityChain(2, 3, 2) + "<a>&e1;</a>", "a['xxxxxx']"},
             {"still not well-formed", "<a><!-- x -- y --></a>",
              "!not well-formed (invalid token)@1:13"},
             {"mismatched end tag", "<a>\n  <b></a>", "!mismatched end tag </a>@2:6"},
@@ -135,10 +122,7 @@ TEST(CUXmlDomDocumentNode, ExactLoadIsTheDefaultAndEncodingMayHaveBlanksAroundEq
 }
 
 TEST(CUXmlDomDocumentNode, RefusedLoadGivesReasonAndPlaceInBothModes) {
-    std::string deep;
-    for (int i = 0; i <= 1024; ++i) {
-        deep += "<a>";
-    }
+    std::string const deep = Repeat(1025, "<a>");
     std::vector<Row> const rows = {
         {"mismatched end tag", "<a>\n  <b></a>", "!mismatched end tag </a>@2:6"},
         {"columns count characters", "<a>\xC3\xA9\xE2\x82\xAC&foo;</a>",

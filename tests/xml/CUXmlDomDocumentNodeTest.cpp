@@ -236,11 +236,8 @@ TEST(CUXmlDomDocumentNode, WritesToAndLoadsFromAFileStream) {
 }
 
 TEST(CUXmlDomDocumentNode, ReleasingALargeDocumentLeavesNodesOthersHoldIntact) {
-    std::string text = "<a>";
-    for (int i = 0; i < 200000; ++i) {
-        text += "<b/><b/>"; // 1.6 MB: past the size whose release gives memory back
-    }
-    text += "<c>kept</c></a>";
+    // 1.6 MB: past the size whose release gives memory back.
+    std::string const text = "<a>" + Repeat(200000, "<b/><b/>") + "<c>kept</c></a>";
     CUSharedPtr<CUXmlDomDocumentNode> doc = NewDoc();
     ASSERT_EQ(0u, LoadText(doc, text));
     CUSharedPtr<CUMutableArray> list = doc->GetChildNodes();

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 inline CUSharedPtr<CUStringMac> Str(std::string const& utf8) {
     return CUSharedPtr<CUStringMac>(new CUStringMac(
@@ -84,6 +85,31 @@ class BufferStream : public CUStream {
 
     std::string m_bytes;
 };
+
+// `count` pieces: a fixed text, or what `piece(i)` gives for i = 0, 1, ...
+template <typename Piece> std::string Repeat(int count, Piece const& piece) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        if constexpr (std::is_invocable_v<Piece, int>) {
+            text += piece(i);
+        } else {
+            text += piece;
+        }
+    }
+    return text;
+}
+
+// A document type declaring e0 as `size` letters and each of e1..e(n-1) as m references to the
+// one before: &e(n-1); stands for size * m^(n-1) letters.
+inline std::string EntityChain(int n, int m, int size) {
+    return "<!DOCTYPE a [<!ENTITY e0 \"" + std::string(size, 'x') + "\">" +
+           Repeat(n - 1,
+                  [&](int k) {
+                      return "<!ENTITY e" + std::to_string(k + 1) + " \"" +
+                             Repeat(m, "&e" + std::to_string(k) + ";") + "\">";
+                  }) +
+           "]>";
+}
 
 inline CUSharedPtr<CUXmlDomDocumentNode> NewDoc() {
     return CUSharedPtr<CUXmlDomDocumentNode>(new CUXmlDomDocumentNode());
