@@ -176,55 +176,43 @@ TEST(Volume, MediaRootsAreVolumesMntAndPerUserMediaFolders) {
     }
 }
 
-TEST(Volume, ClassificationKeepsOpticalThenRamThenRemovableOrder) {
-    // Facts: u on USB, m removable media, d removable device, c udev CD-ROM, l loop with a file.
+TEST(Volume, ClassificationKeepsMemoryThenOpticalThenRamThenRemovableOrder) {
+    // Facts: u on USB, m removable media, d removable device, c udev CD-ROM, l loop with a file,
+    // x not in sysfs. Without a disk the volume has no device.
     struct {
+        char const* fsType;
         char const* disk;
         char const* type;
         char const* flags;
-        DriveKind kind;
+        char const* kind;
     } const rows[] = {
         // clang-format off
-        {"sr1", "", "um", DriveKind::Optical}, {"sdx", "5", "", DriveKind::Optical},
-        {"vdb", "", "c", DriveKind::Optical}, {"ram0", "", "m", DriveKind::Ram},
-        {"zram3", "", "", DriveKind::Ram}, {"sdb", "", "m", DriveKind::Removable},
-        {"sdb", "", "d", DriveKind::Removable}, {"sdb", "", "u", DriveKind::Removable},
-        {"mmcblk0", "SD", "", DriveKind::Removable}, {"mmcblk1", "MMC", "", DriveKind::Fixed},
-        {"loop0", "", "l", DriveKind::Removable}, {"loop1", "", "", DriveKind::Fixed},
-        {"nvme0n1", "", "", DriveKind::Fixed},
+        {"ext4", "sr1", "", "um", "optical"}, {"ext4", "sdx", "5", "", "optical"},
+        {"ext4", "vdb", "", "c", "optical"}, {"ext4", "ram0", "", "m", "RAM"},
+        {"ext4", "zram3", "", "", "RAM"}, {"ext4", "sdb", "", "m", "removable"},
+        {"ext4", "sdb", "", "d", "removable"}, {"ext4", "sdb", "", "u", "removable"},
+        {"ext4", "mmcblk0", "SD", "", "removable"}, {"ext4", "mmcblk1", "MMC", "", "fixed"},
+        {"ext4", "loop0", "", "l", "removable"}, {"ext4", "loop1", "", "", "fixed"},
+        {"ext4", "nvme0n1", "", "", "fixed"}, {"iso9660", "sr0", "", "x", "fixed"},
+        {"tmpfs", "sr0", "", "", "RAM"}, {"ramfs", "", "", "", "RAM"},
+        {"devtmpfs", "", "", "", "RAM"}, {"nfs4", "", "", "", "no device"},
+        {"fuse.sshfs", "", "", "", "no device"}, {"proc", "", "", "", "no device"},
         // clang-format on
     };
     for (auto const& row : rows) {
         BlockDeviceFacts f;
-        f.inSysfs = true;
         f.disk = row.disk;
         f.deviceType = row.type;
-        std::string flags = row.flags;
+        std::string const flags = row.flags;
+        f.inSysfs = flags.find('x') == std::string::npos;
         f.onUsb = flags.find('u') != std::string::npos;
         f.mediaRemovable = flags.find('m') != std::string::npos;
         f.deviceRemovable = flags.find('d') != std::string::npos;
         f.udevCdrom = flags.find('c') != std::string::npos;
         f.loop = flags.find('l') != std::string::npos;
-        EXPECT_EQ(row.kind, ClassifyBlockDevice(f)) << row.disk << " " << row.flags;
+        EXPECT_STREQ(row.kind, DriveKindName(ClassifyVolume(row.fsType, *row.disk ? &f : nullptr)))
+            << row.fsType << " " << row.disk << " " << row.flags;
     }
-    BlockDeviceFacts unknown; // not in sysfs
-    unknown.disk = "sr0";
-    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(unknown));
-}
-
-TEST(Volume, MemoryFileSystemsAreRamAndDevicelessVolumesHaveNoDevice) {
-    for (char const* type : {"tmpfs", "ramfs", "devtmpfs"}) {
-        EXPECT_EQ(DriveKind::Ram, ClassifyVolume(type, nullptr)) << type;
-    }
-    for (char const* type : {"nfs4", "cifs", "overlay", "fuse.sshfs", "proc", "sysfs"}) {
-        EXPECT_EQ(DriveKind::NoDevice, ClassifyVolume(type, nullptr)) << type;
-    }
-    BlockDeviceFacts disk;
-    disk.inSysfs = true;
-    disk.disk = "sda";
-    EXPECT_EQ(DriveKind::Fixed, ClassifyVolume("ext4", &disk));
-    EXPECT_STREQ("RAM", DriveKindName(DriveKind::Ram));
-    EXPECT_STREQ("no device", DriveKindName(DriveKind::NoDevice));
 }
 
 // One fake machine serves the whole suite: building it costs a few hundred file operations.
