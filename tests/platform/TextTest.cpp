@@ -157,21 +157,18 @@ TEST(PlatformText, ThreadsComparingTheSameTextsAgreeOnOneCachedKey) {
         s += static_cast<char16_t>(u'A' + i / 26);
         texts.push_back(vp::MakeText(s));
     }
-    std::vector<std::thread> threads;
     std::atomic<int> disagreements{0};
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (std::size_t i = 0; i + 1 < texts.size(); ++i) {
-                int forward = vp::CompareLocalized(texts[i], texts[i + 1], false);
-                int backward = vp::CompareLocalized(texts[i + 1], texts[i], false);
-                if (forward != -backward || forward == 0) {
-                    disagreements.fetch_add(1);
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&] {
+                for (std::size_t i = 0; i + 1 < texts.size(); ++i) {
+                    int forward = vp::CompareLocalized(texts[i], texts[i + 1], false);
+                    int backward = vp::CompareLocalized(texts[i + 1], texts[i], false);
+                    disagreements += forward != -backward || forward == 0 ? 1 : 0;
                 }
-            }
-        });
-    }
-    for (auto& t : threads) {
-        t.join();
+            });
+        }
     }
     EXPECT_EQ(0, disagreements.load());
     for (vp::Text const* t : texts) {
