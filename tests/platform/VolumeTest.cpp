@@ -1,5 +1,4 @@
-// The volume service: mount-table parsing, path rules, classification, and the service over a
-// fake kernel tree and over the running system.
+// The volume service: mount tables, path rules, classification, a fake machine, this one.
 #include "platform/Volume.h"
 
 #include "fakes/FakeMachine.h"

@@ -1,7 +1,4 @@
-// CUXmlDomDocumentNodeConformanceTest.cpp — the reader, the strict load and the lenient load over
-// the W3C XML conformance suite: what is not well-formed does not load, what is well-formed
-// parses (and loads when it holds only what the model keeps), and every loaded document writes
-// back to text that loads to the same tree.
+// Reader, strict load, lenient load and write-back over the W3C XML conformance suite.
 #include "XmlTestSupport.h"
 #include "support/XmlConformanceCatalog.h"
 

@@ -1,6 +1,4 @@
-// CUXmlDomDocumentNodeHostileInputTest.cpp — documents built to hurt a loader: entity
-// expansion bombs, nesting far past the limit, elements with huge numbers of attributes, and
-// text that a careless conversion would change.
+// Documents built to hurt a loader, and large or odd ones that must write back unchanged.
 #include "XmlTestSupport.h"
 
 #include "platform/XmlParser.h"

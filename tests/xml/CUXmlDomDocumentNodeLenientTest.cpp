@@ -1,6 +1,4 @@
-// CUXmlDomDocumentNodeLenientTest.cpp — the lenient load (small documents in, tree or reason
-// out), the reason and place of a refused load in both modes, and that nothing outside the
-// document is ever read.
+// Load outcomes (tree, or reason and place) in both modes; nothing outside is ever read.
 #include "XmlTestSupport.h"
 #include "fakes/FileFaults.h"
 

@@ -1,5 +1,4 @@
-// CUXmlDomDocumentNodeTest.cpp — the strict load, the merging pass, the writer's output and
-// refusals, and the library's own streams and faulty ones.
+// The strict load, the merging pass, the writer, and the library's own and faulty streams.
 #include "XmlTestSupport.h"
 #include "fakes/FileFaults.h"
 

@@ -1,5 +1,4 @@
-// XmlTestSupport.h — helpers shared by the XML document model tests: strings, a stream over a
-// growable buffer that can be told to take fewer bytes than offered, and loading from text.
+// Helpers of the XML tests: strings, an in-memory stream, generated documents, tree texts.
 #pragma once
 
 #include <VarnUtilityLib/CUMutableArray.h>
