@@ -1,4 +1,4 @@
-// The strict load, the merging pass, the writer, and the library's own and faulty streams.
+// The merging pass, the writer, and the library's own and faulty streams.
 #include "XmlTestSupport.h"
 #include "fakes/FileFaults.h"
 
@@ -40,43 +40,6 @@ template <typename... Nodes> void Add(CUXmlDomNode& parent, Nodes const&... node
 }
 
 } // namespace
-
-TEST(CUXmlDomDocumentNode, StrictLoadBuildsTheModelAndKeepsOnlyTopLevelNodesBeforeAFailure) {
-    // Nodes are built while the document is read: after a failure the top-level nodes before
-    // it stay, the element it happened in does not, and a malformed document keeps nothing.
-    std::string utf16("\xFF\xFE", 2);
-    for (char c : std::string("<a>x</a>")) {
-        utf16 += {c, '\0'};
-    }
-    struct Row {
-        std::string text;
-        char const* outcome;
-    } const rows[] = {
-        {"", "!"},
-        {"just text", "!"},
-        {"<a><b></a>", "!"},
-        {"<?xml version=\"1.0\"?>\n<r b=\"2\" a=\"x &amp; &#60;\"><?pi some data?><e/></r>",
-         "?xml:version=\"1.0\" r(a=x & <,b=2)[?pi:some data e]"},
-        {"<a>\n  <b/>\n\t<c> </c>\r\n</a>", "a[b c]"},
-        {"<a>x &amp;&quot; y</a>", "a['x &\" y']"},
-        {"<a>1<b>in</b>2</a>", "a['12' b['in']]"},
-        {"<a><x/>a &lt; b<c/>c</a>", "a[x 'a < bc' c]"},
-        {utf16, "a['x']"},
-        {"<?xml version='1.0' encoding='ISO-8859-1'?><a v='\xE9'>\xFC</a>",
-         "?xml:version='1.0' encoding='ISO-8859-1' a(v=\xC3\xA9)['\xC3\xBC']"},
-        {"<?xml version=\"1.0\"?><a>x&foo;y</a>", "!?xml:version=\"1.0\""},
-        {"<?xml version=\"1.0\"?><a><b/><!-- c --></a>", "!?xml:version=\"1.0\""},
-        {"<a><![CDATA[x]]></a>", "!"},
-        {"<?p d?><!DOCTYPE a><a/>", "!?p:d"},
-        {"<a/><!-- end -->", "!a"},
-        {"<?a 1?><?b 2?><r><x>t</x><y>&foo;</y><z/></r><?c 3?>", "!?a:1 ?b:2"},
-        {"<?a 1?><r><x>t</x></r><bad", "!"},
-        {"<?a 1?><r><!-- c --></r><bad", "!"},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(row.outcome, StrictOutcome(row.text)) << row.text;
-    }
-}
 
 TEST(CUXmlDomDocumentNode, MergeJoinsTextAndPredefinedEntitiesAtTheFirstPieceOrFails) {
     auto b = Element("b");

@@ -171,11 +171,20 @@ inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
     return out;
 }
 
-// The children of a document loaded strictly from `text`, as TreeText gives them; a failed
-// load gives "!" and what it kept.
-inline std::string StrictOutcome(std::string const& text) {
+// The children of a document loaded from `text` as TreeText gives them; after a refused load,
+// what it kept and then "!" with the reason and its place as "@line:column".
+inline std::string Outcome(std::string const& text, bool lenient) {
     CUSharedPtr<CUXmlDomDocumentNode> doc = NewDoc();
+    if (lenient) { // else the default, which is the exact load
+        doc->SetLenientLoad(true);
+    }
     bool const loaded = LoadText(doc, text) == 0;
-    std::string const tree = TreeText(doc);
-    return (loaded ? "" : "!") + (tree.size() >= 2 ? tree.substr(1, tree.size() - 2) : tree);
+    std::string tree = TreeText(doc);
+    tree = tree.size() >= 2 ? tree.substr(1, tree.size() - 2) : tree; // without #document[]
+    if (loaded) {
+        return tree;
+    }
+    return (tree.empty() ? "" : tree + " ") + "!" + Utf8(doc->GetLoadErrorReason()) + "@" +
+           std::to_string(doc->GetLoadErrorLine()) + ":" +
+           std::to_string(doc->GetLoadErrorColumn());
 }
