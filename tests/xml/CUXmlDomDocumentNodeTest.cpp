@@ -6,27 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
 #include <vector>
 
 namespace {
 
-CUSharedPtr<CUXmlDomNode> Text(char const* text) {
-    return CUXmlDomDocumentNode::CreateTextNode(Str(text));
-}
-CUSharedPtr<CUXmlDomNode> Ref(char const* name) {
-    return CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(Str(name));
-}
-// An element with attributes set in the given order (a null value stores none).
-CUSharedPtr<CUXmlDomNode>
-Element(std::string const& name,
-        std::initializer_list<std::pair<char const*, char const*>> attributes = {}) {
-    auto element = CUXmlDomDocumentNode::CreateElementNode(Str(name));
-    for (auto const& [key, value] : attributes) {
-        element->SetAttribute(Str(key), value != nullptr ? Str(value) : nullptr);
-    }
-    return element;
-}
 CUSharedPtr<CUXmlDomNode> Pi(char const* target, char const* data) {
     return CUXmlDomDocumentNode::CreateProcessingInstructionNode(Str(target), Str(data));
 }
@@ -35,10 +18,6 @@ CUSharedPtr<CUXmlDomNode> Units(std::u16string const& units) {
         new CUStringMac(reinterpret_cast<unsigned short*>(const_cast<char16_t*>(units.data())),
                         static_cast<unsigned int>(units.size() * 2))));
 }
-template <typename... Nodes> void Add(CUXmlDomNode& parent, Nodes const&... nodes) {
-    (parent.GetChildNodes()->AddObject(nodes), ...);
-}
-
 } // namespace
 
 TEST(CUXmlDomDocumentNode, MergeJoinsTextAndPredefinedEntitiesAtTheFirstPieceOrFails) {

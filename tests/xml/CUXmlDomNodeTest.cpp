@@ -69,17 +69,11 @@ TEST(CUXmlDomNode, AttributesLookUpAndKeepNullValues) {
 }
 
 TEST(CUXmlDomNode, DumpShowsEveryPartAttributesInKeyOrderAndIndentsChildren) {
-    auto a = CUXmlDomDocumentNode::CreateElementNode(Str("a"));
-    a->SetAttribute(Str("x"), Str("1"));
-    a->GetChildNodes()->AddObject(CUXmlDomDocumentNode::CreateTextNode(Str("hi")));
-    auto b = CUXmlDomDocumentNode::CreateElementNode(Str("b"));
-    b->SetAttribute(Str("b"), Str("2"));
-    b->SetAttribute(Str("a"), Str("1"));
-    b->SetAttribute(Str("n"), nullptr);
+    auto a = Element("a", {{"x", "1"}});
+    Add(*a, Text("hi"));
+    auto b = Element("b", {{"b", "2"}, {"a", "1"}, {"n", nullptr}});
     CUXmlDomDocumentNode doc; // entries that are not nodes are counted but not shown
-    doc.GetChildNodes()->AddObject(Str("not a node"));
-    doc.GetChildNodes()->AddObject(nullptr);
-    doc.GetChildNodes()->AddObject(CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(Str("e")));
+    Add(doc, Str("not a node"), CUSharedPtr<CUObject>(), Ref("e"));
     CUXmlDomEntityReferenceNode ref;
     struct Row {
         CUXmlDomNode* node;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 inline CUSharedPtr<CUStringMac> Str(std::string const& utf8) {
     return CUSharedPtr<CUStringMac>(new CUStringMac(
@@ -108,6 +109,26 @@ inline std::string EntityChain(int n, int m, int size) {
                              Repeat(m, "&e" + std::to_string(k) + ";") + "\">";
                   }) +
            "]>";
+}
+
+inline CUSharedPtr<CUXmlDomNode> Text(char const* text) {
+    return CUXmlDomDocumentNode::CreateTextNode(Str(text));
+}
+inline CUSharedPtr<CUXmlDomNode> Ref(char const* name) {
+    return CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(Str(name));
+}
+// An element with attributes set in the given order (a null value stores none).
+inline CUSharedPtr<CUXmlDomNode>
+Element(std::string const& name,
+        std::initializer_list<std::pair<char const*, char const*>> attributes = {}) {
+    auto element = CUXmlDomDocumentNode::CreateElementNode(Str(name));
+    for (auto const& [key, value] : attributes) {
+        element->SetAttribute(Str(key), value != nullptr ? Str(value) : nullptr);
+    }
+    return element;
+}
+template <typename... Nodes> void Add(CUXmlDomNode& parent, Nodes const&... nodes) {
+    (parent.GetChildNodes()->AddObject(nodes), ...);
 }
 
 inline CUSharedPtr<CUXmlDomDocumentNode> NewDoc() {
