@@ -120,7 +120,7 @@ TEST(XmlParser, PiecesArriveAsTheReaderSeesThem) {
     EXPECT_EQ("<a>[\xC3\xA9]</>", Shape(Parse(be).topLevel));
 }
 
-TEST(XmlParser, EscapeReplacesTheFiveSpecialCharactersAndProtectsBlanksTheReaderWouldDrop) {
+TEST(XmlParser, EscapeReplacesTheFiveMarkupCharactersAndProtectsBlanksTheReaderWouldDrop) {
     EXPECT_EQ(EscapeXmlText("a<b>&'\"\r\n\xC3\xA9"), "a&lt;b&gt;&amp;&apos;&quot;&#13;\n\xC3\xA9");
     EXPECT_EQ(EscapeXmlText(""), "");
     EXPECT_EQ(EscapeXmlText("a b\tc"), "a b\tc");
