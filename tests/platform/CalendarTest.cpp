@@ -48,19 +48,19 @@ TEST(Calendar, FixedOffsetsRoundToMinutesAndStopAtEighteenHours) {
 }
 
 TEST(Calendar, OutOfRangeFieldsRollOverAndNegativeZeroSecondsBecomeZero) {
-    CFGregorianDate g{2024, 13, 1, 0, 0, 0.0};
-    CFGregorianDate january{2024, 1, 1, 0, 0, 0.0};
-    EXPECT_DOUBLE_EQ(cal::AbsoluteFromGregorian(january, cal::Zone{}),
-                     cal::AbsoluteFromGregorian(g, cal::Zone{}));
-    CFGregorianDate day32{2024, 1, 32, 0, 0, 0.0};
-    CFGregorianDate feb1{2024, 2, 1, 0, 0, 0.0};
-    EXPECT_DOUBLE_EQ(cal::AbsoluteFromGregorian(feb1, cal::Zone{}),
-                     cal::AbsoluteFromGregorian(day32, cal::Zone{}));
-    CFGregorianDate negativeMinute{2024, 1, 1, 0, -1, 0.0};
-    EXPECT_DOUBLE_EQ(cal::AbsoluteFromGregorian(january, cal::Zone{}) - 60.0,
-                     cal::AbsoluteFromGregorian(negativeMinute, cal::Zone{}));
-    CFGregorianDate zero = cal::GregorianFromAbsolute(-0.0, cal::Zone{});
-    EXPECT_FALSE(std::signbit(zero.second));
-    CFGregorianDate absurd = cal::GregorianFromAbsolute(1e300, cal::Zone{});
-    EXPECT_EQ(0, absurd.year) << "instants beyond any calendar give an empty record";
+    struct Row {
+        CFGregorianDate given, same; // `given` lies `shift` seconds after `same`
+        double shift;
+    } const rows[] = {
+        {{2024, 13, 1, 0, 0, 0.0}, {2024, 1, 1, 0, 0, 0.0}, 0.0},
+        {{2024, 1, 32, 0, 0, 0.0}, {2024, 2, 1, 0, 0, 0.0}, 0.0},
+        {{2024, 1, 1, 0, -1, 0.0}, {2024, 1, 1, 0, 0, 0.0}, -60.0},
+    };
+    for (Row const& row : rows) {
+        EXPECT_DOUBLE_EQ(cal::AbsoluteFromGregorian(row.same, cal::Zone{}) + row.shift,
+                         cal::AbsoluteFromGregorian(row.given, cal::Zone{}));
+    }
+    EXPECT_FALSE(std::signbit(cal::GregorianFromAbsolute(-0.0, cal::Zone{}).second));
+    EXPECT_EQ(0, cal::GregorianFromAbsolute(1e300, cal::Zone{}).year)
+        << "instants beyond any calendar give an empty record";
 }

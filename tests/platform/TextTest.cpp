@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,22 +35,22 @@ std::vector<std::u16string> split(char16_t const* s, char16_t const* sep) {
     return out;
 }
 
-// Sets environment variables for one test and restores the collation locale after it.
+// Pins LANG and LC_ALL (LC_COLLATE unset) for a scope; restores them and the collation locale.
 class LocaleScope {
   public:
-    LocaleScope(char const* lang, char const* lcAll = nullptr) {
-        save("LANG");
-        save("LC_ALL");
-        save("LC_COLLATE");
-        ::unsetenv("LC_COLLATE");
-        lcAll ? ::setenv("LC_ALL", lcAll, 1) : ::unsetenv("LC_ALL");
-        lang ? ::setenv("LANG", lang, 1) : ::unsetenv("LANG");
+    explicit LocaleScope(char const* lang, char const* lcAll = nullptr) {
+        for (char const* name : kNames) {
+            char const* value = std::getenv(name);
+            saved_.emplace_back(value != nullptr, value != nullptr ? value : "");
+        }
+        Set("LC_COLLATE", nullptr);
+        Set("LC_ALL", lcAll);
+        Set("LANG", lang);
         vp::ResetCollationLocale();
     }
     ~LocaleScope() {
-        for (auto& [name, value] : saved_) {
-            value.first ? ::setenv(name.c_str(), value.second.c_str(), 1)
-                        : ::unsetenv(name.c_str());
+        for (std::size_t i = 0; i < saved_.size(); ++i) {
+            Set(kNames[i], saved_[i].first ? saved_[i].second.c_str() : nullptr);
         }
         vp::ResetCollationLocale();
     }
@@ -57,11 +58,11 @@ class LocaleScope {
     LocaleScope& operator=(LocaleScope const&) = delete;
 
   private:
-    void save(char const* name) {
-        char const* v = std::getenv(name);
-        saved_.push_back({name, {v != nullptr, v != nullptr ? v : ""}});
+    static void Set(char const* name, char const* value) {
+        value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name);
     }
-    std::vector<std::pair<std::string, std::pair<bool, std::string>>> saved_;
+    static constexpr char const* kNames[] = {"LANG", "LC_ALL", "LC_COLLATE"};
+    std::vector<std::pair<bool, std::string>> saved_;
 };
 
 int compare(char16_t const* a, char16_t const* b, bool ci = false) {
@@ -112,44 +113,40 @@ TEST(PlatformText, WorstCaseSizesAndTheSharedEmptyText) {
     }
 }
 
-TEST(PlatformText, CLocaleCollatesLikeAscii) {
-    LocaleScope scope("C.UTF-8");
-    EXPECT_EQ("en_US_POSIX", vp::CollationLocale());
-    EXPECT_EQ(-1, compare(u"B", u"a")); // case is a primary difference here
-    EXPECT_EQ(-1, compare(u"A", u"a"));
-    EXPECT_EQ(-1, compare(u"Ac", u"ab", true)); // the tails decide, not the folded text
-}
-
-TEST(PlatformText, LocaleComesFromLcAllThenLang) {
-    {
-        LocaleScope scope("de_DE.UTF-8@euro");
-        EXPECT_EQ("de_DE", vp::CollationLocale());
+TEST(PlatformText, CollationLocaleComesFromLcAllThenLangAndDecidesTheOrderAndFolding) {
+    struct Row {
+        char const* lang;
+        char const* lcAll;
+        char const* locale;
+        char16_t const* a;
+        char16_t const* b;
+        bool ci;
+        int order; // 2: any but equal
+    } const rows[] = {
+        {"C.UTF-8", nullptr, "en_US_POSIX", u"B", u"a", false, -1}, // case is a primary difference
+        {"C.UTF-8", nullptr, "en_US_POSIX", u"A", u"a", false, -1},
+        {"C.UTF-8", nullptr, "en_US_POSIX", u"Ac", u"ab", true, -1}, // the tails decide
+        {"de_DE.UTF-8@euro", nullptr, "de_DE", u"a", u"b", false, -1},
+        {"en_US.UTF-8", "sv_SE.UTF-8", "sv_SE", u"z", u"\u00E5", false, -1}, // å after z
+        {nullptr, nullptr, "en_US_POSIX", u"a", u"b", false, -1},
+        {"en_US.UTF-8", nullptr, "en_US", u"\u00E5", u"z", false, -1},
+        {"en_US.UTF-8", nullptr, "en_US", u"I", u"i", true, 0},
+        {"tr_TR.UTF-8", nullptr, "tr_TR", u"I", u"\u0131", true, 0}, // dotless i
+        {"tr_TR.UTF-8", nullptr, "tr_TR", u"I", u"i", true, 2},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(std::string(row.lang != nullptr ? row.lang : "-") + " " +
+                     (row.lcAll != nullptr ? row.lcAll : "-"));
+        LocaleScope scope(row.lang, row.lcAll);
+        EXPECT_EQ(row.locale, vp::CollationLocale());
+        int const order = compare(row.a, row.b, row.ci);
+        EXPECT_TRUE(row.order == 2 ? order != 0 : order == row.order) << order;
     }
-    {
-        LocaleScope scope("en_US.UTF-8", "sv_SE.UTF-8");
-        EXPECT_EQ("sv_SE", vp::CollationLocale());
-        EXPECT_EQ(-1, compare(u"z", u"\u00E5")); // å after z in Swedish
-    }
-    {
-        LocaleScope scope(nullptr);
-        EXPECT_EQ("en_US_POSIX", vp::CollationLocale());
-    }
-    LocaleScope scope("en_US.UTF-8");
-    EXPECT_EQ(-1, compare(u"\u00E5", u"z"));
-}
-
-TEST(PlatformText, TurkishLocaleFoldsTheDottedAndDotlessI) {
-    {
-        LocaleScope scope("tr_TR.UTF-8");
-        EXPECT_EQ(0, compare(u"I", u"\u0131", true));
-        EXPECT_NE(0, compare(u"I", u"i", true));
-        T text(u"\u0130stanbul"), pattern(u"is");
-        std::size_t location = 9, length = 9;
-        EXPECT_TRUE(vp::FindCaseInsensitive(text.text, pattern.text, false, location, length));
-        EXPECT_EQ(0u, location);
-    }
-    LocaleScope scope("en_US.UTF-8");
-    EXPECT_EQ(0, compare(u"I", u"i", true));
+    LocaleScope scope("tr_TR.UTF-8");
+    T text(u"\u0130stanbul"), pattern(u"is");
+    std::size_t location = 9, length = 9;
+    EXPECT_TRUE(vp::FindCaseInsensitive(text.text, pattern.text, false, location, length));
+    EXPECT_EQ(0u, location);
 }
 
 TEST(PlatformText, ThreadsComparingTheSameTextsAgreeOnOneCachedKey) {
@@ -160,21 +157,18 @@ TEST(PlatformText, ThreadsComparingTheSameTextsAgreeOnOneCachedKey) {
         s += static_cast<char16_t>(u'A' + i / 26);
         texts.push_back(vp::MakeText(s));
     }
-    std::vector<std::thread> threads;
     std::atomic<int> disagreements{0};
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (std::size_t i = 0; i + 1 < texts.size(); ++i) {
-                int forward = vp::CompareLocalized(texts[i], texts[i + 1], false);
-                int backward = vp::CompareLocalized(texts[i + 1], texts[i], false);
-                if (forward != -backward || forward == 0) {
-                    disagreements.fetch_add(1);
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&] {
+                for (std::size_t i = 0; i + 1 < texts.size(); ++i) {
+                    int forward = vp::CompareLocalized(texts[i], texts[i + 1], false);
+                    int backward = vp::CompareLocalized(texts[i + 1], texts[i], false);
+                    disagreements += forward != -backward || forward == 0 ? 1 : 0;
                 }
-            }
-        });
-    }
-    for (auto& t : threads) {
-        t.join();
+            });
+        }
     }
     EXPECT_EQ(0, disagreements.load());
     for (vp::Text const* t : texts) {
@@ -183,45 +177,31 @@ TEST(PlatformText, ThreadsComparingTheSameTextsAgreeOnOneCachedKey) {
 }
 
 TEST(PlatformText, DecodeUtf8ContentKeepsALeadingMarkAndSizesExactly) {
-    // The mark that Decode drops is content here.
-    vp::Text const* marked = vp::DecodeUTF8Content("\xEF\xBB\xBFx", 4);
-    ASSERT_NE(marked, nullptr);
-    EXPECT_EQ(str(marked), std::u16string(u"\uFEFFx"));
-    vp::Release(marked);
-
-    vp::Text const* ascii = vp::DecodeUTF8Content("plain ascii", 11);
-    ASSERT_NE(ascii, nullptr);
-    EXPECT_EQ(str(ascii), std::u16string(u"plain ascii"));
-    vp::Release(ascii);
-
-    // ASCII before and after multi-byte characters, a pair among them.
     std::string const mixed = "ab\xC3\xA9"
                               "cd\xE2\x98\xBA\xF0\x9F\x98\x80"
-                              "ef" +
-                              std::string(40, '\xC3') + "";
-    vp::Text const* bad = vp::DecodeUTF8Content(mixed.data(), mixed.size());
-    EXPECT_EQ(bad, nullptr); // lead bytes without continuation bytes
-    std::string const good = "ab\xC3\xA9"
-                             "cd\xE2\x98\xBA\xF0\x9F\x98\x80"
-                             "ef";
-    vp::Text const* text = vp::DecodeUTF8Content(good.data(), good.size());
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(str(text), std::u16string(u"ab\u00E9cd\u263A\U0001F600ef"));
-    vp::Release(text);
-
-    vp::Text const* empty = vp::DecodeUTF8Content("", 0);
-    EXPECT_EQ(empty, vp::EmptyText());
-    vp::Release(empty);
-}
-
-TEST(PlatformText, DecodeUtf8ContentOfLongNonAsciiTextIsExact) {
-    // Two bytes a character: the block made for one unit a byte is copied down to size.
-    std::string bytes;
+                              "ef";
+    std::string twoBytes; // a block made for one unit a byte is copied down to size
     for (int i = 0; i < 100; ++i) {
-        bytes += "\xC3\xA9";
+        twoBytes += "\xC3\xA9";
     }
-    vp::Text const* text = vp::DecodeUTF8Content(bytes.data(), bytes.size());
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(str(text), std::u16string(100, u'\u00E9'));
-    vp::Release(text);
+    struct Row {
+        std::string bytes;
+        std::optional<std::u16string> text; // none: refused
+    } const rows[] = {
+        {"\xEF\xBB\xBFx", u"\uFEFFx"}, // the mark that Decode drops is content here
+        {"plain ascii", u"plain ascii"},
+        {mixed, u"ab\u00E9cd\u263A\U0001F600ef"},
+        {mixed + std::string(40, '\xC3'), std::nullopt}, // lead bytes without continuation
+        {twoBytes, std::u16string(100, u'\u00E9')},
+        {"", u""},
+    };
+    for (Row const& row : rows) {
+        vp::Text const* text = vp::DecodeUTF8Content(row.bytes.data(), row.bytes.size());
+        EXPECT_EQ(text != nullptr, row.text.has_value()) << row.bytes;
+        if (text != nullptr && row.text) {
+            EXPECT_EQ(str(text), *row.text) << row.bytes;
+            EXPECT_EQ(text == vp::EmptyText(), row.text->empty()) << row.bytes;
+        }
+        vp::Release(text);
+    }
 }

@@ -1,5 +1,4 @@
-// The volume service: mount-table parsing, path rules, classification, and the service over a
-// fake kernel tree and over the running system.
+// The volume service: mount tables, path rules, classification, a fake machine, this one.
 #include "platform/Volume.h"
 
 #include "fakes/FakeMachine.h"
@@ -14,12 +13,30 @@ using namespace varn::platform;
 
 namespace {
 
-MountEntry mountAt(std::string point, unsigned major, unsigned minor) {
+MountEntry mountAt(std::string point, unsigned major, unsigned minor, std::string type = "",
+                   std::string source = "") {
     MountEntry e;
     e.mountPoint = std::move(point);
     e.major = major;
     e.minor = minor;
+    e.fsType = std::move(type);
+    e.source = std::move(source);
     return e;
+}
+
+// A device walk in one line: name, chain, disk, type, then m (media removable), d (device
+// removable), u (on USB), l (loop, with its backing file), or "-" for each flag not set.
+std::string Walk(std::optional<BlockDeviceFacts> const& f) {
+    if (!f) {
+        return "none";
+    }
+    std::string out = f->name + (f->inSysfs ? ":" : " (not in sysfs):");
+    for (std::string const& device : f->chain) {
+        out += " " + device;
+    }
+    return out + " disk=" + f->disk + " type=" + f->deviceType + " " +
+           (f->mediaRemovable ? "m" : "-") + (f->deviceRemovable ? "d" : "-") +
+           (f->onUsb ? "u" : "-") + (f->loop ? "l " + f->loopBackingFile : "-");
 }
 
 } // namespace
@@ -133,8 +150,7 @@ TEST(Volume, LongestMountPointWinsAndDeviceBreaksTiesOfStackedMounts) {
 
     // Where "/" is not listed (a chroot), a path on the root's device lies on the root, which
     // takes what a listed mount of that device says of it.
-    std::vector<MountEntry> chroot = {mountAt("/proc", 0, 20), mountAt("/srv", 8, 1)};
-    chroot[1].fsType = "ext4";
+    std::vector<MountEntry> chroot = {mountAt("/proc", 0, 20), mountAt("/srv", 8, 1, "ext4")};
     std::optional<MountEntry> root = MountOrRootFor(chroot, "/etc/passwd", 8, 1, 8, 1);
     ASSERT_TRUE(root);
     EXPECT_EQ("/", root->mountPoint);
@@ -159,55 +175,43 @@ TEST(Volume, MediaRootsAreVolumesMntAndPerUserMediaFolders) {
     }
 }
 
-TEST(Volume, ClassificationKeepsOpticalThenRamThenRemovableOrder) {
-    // Facts: u on USB, m removable media, d removable device, c udev CD-ROM, l loop with a file.
+TEST(Volume, ClassificationKeepsMemoryThenOpticalThenRamThenRemovableOrder) {
+    // Facts: u on USB, m removable media, d removable device, c udev CD-ROM, l loop with a file,
+    // x not in sysfs. Without a disk the volume has no device.
     struct {
+        char const* fsType;
         char const* disk;
         char const* type;
         char const* flags;
-        DriveKind kind;
+        char const* kind;
     } const rows[] = {
         // clang-format off
-        {"sr1", "", "um", DriveKind::Optical}, {"sdx", "5", "", DriveKind::Optical},
-        {"vdb", "", "c", DriveKind::Optical}, {"ram0", "", "m", DriveKind::Ram},
-        {"zram3", "", "", DriveKind::Ram}, {"sdb", "", "m", DriveKind::Removable},
-        {"sdb", "", "d", DriveKind::Removable}, {"sdb", "", "u", DriveKind::Removable},
-        {"mmcblk0", "SD", "", DriveKind::Removable}, {"mmcblk1", "MMC", "", DriveKind::Fixed},
-        {"loop0", "", "l", DriveKind::Removable}, {"loop1", "", "", DriveKind::Fixed},
-        {"nvme0n1", "", "", DriveKind::Fixed},
+        {"ext4", "sr1", "", "um", "optical"}, {"ext4", "sdx", "5", "", "optical"},
+        {"ext4", "vdb", "", "c", "optical"}, {"ext4", "ram0", "", "m", "RAM"},
+        {"ext4", "zram3", "", "", "RAM"}, {"ext4", "sdb", "", "m", "removable"},
+        {"ext4", "sdb", "", "d", "removable"}, {"ext4", "sdb", "", "u", "removable"},
+        {"ext4", "mmcblk0", "SD", "", "removable"}, {"ext4", "mmcblk1", "MMC", "", "fixed"},
+        {"ext4", "loop0", "", "l", "removable"}, {"ext4", "loop1", "", "", "fixed"},
+        {"ext4", "nvme0n1", "", "", "fixed"}, {"iso9660", "sr0", "", "x", "fixed"},
+        {"tmpfs", "sr0", "", "", "RAM"}, {"ramfs", "", "", "", "RAM"},
+        {"devtmpfs", "", "", "", "RAM"}, {"nfs4", "", "", "", "no device"},
+        {"fuse.sshfs", "", "", "", "no device"}, {"proc", "", "", "", "no device"},
         // clang-format on
     };
     for (auto const& row : rows) {
         BlockDeviceFacts f;
-        f.inSysfs = true;
         f.disk = row.disk;
         f.deviceType = row.type;
-        std::string flags = row.flags;
+        std::string const flags = row.flags;
+        f.inSysfs = flags.find('x') == std::string::npos;
         f.onUsb = flags.find('u') != std::string::npos;
         f.mediaRemovable = flags.find('m') != std::string::npos;
         f.deviceRemovable = flags.find('d') != std::string::npos;
         f.udevCdrom = flags.find('c') != std::string::npos;
         f.loop = flags.find('l') != std::string::npos;
-        EXPECT_EQ(row.kind, ClassifyBlockDevice(f)) << row.disk << " " << row.flags;
+        EXPECT_STREQ(row.kind, DriveKindName(ClassifyVolume(row.fsType, *row.disk ? &f : nullptr)))
+            << row.fsType << " " << row.disk << " " << row.flags;
     }
-    BlockDeviceFacts unknown; // not in sysfs
-    unknown.disk = "sr0";
-    EXPECT_EQ(DriveKind::Fixed, ClassifyBlockDevice(unknown));
-}
-
-TEST(Volume, MemoryFileSystemsAreRamAndDevicelessVolumesHaveNoDevice) {
-    for (char const* type : {"tmpfs", "ramfs", "devtmpfs"}) {
-        EXPECT_EQ(DriveKind::Ram, ClassifyVolume(type, nullptr)) << type;
-    }
-    for (char const* type : {"nfs4", "cifs", "overlay", "fuse.sshfs", "proc", "sysfs"}) {
-        EXPECT_EQ(DriveKind::NoDevice, ClassifyVolume(type, nullptr)) << type;
-    }
-    BlockDeviceFacts disk;
-    disk.inSysfs = true;
-    disk.disk = "sda";
-    EXPECT_EQ(DriveKind::Fixed, ClassifyVolume("ext4", &disk));
-    EXPECT_STREQ("RAM", DriveKindName(DriveKind::Ram));
-    EXPECT_STREQ("no device", DriveKindName(DriveKind::NoDevice));
 }
 
 // One fake machine serves the whole suite: building it costs a few hundred file operations.
@@ -230,61 +234,34 @@ class VolumeFakeTree : public ::testing::Test {
     }
 };
 
-TEST_F(VolumeFakeTree, DevicesAreWalkedFromPartitionToWholeDisk) {
-    BlockDeviceFacts usb = *service.DeviceOf(mountOf(machine.usb));
-    EXPECT_EQ("sdb1", usb.name);
-    EXPECT_EQ("sdb", usb.disk);
-    EXPECT_EQ((std::vector<std::string>{"sdb1", "sdb"}), usb.chain);
-    EXPECT_FALSE(usb.mediaRemovable);
-    EXPECT_TRUE(usb.deviceRemovable);
-    EXPECT_TRUE(usb.onUsb);
-
-    BlockDeviceFacts mapper = *service.DeviceOf(mountOf(machine.mapper));
-    EXPECT_EQ("dm-0", mapper.name);
-    EXPECT_EQ("nvme0n1", mapper.disk);
-    EXPECT_EQ((std::vector<std::string>{"dm-0", "nvme0n1p3", "nvme0n1"}), mapper.chain);
-
-    BlockDeviceFacts secret = *service.DeviceOf(mountOf(machine.mapperUsb));
-    EXPECT_EQ((std::vector<std::string>{"dm-1", "sdc1", "sdc"}), secret.chain);
-    EXPECT_TRUE(secret.mediaRemovable);
-
-    // md0 lists sdd1 and sda1; the first by name decides.
-    BlockDeviceFacts raid = *service.DeviceOf(mountOf(machine.raid));
-    EXPECT_EQ((std::vector<std::string>{"md0", "sda1", "sda"}), raid.chain);
-
-    BlockDeviceFacts loop = *service.DeviceOf(mountOf(machine.loop));
-    EXPECT_TRUE(loop.loop);
-    EXPECT_EQ("/home/alice/disk.img", loop.loopBackingFile);
-
-    BlockDeviceFacts cd = *service.DeviceOf(mountOf(machine.optical));
-    EXPECT_EQ("5", cd.deviceType);
-    EXPECT_TRUE(cd.mediaRemovable);
-
-    EXPECT_FALSE(service.DeviceOf(mountOf(machine.nfs)));
-    EXPECT_FALSE(service.DeviceOf(mountOf(machine.tmpfs)));
-    BlockDeviceFacts orphan = *service.DeviceOf(mountOf(machine.orphan));
-    EXPECT_FALSE(orphan.inSysfs);
-    EXPECT_EQ("vdz1", orphan.name);
-}
-
-TEST_F(VolumeFakeTree, AnonymousDeviceNumbersFallBackToTheSourceAndSourcesToTheNumbers) {
-    MountEntry btrfs;
-    btrfs.mountPoint = "/home";
-    btrfs.fsType = "btrfs";
-    btrfs.source = "/dev/nvme0n1p3"; // btrfs reports 0:NN, the source names the partition
-    std::optional<BlockDeviceFacts> viaSource = service.DeviceOf(btrfs);
-    ASSERT_TRUE(viaSource);
-    EXPECT_EQ("nvme0n1", viaSource->disk);
-
-    MountEntry rootAlias;
-    rootAlias.mountPoint = "/";
-    rootAlias.fsType = "ext4";
-    rootAlias.source = "/dev/root"; // no such node: the numbers find the device
-    rootAlias.major = 259;
-    rootAlias.minor = 2;
-    std::optional<BlockDeviceFacts> viaNumbers = service.DeviceOf(rootAlias);
-    ASSERT_TRUE(viaNumbers);
-    EXPECT_EQ("nvme0n1p2", viaNumbers->name);
+TEST_F(VolumeFakeTree, DevicesAreWalkedFromPartitionToWholeDiskOrFoundByNumbersOrSource) {
+    struct Row {
+        std::string mount;
+        char const* walk;
+    } const rows[] = {
+        {machine.usb, "sdb1: sdb1 sdb disk=sdb type= -du-"},
+        {machine.mapper, "dm-0: dm-0 nvme0n1p3 nvme0n1 disk=nvme0n1 type= ----"},
+        {machine.mapperUsb, "dm-1: dm-1 sdc1 sdc disk=sdc type= m-u-"},
+        // md0 lists sdd1 and sda1; the first by name decides.
+        {machine.raid, "md0: md0 sda1 sda disk=sda type= ----"},
+        {machine.loop, "loop0: loop0 disk=loop0 type= ---l /home/alice/disk.img"},
+        {machine.optical, "sr0: sr0 disk=sr0 type=5 m---"},
+        {machine.nfs, "none"},
+        {machine.tmpfs, "none"},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.walk, Walk(service.DeviceOf(mountOf(row.mount)))) << row.mount;
+    }
+    std::optional<BlockDeviceFacts> orphan = service.DeviceOf(mountOf(machine.orphan));
+    ASSERT_TRUE(orphan);
+    EXPECT_FALSE(orphan->inSysfs);
+    EXPECT_EQ("vdz1", orphan->name);
+    // btrfs reports 0:NN, and its source names the partition; "/dev/root" names no node, and
+    // the numbers find the device.
+    EXPECT_EQ("nvme0n1",
+              service.DeviceOf(mountAt("/home", 0, 0, "btrfs", "/dev/nvme0n1p3")).value().disk);
+    EXPECT_EQ("nvme0n1p2",
+              service.DeviceOf(mountAt("/", 259, 2, "ext4", "/dev/root")).value().name);
 }
 
 TEST_F(VolumeFakeTree, MountPointWithABlankAndPathsBelowItResolveAndNoTableGivesNoVolumes) {

@@ -5,25 +5,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-std::string Dump(CUXmlDomNode& node) {
-    return Utf8(node.Description());
-}
-
-} // namespace
-
-TEST(CUXmlDomNode, NewTextNodeDumpsInvalidParts) {
-    CUXmlDomTextNode text;
-    EXPECT_EQ(text.GetNodeType(), 3);
-    EXPECT_EQ(Utf8(text.GetNodeName()), "#text");
-    EXPECT_FALSE(text.GetNodeValue());
-    EXPECT_FALSE(text.GetChildNodes());
-    EXPECT_FALSE(text.GetAttributes());
-    EXPECT_EQ(Dump(text), "Name:#text\nType:Node_Text\nValue:Invalid\nAttributes:Invalid\n"
-                          "ChildNodes:Invalid\n");
-}
-
 TEST(CUXmlDomNode, EachKindHasItsTypeCollectionsAndRefusesTheSettersItHasNoPartFor) {
     struct Row {
         char const* kind;
@@ -87,45 +68,43 @@ TEST(CUXmlDomNode, AttributesLookUpAndKeepNullValues) {
     EXPECT_FALSE(text.GetAttribute(Str("k")));
 }
 
-TEST(CUXmlDomNode, DumpShowsAttributesInKeyOrderAndIndentsChildren) {
-    auto a = CUXmlDomDocumentNode::CreateElementNode(Str("a"));
-    a->SetAttribute(Str("x"), Str("1"));
-    a->GetChildNodes()->AddObject(CUXmlDomDocumentNode::CreateTextNode(Str("hi")));
-    EXPECT_EQ(Dump(*a), "Name:a\nType:Node_Element\nValue:Invalid\nAttributes:Num=1\n[0]Key:x\n"
-                        "[0]Attribute:1\nChildNodes:Num=1\n\tName:#text\n\tType:Node_Text\n"
-                        "\tValue:hi\n\tAttributes:Invalid\n\tChildNodes:Invalid\n");
-
-    auto b = CUXmlDomDocumentNode::CreateElementNode(Str("b"));
-    b->SetAttribute(Str("b"), Str("2"));
-    b->SetAttribute(Str("a"), Str("1"));
-    b->SetAttribute(Str("n"), nullptr);
-    std::string text = Dump(*b);
-    EXPECT_NE(text.find("Attributes:Num=3\n[0]Key:a\n[0]Attribute:1\n[1]Key:b\n[1]Attribute:2\n"
-                        "[2]Key:n\n[2]Attribute:\n"),
-              std::string::npos)
-        << text;
-}
-
-TEST(CUXmlDomNode, DumpCountsNonNodeEntriesButPrintsNothingForThem) {
-    CUXmlDomDocumentNode doc;
-    doc.GetChildNodes()->AddObject(Str("not a node"));
-    doc.GetChildNodes()->AddObject(nullptr);
-    doc.GetChildNodes()->AddObject(CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(Str("e")));
-    EXPECT_EQ(Dump(doc), "Name:#document\nType:Node_Document\nValue:Invalid\n"
-                         "Attributes:Invalid\nChildNodes:Num=3\n\tName:e\n"
-                         "\tType:Node_Entity_Reference\n\tValue:Invalid\n\tAttributes:Invalid\n"
-                         "\tChildNodes:Invalid\n");
-}
-
-TEST(CUXmlDomNode, DumpAppendsToTheGivenTextAndIgnoresNull) {
-    CUStringMac out("pre:", CUString_CharCode_UTF8);
-    CUXmlDomNode::DumpDOMNode(nullptr, 0, out);
-    EXPECT_EQ(std::string(static_cast<char const*>(out)), "pre:");
+TEST(CUXmlDomNode, DumpShowsEveryPartAttributesInKeyOrderAndIndentsChildren) {
+    auto a = Element("a", {{"x", "1"}});
+    Add(*a, Text("hi"));
+    auto b = Element("b", {{"b", "2"}, {"a", "1"}, {"n", nullptr}});
+    CUXmlDomDocumentNode doc; // entries that are not nodes are counted but not shown
+    Add(doc, Str("not a node"), CUSharedPtr<CUObject>(), Ref("e"));
     CUXmlDomEntityReferenceNode ref;
-    CUXmlDomNode::DumpDOMNode(&ref, 1, out);
-    EXPECT_EQ(std::string(static_cast<char const*>(out)),
-              "pre:\tName:Invalid\n\tType:Node_Entity_Reference\n\tValue:Invalid\n"
-              "\tAttributes:Invalid\n\tChildNodes:Invalid\n");
+    struct Row {
+        CUXmlDomNode* node;
+        int depth;
+        std::string dump;
+    } const rows[] = {
+        {nullptr, 0, ""},
+        {&ref, 1,
+         "\tName:Invalid\n\tType:Node_Entity_Reference\n\tValue:Invalid\n"
+         "\tAttributes:Invalid\n\tChildNodes:Invalid\n"},
+        {a.get(), 0,
+         "Name:a\nType:Node_Element\nValue:Invalid\nAttributes:Num=1\n[0]Key:x\n"
+         "[0]Attribute:1\nChildNodes:Num=1\n\tName:#text\n\tType:Node_Text\n"
+         "\tValue:hi\n\tAttributes:Invalid\n\tChildNodes:Invalid\n"},
+        {b.get(), 0,
+         "Name:b\nType:Node_Element\nValue:Invalid\nAttributes:Num=3\n[0]Key:a\n"
+         "[0]Attribute:1\n[1]Key:b\n[1]Attribute:2\n[2]Key:n\n[2]Attribute:\n"
+         "ChildNodes:Num=0\n"},
+        {&doc, 0,
+         "Name:#document\nType:Node_Document\nValue:Invalid\nAttributes:Invalid\n"
+         "ChildNodes:Num=3\n\tName:e\n\tType:Node_Entity_Reference\n\tValue:Invalid\n"
+         "\tAttributes:Invalid\n\tChildNodes:Invalid\n"},
+    };
+    for (Row const& row : rows) {
+        CUStringMac out("pre:", CUString_CharCode_UTF8); // the dump is appended
+        CUXmlDomNode::DumpDOMNode(row.node, row.depth, out);
+        EXPECT_EQ(std::string(static_cast<char const*>(out)), "pre:" + row.dump);
+        if (row.node != nullptr && row.depth == 0) {
+            EXPECT_EQ(Utf8(row.node->Description()), row.dump);
+        }
+    }
 }
 
 TEST(CUXmlDomNode, TypeNamesAndIndentsForTheDump) {

@@ -1,5 +1,4 @@
-// XmlTestSupport.h — helpers shared by the XML document model tests: strings, a stream over a
-// growable buffer that can be told to take fewer bytes than offered, and loading from text.
+// Helpers of the XML tests: strings, an in-memory stream, generated documents, tree texts.
 #pragma once
 
 #include <VarnUtilityLib/CUMutableArray.h>
@@ -10,6 +9,8 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 inline CUSharedPtr<CUStringMac> Str(std::string const& utf8) {
     return CUSharedPtr<CUStringMac>(new CUStringMac(
@@ -85,6 +86,51 @@ class BufferStream : public CUStream {
     std::string m_bytes;
 };
 
+// `count` pieces: a fixed text, or what `piece(i)` gives for i = 0, 1, ...
+template <typename Piece> std::string Repeat(int count, Piece const& piece) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        if constexpr (std::is_invocable_v<Piece, int>) {
+            text += piece(i);
+        } else {
+            text += piece;
+        }
+    }
+    return text;
+}
+
+// A document type declaring e0 as `size` letters and each of e1..e(n-1) as m references to the
+// one before: &e(n-1); stands for size * m^(n-1) letters.
+inline std::string EntityChain(int n, int m, int size) {
+    return "<!DOCTYPE a [<!ENTITY e0 \"" + std::string(size, 'x') + "\">" +
+           Repeat(n - 1,
+                  [&](int k) {
+                      return "<!ENTITY e" + std::to_string(k + 1) + " \"" +
+                             Repeat(m, "&e" + std::to_string(k) + ";") + "\">";
+                  }) +
+           "]>";
+}
+
+inline CUSharedPtr<CUXmlDomNode> Text(char const* text) {
+    return CUXmlDomDocumentNode::CreateTextNode(Str(text));
+}
+inline CUSharedPtr<CUXmlDomNode> Ref(char const* name) {
+    return CUXmlDomDocumentNode::CreateEntityReferenceNodeNode(Str(name));
+}
+// An element with attributes set in the given order (a null value stores none).
+inline CUSharedPtr<CUXmlDomNode>
+Element(std::string const& name,
+        std::initializer_list<std::pair<char const*, char const*>> attributes = {}) {
+    auto element = CUXmlDomDocumentNode::CreateElementNode(Str(name));
+    for (auto const& [key, value] : attributes) {
+        element->SetAttribute(Str(key), value != nullptr ? Str(value) : nullptr);
+    }
+    return element;
+}
+template <typename... Nodes> void Add(CUXmlDomNode& parent, Nodes const&... nodes) {
+    (parent.GetChildNodes()->AddObject(nodes), ...);
+}
+
 inline CUSharedPtr<CUXmlDomDocumentNode> NewDoc() {
     return CUSharedPtr<CUXmlDomDocumentNode>(new CUXmlDomDocumentNode());
 }
@@ -146,11 +192,20 @@ inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
     return out;
 }
 
-// The children of a document loaded strictly from `text`, as TreeText gives them; a failed
-// load gives "!" and what it kept.
-inline std::string StrictOutcome(std::string const& text) {
+// The children of a document loaded from `text` as TreeText gives them; after a refused load,
+// what it kept and then "!" with the reason and its place as "@line:column".
+inline std::string Outcome(std::string const& text, bool lenient) {
     CUSharedPtr<CUXmlDomDocumentNode> doc = NewDoc();
+    if (lenient) { // else the default, which is the exact load
+        doc->SetLenientLoad(true);
+    }
     bool const loaded = LoadText(doc, text) == 0;
-    std::string const tree = TreeText(doc);
-    return (loaded ? "" : "!") + (tree.size() >= 2 ? tree.substr(1, tree.size() - 2) : tree);
+    std::string tree = TreeText(doc);
+    tree = tree.size() >= 2 ? tree.substr(1, tree.size() - 2) : tree; // without #document[]
+    if (loaded) {
+        return tree;
+    }
+    return (tree.empty() ? "" : tree + " ") + "!" + Utf8(doc->GetLoadErrorReason()) + "@" +
+           std::to_string(doc->GetLoadErrorLine()) + ":" +
+           std::to_string(doc->GetLoadErrorColumn());
 }
