@@ -1,4 +1,4 @@
-// Data handles made from bytes, read back and released.
+// Data, text and UUID handles made from bytes, read back and released; null handles are empty.
 #include <VarnUtilityLib/CUPlatformTypes.h>
 
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-TEST(CUPlatformData, HoldsACopyOfTheBytesUntilTheLastRelease) {
+TEST(CUPlatformData, HoldsACopyOfTheBytesUntilTheLastReleaseAndNullHasNone) {
     char bytes[] = {'a', '\0', 'b'};
     __CFData const* data = CUPlatformDataCreate(bytes, sizeof bytes);
     ASSERT_NE(nullptr, data);
@@ -18,9 +18,6 @@ TEST(CUPlatformData, HoldsACopyOfTheBytesUntilTheLastRelease) {
     CUPlatformRelease(data);
     EXPECT_EQ('\0', CUPlatformDataGetBytePtr(data)[1]); // the sanitizers catch a use after free
     CUPlatformRelease(data);
-}
-
-TEST(CUPlatformData, EmptyAndNullHandlesHaveNoBytes) {
     __CFData const* empty = CUPlatformDataCreate(nullptr, 0);
     ASSERT_NE(nullptr, empty);
     EXPECT_EQ(0u, CUPlatformDataGetLength(empty));
@@ -57,8 +54,7 @@ TEST(CUPlatformData, StringAndUuidHandlesCarryTheirContents) {
     CUPlatformRelease(uuid);
     CUPlatformRelease(uuid);
     __CFUUID const* random = CUPlatformUUIDCreate();
-    CFUUIDBytes const drawn = CUPlatformUUIDGetBytes(random);
-    EXPECT_EQ(0x40, drawn.byte6 & 0xF0) << "version 4";
+    EXPECT_EQ(0x40, CUPlatformUUIDGetBytes(random).byte6 & 0xF0) << "version 4";
     CUPlatformRelease(random);
     CFUUIDBytes const none = CUPlatformUUIDGetBytes(nullptr);
     EXPECT_EQ(0, none.byte0 | none.byte15);
