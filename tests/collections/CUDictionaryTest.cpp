@@ -18,8 +18,15 @@ namespace {
 
 using Dict = CUSharedPtr<CUMutableDictionary>;
 
-std::string keysOf(CUSharedPtr<CUDictionary> const& dictionary) {
-    return joined(dictionary->AllKeys());
+// "key=value" for each entry, in key order, through AllKeys and ObjectForKey.
+std::string contents(CUSharedPtr<CUDictionary> const& dictionary) {
+    std::string out;
+    CUSharedPtr<CUArray> keys = dictionary->AllKeys();
+    for (unsigned long i = 0; i < keys->Count(); ++i) {
+        CUSharedPtr<CUStringMac> key = keys->ObjectAtIndex(i);
+        out += (i ? "," : "") + textOf(key) + "=" + textOf(dictionary->ObjectForKey(key));
+    }
+    return out;
 }
 
 // Texts made of random pieces, up to `most` of them.
@@ -34,104 +41,89 @@ std::string randomText(std::mt19937& rng, std::vector<std::string> const& pieces
 
 } // namespace
 
-TEST(CUMutableDictionary, NullKeysAndKeysWithoutTextAreRefusedNullValuesStored) {
-    Dict d(new CUMutableDictionary());
-    EXPECT_EQ("", keysOf(d));
-    EXPECT_FALSE(d->ObjectForKey(text("a")));
-    EXPECT_EQ("{\n}", textOf(d->Description()));
-    d->SetObjectForKey(text("v"), text("a"));
-    d->SetObjectForKey(CUSharedPtr<CUObject>(), text("k"));
-    for (CUSharedPtr<CUStringMac> bad : {CUSharedPtr<CUStringMac>(), text("\xC3\x28")}) {
-        d->SetObjectForKey(text("x"), bad);
-        d->RemoveObjectForKey(bad);
-        EXPECT_FALSE(d->ObjectForKey(bad));
+// Each edit on {ab: v, k: null}. Null keys and keys without text are refused; "a<SHY>b" is
+// the key "ab" (a soft hyphen is ignorable in collation) and the key first stored stays.
+TEST(CUMutableDictionary, EditsFollowTheirTable) {
+    using D = CUMutableDictionary&;
+    struct Row {
+        void (*edit)(D);
+        char const* after;
+    } const rows[] = {
+        {[](D d) { d.SetObjectForKey(text("x"), CUSharedPtr<CUStringMac>()); }, "ab=v,k=null"},
+        {[](D d) { d.SetObjectForKey(text("x"), text("\xC3\x28")); }, "ab=v,k=null"},
+        {[](D d) { d.RemoveObjectForKey(CUSharedPtr<CUStringMac>()); }, "ab=v,k=null"},
+        {[](D d) { d.RemoveObjectForKey(text("\xC3\x28")); }, "ab=v,k=null"},
+        {[](D d) { d.RemoveObjectForKey(text("absent")); }, "ab=v,k=null"},
+        {[](D d) { d.RemoveObjectForKey(text("ab")); }, "k=null"},
+        {[](D d) { d.RemoveObjectForKey(text("a\u00ADb")); }, "k=null"},
+        {[](D d) { d.SetObjectForKey(text("w"), text("ab")); }, "ab=w,k=null"},
+        {[](D d) { d.SetObjectForKey(text("w"), text("a\u00ADb")); }, "ab=w,k=null"},
+        {[](D d) { d.SetObjectForKey(text("w"), text("AB")); }, "ab=v,AB=w,k=null"},
+        {[](D d) { d.SetObjectForKey(CUSharedPtr<CUObject>(), text("ab")); }, "ab=null,k=null"},
+        {[](D d) { d.RemoveAllObjects(); }, ""},
+    };
+    for (Row const& row : rows) {
+        Dict d(new CUMutableDictionary());
+        d->SetObjectForKey(text("v"), text("ab"));
+        d->SetObjectForKey(CUSharedPtr<CUObject>(), text("k"));
+        row.edit(*d);
+        EXPECT_EQ(row.after, contents(d)) << "row " << &row - rows;
+        EXPECT_FALSE(d->ObjectForKey(CUSharedPtr<CUStringMac>()) ||
+                     d->ObjectForKey(text("\xC3\x28")));
     }
-    EXPECT_EQ(2u, d->Count());
-    EXPECT_FALSE(d->ObjectForKey(text("k")));
-    EXPECT_EQ("{\n\tKey:a,\tVal:v\n\tKey:k,\tVal:<NULL>\n}", textOf(d->Description()));
-    d->SetObjectForKey(CUSharedPtr<CUObject>(), text("a")); // a null value keeps the key
-    EXPECT_EQ("a,k", keysOf(d));
+    Dict d(new CUMutableDictionary());
+    EXPECT_EQ("{\n}", textOf(d->Description()));
+    // Localized order: lower case before upper, alphabetical across case, accents after.
+    for (char const* k : {"B", "a", "\u00E9", "e", "f", "A", "b"}) {
+        d->SetObjectForKey(text(k), text(k));
+    }
+    EXPECT_EQ("a,A,b,B,e,\u00E9,f", joined(d->AllKeys()));
 }
 
-TEST(CUMutableDictionary, ReplacingRemovingAndClearingReleaseTheValues) {
+TEST(CUMutableDictionary, ValuesAreHeldOnceAndReleasedAndKeysAreCopies) {
     Dict d(new CUMutableDictionary());
     CUSharedPtr<CUObject> x(new CUObject), y(new CUObject);
     d->SetObjectForKey(x, text("k"));
+    Dict copy(new CUMutableDictionary(d));
+    CUSharedPtr<CUDictionary> frozen(new CUDictionary(d));
+    EXPECT_EQ(4, x->GetRetainCount());
+    copy->SetObjectForKey(y, text("k")); // replacing releases the old value
+    frozen.Reset();
     EXPECT_EQ(2, x->GetRetainCount());
-    d->SetObjectForKey(y, text("k"));
-    EXPECT_EQ(1u, d->Count());
-    EXPECT_EQ(1, x->GetRetainCount());
-    EXPECT_EQ(y.get(), d->ObjectForKey(text("k")).get());
-    d->RemoveObjectForKey(text("absent"));
-    EXPECT_EQ(1u, d->Count());
-    d->RemoveObjectForKey(text("k"));
-    EXPECT_EQ(0u, d->Count());
-    EXPECT_EQ(1, y->GetRetainCount());
-    d->SetObjectForKey(x, text("k"));
     d->SetObjectForKey(x, text("l"));
+    EXPECT_EQ(3, x->GetRetainCount());
+    d->RemoveObjectForKey(text("k"));
+    copy->RemoveAllObjects();
+    EXPECT_EQ(2, x->GetRetainCount());
+    EXPECT_EQ(1, y->GetRetainCount());
     d->RemoveAllObjects();
-    EXPECT_EQ(0u, d->Count());
     EXPECT_EQ(1, x->GetRetainCount());
-}
-
-TEST(CUMutableDictionary, KeysComeInCollationOrderAndCollationEqualKeysShareOneEntry) {
-    Dict d(new CUMutableDictionary());
-    // Localized order: lower case before upper, alphabetical across case, accents after.
-    for (char const* k : {"B", "a", "\xC3\xA9", "e", "f", "A", "b"}) {
-        d->SetObjectForKey(text(k), text(k));
-    }
-    EXPECT_EQ("a,A,b,B,e,\xC3\xA9,f", keysOf(d));
-    // A soft hyphen is ignorable in collation: "ab" and "a<SHY>b" are the same key.
-    d = Dict(new CUMutableDictionary());
-    d->SetObjectForKey(text("first"), text("ab"));
-    d->SetObjectForKey(text("second"), text("a\xC2\xAD"
-                                            "b"));
-    EXPECT_EQ("second", textOf(d->ObjectForKey(text("ab"))));
-    EXPECT_EQ("ab", keysOf(d)); // the key first stored stays
-    d->RemoveObjectForKey(text("a\xC2\xAD"
-                               "b"));
-    EXPECT_EQ(0u, d->Count());
-    d->SetObjectForKey(text("1"), text("abc")); // case is not ignorable
-    d->SetObjectForKey(text("2"), text("ABC"));
-    EXPECT_EQ(2u, d->Count());
-}
-
-TEST(CUMutableDictionary, StoredAndHandedOutKeysAreCopies) {
-    Dict d(new CUMutableDictionary());
+    // The key stored, and the keys handed out by AllKeys, are copies of the strings.
     CUSharedPtr<CUStringMac> k = text("m");
     d->SetObjectForKey(text("v"), k);
     d->SetObjectForKey(text("w"), text("z"));
     EXPECT_EQ(1, k->GetRetainCount());
     *k = CUStringMac("zz", CUString_CharCode_UTF8);
-    EXPECT_EQ("m,z", keysOf(d));
-    EXPECT_EQ("v", textOf(d->ObjectForKey(text("m"))));
     EXPECT_FALSE(d->ObjectForKey(k));
     CUSharedPtr<CUStringMac> handed = d->AllKeys()->ObjectAtIndex(0);
     *handed = CUStringMac("q", CUString_CharCode_UTF8);
-    EXPECT_EQ("m,z", keysOf(d));
+    EXPECT_EQ("m=v,z=w", contents(d));
 }
 
-TEST(CUDictionary, CopyHoldsTheSameValuesAndDescriptionNestsInKeyOrder) {
+TEST(CUDictionary, CopyKeepsItsEntriesAndDescriptionNestsInKeyOrder) {
     Dict source(new CUMutableDictionary());
-    CUSharedPtr<CUObject> x(new CUObject);
-    source->SetObjectForKey(x, text("k"));
-    CUSharedPtr<CUDictionary> copy(new CUDictionary(source));
-    Dict mutableCopy(new CUMutableDictionary(source));
-    EXPECT_EQ(4, x->GetRetainCount());
-    source->RemoveAllObjects();
-    EXPECT_EQ(x.get(), copy->ObjectForKey(text("k")).get());
-    mutableCopy->SetObjectForKey(text("y"), text("j"));
-    EXPECT_EQ(1u, copy->Count());
-    EXPECT_EQ(2u, mutableCopy->Count());
-
     source->SetObjectForKey(text("x"), text("a"));
-    source->SetObjectForKey(text("caf\xC3\xA9"), text("\xE6\x97\xA5"));
+    source->SetObjectForKey(CUSharedPtr<CUObject>(), text("k"));
+    CUSharedPtr<CUDictionary> copy(new CUDictionary(source));
+    source->SetObjectForKey(text("caf\u00E9"), text("\u65E5"));
     Dict inner(new CUMutableDictionary());
     inner->SetObjectForKey(text("1"), text("i"));
     source->SetObjectForKey(inner, text("b"));
     EXPECT_EQ("{\n\tKey:a,\tVal:x\n\tKey:b,\tVal:{\n\tKey:i,\tVal:1\n}\n"
-              "\tKey:\xE6\x97\xA5,\tVal:caf\xC3\xA9\n}",
+              "\tKey:k,\tVal:<NULL>\n\tKey:\u65E5,\tVal:caf\u00E9\n}",
               textOf(source->Description()));
+    source->RemoveAllObjects();
+    EXPECT_EQ("a=x,k=null", contents(copy));
 }
 
 // Keys compare through copied leading units and collation-key bytes; that must order exactly
