@@ -5,6 +5,7 @@
 
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -81,25 +82,24 @@ TEST(CUStringMac, InvalidBytesGiveANullTextThatFailsEverything) {
 }
 
 TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
-    struct {
-        _CUString_CharCode code;
-        unsigned int worst; // asked with no buffer, for "abc"
-    } const sizes[] = {{kUtf8, 12}, {kUtf16, 8}, {kAscii, 4}};
+    // The size asked with no buffer, for "abc": the worst case per character, and a terminator.
+    std::pair<_CUString_CharCode, unsigned int> const sizes[] = {
+        {kUtf8, 12}, {kUtf16, 8}, {kAscii, 4}};
     // Mixed widths (1 to 4 UTF-8 bytes), so cuts fall inside characters.
     Ptr text = S("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8C\x8D"
                  "b");
     std::string const full = utf8(*text);
-    for (auto row : sizes) {
+    for (auto [code, worst] : sizes) {
         unsigned int need = 0;
-        EXPECT_EQ(0u, S("abc")->GetString(nullptr, row.code, need));
-        EXPECT_EQ(row.worst, need);
-        text->GetString(nullptr, row.code, need);
-        unsigned int reserve = row.worst / 4;
+        EXPECT_EQ(0u, S("abc")->GetString(nullptr, code, need));
+        EXPECT_EQ(worst, need);
+        text->GetString(nullptr, code, need);
+        unsigned int reserve = worst / 4;
         for (unsigned int size = 1; size <= need + 8; ++size) {
-            SCOPED_TRACE(testing::Message() << "code " << row.code << " size " << size);
+            SCOPED_TRACE(testing::Message() << "code " << code << " size " << size);
             std::vector<char> buffer(size + 16, '\x5A');
             unsigned int given = size;
-            ASSERT_EQ(0u, text->GetString(buffer.data(), row.code, given));
+            ASSERT_EQ(0u, text->GetString(buffer.data(), code, given));
             EXPECT_EQ(size, given);
             for (unsigned int k = size; k < buffer.size(); ++k) {
                 ASSERT_EQ('\x5A', buffer[k]) << "overrun at " << k;
@@ -107,7 +107,7 @@ TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
             for (unsigned int k = size > reserve ? size - reserve : 0; k < size; ++k) {
                 ASSERT_EQ(0, buffer[k]) << "terminator missing";
             }
-            if (row.code == kUtf8) {
+            if (code == kUtf8) {
                 std::string got(buffer.data());
                 ASSERT_EQ(0u, full.find(got)); // a prefix made of whole characters
                 ASSERT_FALSE(isNullText(*S(got.c_str())));
@@ -137,7 +137,7 @@ TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
     EXPECT_STREQ(static_cast<char const*>(copy), static_cast<char const*>(str));
 }
 
-TEST(CUStringMac, EqualityFoldsCaseFullyButKeepsWidthAndComposition) {
+TEST(CUStringMac, EqualityFoldsCaseFullyOrderFollowsTheLocaleAndNullIsNeitherEqualNorLess) {
     struct {
         char const* a;
         char const* b;
@@ -156,21 +156,18 @@ TEST(CUStringMac, EqualityFoldsCaseFullyButKeepsWidthAndComposition) {
         EXPECT_EQ(row.insensitive, S(row.a)->Equals(*S(row.b), kInsensitive)) << row.a;
     }
     EXPECT_FALSE(S("abc")->Equals(*S("abc"), static_cast<_CUStringComparison>(2)));
-}
-
-TEST(CUStringMac, OrderFollowsTheLocaleAndNullIsNeverLess) {
     struct {
         char const* a;
         char const* b;
         bool less;
-    } const rows[] = {
+    } const order[] = {
         // clang-format off
         {"abc", "ABC", true}, {"ABC", "abc", false}, {"a", "B", true}, {"a", "ab", true},
         {"ab", "a", false}, {"same", "same", false}, {"cote", "c\u00F4te", true},
         {"e\u0301", "\u00E9", true}, {"\u00E9", "e\u0301", false},
         {"A", "\uFF21", true}, {"item2", "item10", false}}; // no numeric collation
     // clang-format on
-    for (auto row : rows) {
+    for (auto row : order) {
         EXPECT_EQ(row.less, *S(row.a) < *S(row.b)) << row.a << " < " << row.b;
     }
     Ptr x = S("Zebra"), y = S("apple");
@@ -205,7 +202,7 @@ TEST(CUStringMac, FindReturnsTheFirstWholeCharacterMatchOrTheNoneRange) {
     }
 }
 
-TEST(CUStringMac, SubStringChecksItsRangeAndMayCutAPair) {
+TEST(CUStringMac, SubStringChecksItsRangeAndMayCutAPairAndTrimTakesWhiteSpaceOnly) {
     Ptr abcd = S("abcd");
     EXPECT_EQ("bc", utf8(*abcd->SubString(1, 2)));
     EXPECT_EQ(1, abcd->SubString(1, 2)->GetRetainCount());
@@ -220,15 +217,13 @@ TEST(CUStringMac, SubStringChecksItsRangeAndMayCutAPair) {
     EXPECT_EQ(1, half->Length());
     EXPECT_EQ(0, half->CountOfChars());
     EXPECT_EQ("<failed>", utf8(*half));
-}
-
-TEST(CUStringMac, TrimRemovesThePlatformWhiteSpaceOnly) {
-    std::u16string const rows[][2] = {// clang-format off
+    // Trim removes the platform's white space only.
+    std::u16string const trims[][2] = {// clang-format off
         {u"  a b \n", u"a b"}, {u"\u00A0\u2003\u3000\u200Bx\u2028\u0085\t", u"x"},
         {u"\uFEFFx\u180E", u"\uFEFFx\u180E"}, {u" \t\r\n ", u""}};
     // clang-format on
-    for (auto const& row : rows) {
-        EXPECT_EQ(row[1], units(*fromUnits(row[0]).Trim())) << "row " << &row - rows;
+    for (auto const& row : trims) {
+        EXPECT_EQ(row[1], units(*fromUnits(row[0]).Trim())) << "row " << &row - trims;
     }
 }
 
@@ -255,7 +250,7 @@ TEST(CUStringMac, JoiningCopyingAndAssignment) {
     EXPECT_NE(description.get(), original.get());
 }
 
-TEST(CUStringMac, CreateWithFormatFollowsPrintf) {
+TEST(CUStringMac, CreateWithFormatFollowsPrintfAndCharCodesMapToThePlatformConstants) {
     Ptr made = CUStringMac::CreateWithFormat(S("%d-%s"), 7, "x");
     ASSERT_TRUE(made);
     EXPECT_EQ("7-x", utf8(*made));
@@ -264,9 +259,6 @@ TEST(CUStringMac, CreateWithFormatFollowsPrintf) {
     std::string big(5000, 'q');
     EXPECT_EQ(5002, CUStringMac::CreateWithFormat(S("<%s>"), big.c_str())->Length());
     EXPECT_EQ("100%", utf8(*CUStringMac::CreateWithFormat(S("%d%%"), 100)));
-}
-
-TEST(CUStringMac, ConvertCharCodeMapsToThePlatformConstants) {
     EXPECT_EQ(0x08000100u, CUStringMac::ConvertCharCode(kUtf8));
     EXPECT_EQ(0x0100u, CUStringMac::ConvertCharCode(kUtf16));
     EXPECT_EQ(0x0600u, CUStringMac::ConvertCharCode(kAscii));

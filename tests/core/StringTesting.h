@@ -11,8 +11,8 @@ inline CUStringMac s(char const* utf8) {
     return CUStringMac(utf8, CUString_CharCode_UTF8);
 }
 
-inline Ptr S(char const* utf8, _CUString_CharCode code = CUString_CharCode_UTF8) {
-    return Ptr(new CUStringMac(utf8, code));
+inline Ptr S(char const* utf8) {
+    return Ptr(new CUStringMac(utf8, CUString_CharCode_UTF8));
 }
 
 inline CUStringMac fromUnits(std::u16string u) {
