@@ -141,35 +141,29 @@ TEST(CUStringMac, EqualityFoldsCaseFullyOrderFollowsTheLocaleAndNullIsNeitherEqu
     struct {
         char const* a;
         char const* b;
-        bool sensitive;   // == and Equals(CaseSensitive)
-        bool insensitive; // Equals(CaseInsensitive)
+        bool equal;       // == and Equals(CaseSensitive)
+        bool foldedEqual; // Equals(CaseInsensitive)
+        int order;        // -1: a < b, 1: b < a, 0: neither
     } const rows[] = {
         // clang-format off
-        {"abc", "abc", true, true}, {"ABC", "abc", false, true}, {"stra\u00DFe", "STRASSE", false, true},
-        {"\u00C9T\u00C9", "\u00E9t\u00E9", false, true}, {"A", "\uFF21", false, false},
-        {"ab", "a\u00ADb", true, true}, // ignorable characters, as the platform compares
-        {"\u00E9", "e\u0301", false, false}};
+        {"abc", "abc", true, true, 0}, {"same", "same", true, true, 0},
+        {"ab", "a\u00ADb", true, true, 0}, // ignorable characters, as the platform compares
+        {"abc", "ABC", false, true, -1}, {"\u00C9T\u00C9", "\u00E9t\u00E9", false, true, 1},
+        {"A", "\uFF21", false, false, -1},
+        {"\u00E9", "e\u0301", false, false, 1}, {"a", "B", false, false, -1},
+        {"a", "ab", false, false, -1}, {"cote", "c\u00F4te", false, false, -1},
+        {"item2", "item10", false, false, 1}}; // no numeric collation
     // clang-format on
     for (auto row : rows) {
-        EXPECT_EQ(row.sensitive, *S(row.a) == *S(row.b)) << row.a << " == " << row.b;
-        EXPECT_EQ(row.sensitive, S(row.a)->Equals(*S(row.b), kSensitive)) << row.a;
-        EXPECT_EQ(row.insensitive, S(row.a)->Equals(*S(row.b), kInsensitive)) << row.a;
+        SCOPED_TRACE(testing::Message() << row.a << " vs " << row.b);
+        EXPECT_EQ(row.equal, *S(row.a) == *S(row.b));
+        EXPECT_EQ(row.equal, S(row.a)->Equals(*S(row.b), kSensitive));
+        EXPECT_EQ(row.foldedEqual, S(row.a)->Equals(*S(row.b), kInsensitive));
+        EXPECT_EQ(row.order < 0, *S(row.a) < *S(row.b));
+        EXPECT_EQ(row.order > 0, *S(row.b) < *S(row.a));
     }
+    EXPECT_TRUE(S("stra\u00DFe")->Equals(*S("STRASSE"), kInsensitive)); // full case folding
     EXPECT_FALSE(S("abc")->Equals(*S("abc"), static_cast<_CUStringComparison>(2)));
-    struct {
-        char const* a;
-        char const* b;
-        bool less;
-    } const order[] = {
-        // clang-format off
-        {"abc", "ABC", true}, {"ABC", "abc", false}, {"a", "B", true}, {"a", "ab", true},
-        {"ab", "a", false}, {"same", "same", false}, {"cote", "c\u00F4te", true},
-        {"e\u0301", "\u00E9", true}, {"\u00E9", "e\u0301", false},
-        {"A", "\uFF21", true}, {"item2", "item10", false}}; // no numeric collation
-    // clang-format on
-    for (auto row : order) {
-        EXPECT_EQ(row.less, *S(row.a) < *S(row.b)) << row.a << " < " << row.b;
-    }
     Ptr x = S("Zebra"), y = S("apple");
     for (int i = 0; i < 3; ++i) { // later comparisons use the cached key
         EXPECT_TRUE(*y < *x);
