@@ -32,7 +32,7 @@ TEST(CUArray, OutOfRangeAccessGivesNullOrFalseAndChangesNothing) {
 
 // Each edit on [null, a, c]: indexes past the end and null arguments change nothing. Adding
 // the array to itself reallocates the sequence (capacity 4) while it is read.
-TEST(CUMutableArray, EditsFollowTheirTable) {
+TEST(CUMutableArray, EditsChangeWhatTheyNameAndIgnoreIndexesPastTheEndAndNulls) {
     using A = CUMutableArray&;
     struct Row {
         void (*edit)(A);

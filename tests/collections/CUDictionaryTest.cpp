@@ -43,7 +43,7 @@ std::string randomText(std::mt19937& rng, std::vector<std::string> const& pieces
 
 // Each edit on {ab: v, k: null}. Null keys and keys without text are refused; "a<SHY>b" is
 // the key "ab" (a soft hyphen is ignorable in collation) and the key first stored stays.
-TEST(CUMutableDictionary, EditsFollowTheirTable) {
+TEST(CUMutableDictionary, RefusesKeysWithoutTextAndStoresCollationEqualKeysOnce) {
     using D = CUMutableDictionary&;
     struct Row {
         void (*edit)(D);
@@ -126,13 +126,10 @@ TEST(CUDictionary, CopyKeepsItsEntriesAndDescriptionListsThemInKeyOrder) {
 // Keys compare through copied leading units and collation-key bytes; that must order exactly
 // as CUStringMac::operator< does, also for prefixes, accents, marks and ignorable characters.
 TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
-    std::vector<std::string> const pieces = {"a",         "b",
-                                             "A",         "\xC3\xA9",
-                                             "e\xCC\x81", "e",
-                                             "\xC2\xAD",  "abcdefgh",
-                                             "z",         "\xEF\xBC\xA1",
-                                             "1",         "-",
-                                             " ",         "\xF0\x9F\x8C\x8D"};
+    // clang-format off
+    std::vector<std::string> const pieces = {"a", "b", "A", "\u00E9", "e\u0301", "e", "\u00AD",
+        "abcdefgh", "z", "\uFF21", "1", "-", " ", "\U0001F30D"};
+    // clang-format on
     std::mt19937 rng(2024);
     std::vector<CUSharedPtr<CUStringMac>> texts;
     for (int i = 0; i < 400; ++i) {
@@ -152,10 +149,8 @@ TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
                 continue;
             }
             CUDictionaryKey ka(a), kb(b);
-            ASSERT_EQ(a < b   ? -1
-                      : b < a ? 1
-                              : 0,
-                      CUDictionaryKeyOrder::Compare(ka.info, kb.info))
+            int const expected = a < b ? -1 : b < a ? 1 : 0;
+            ASSERT_EQ(expected, CUDictionaryKeyOrder::Compare(ka.info, kb.info))
                 << static_cast<char const*>(a) << " vs " << static_cast<char const*>(b);
             ++checked;
         }
@@ -167,8 +162,8 @@ TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
 // tree's equality for texts that differ only by ignorable characters, composition or nothing,
 // across growth, removals, emptying and a locale change.
 TEST(CUMutableDictionary, HashedLookUpsAgreeWithTheKeyOrderThroughChanges) {
-    std::vector<std::string> const pieces = {
-        "a", "b", "A", "\xC3\xA9", "e\xCC\x81", "\xC2\xAD", "c", "\xEF\xBC\xA1", "-", "x"};
+    std::vector<std::string> const pieces = {"a",      "b", "A",      "\u00E9", "e\u0301",
+                                             "\u00AD", "c", "\uFF21", "-",      "x"};
     std::mt19937 rng(7);
     // The model: entries in insertion order, found by the strings' own equality.
     std::vector<std::pair<CUSharedPtr<CUStringMac>, std::string>> model;
@@ -189,7 +184,7 @@ TEST(CUMutableDictionary, HashedLookUpsAgreeWithTheKeyOrderThroughChanges) {
         // A text and itself followed by an ignorable character are two keys (the shorter is a
         // prefix) though each equals that text with the character moved to the front: no
         // model can hold such a trio consistently, so texts never end with one.
-        if (t.size() >= 2 && t.compare(t.size() - 2, 2, "\xC2\xAD") == 0) {
+        if (t.size() >= 2 && t.compare(t.size() - 2, 2, "\u00AD") == 0) {
             t += "b";
         }
         CUSharedPtr<CUStringMac> k = text(t.c_str());

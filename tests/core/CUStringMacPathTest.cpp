@@ -50,7 +50,7 @@ using U = std::vector<std::u16string>;
 
 } // namespace
 
-TEST(CUStringMac, PathOperationsFollowTheirTables) {
+TEST(CUStringMac, PathOperationsCutAndJoinAtSeparatorsAndFailOnANullText) {
     auto op = [](unsigned int (CUStringMac::*member)(CUStringMac&)) {
         return [member](CUStringMac path, char const*, CUStringMac& out) {
             return (path.*member)(out);
