@@ -6,18 +6,15 @@
 
 #include <climits>
 
-TEST(CUIndexSet, NewSetIsEmptyAndAnswersNoIndex) {
+TEST(CUMutableIndexSet, KeepsDistinctNonNegativeIndexesInOrderAndAnswersNoIndexWhenEmpty) {
     EXPECT_EQ(-1, CUIndexSet::noIndex);
-    CUSharedPtr<CUIndexSet> set = CUIndexSet::Create();
-    EXPECT_EQ(1, set->GetRetainCount());
-    EXPECT_EQ(0, set->Init());
-    EXPECT_EQ(CUIndexSet::noIndex, set->FirstIndex());
-    EXPECT_EQ(CUIndexSet::noIndex, set->LastIndex());
-    EXPECT_FALSE(set->ContainsIndex(0) || set->ContainsIndex(-1));
-}
-
-TEST(CUMutableIndexSet, KeepsDistinctNonNegativeIndexesInOrder) {
+    CUSharedPtr<CUIndexSet> empty = CUIndexSet::Create();
+    EXPECT_EQ(1, empty->GetRetainCount());
+    EXPECT_EQ(0, empty->Init());
+    EXPECT_FALSE(empty->ContainsIndex(0) || empty->ContainsIndex(-1));
     CUSharedPtr<CUMutableIndexSet> set = CUMutableIndexSet::Create();
+    EXPECT_EQ(CUIndexSet::noIndex, empty->FirstIndex());
+    EXPECT_EQ(CUIndexSet::noIndex, empty->LastIndex());
     set->AddIndex(-1);
     set->AddIndex(INT_MIN);
     EXPECT_EQ(CUIndexSet::noIndex, set->LastIndex());

@@ -9,15 +9,11 @@
 
 namespace {
 
-template <class T> std::string describe(CUVector<T>& v) {
-    return static_cast<char const*>(*v.Description());
-}
-
 template <class T>
 std::string describe(CUSharedPtr<CUVector<T>> v,
                      std::initializer_list<std::type_identity_t<T>> xs) {
     v->insert(v->end(), xs);
-    return describe(*v);
+    return static_cast<char const*>(*v->Description());
 }
 
 } // namespace
@@ -32,7 +28,7 @@ TEST(CUVector, FactoriesGiveEmptyVectorsHeldOnceAndCheckedByType) {
 }
 
 TEST(CUVector, DescriptionPrintsEveryWidthInFull) {
-    EXPECT_EQ("{}", describe(*CreateCUVectorUInt64()));
+    EXPECT_EQ("{}", describe(CreateCUVectorUInt64(), {}));
     EXPECT_EQ("{ 255, 0}", describe(CreateCUVectorUInt8(), {255, 0}));
     EXPECT_EQ("{ -128, 127}", describe(CreateCUVectorSInt8(), {-128, 127}));
     EXPECT_EQ("{ 1, -2, 3}", describe(CreateCUVectorSInt16(), {1, -2, 3}));
@@ -42,11 +38,4 @@ TEST(CUVector, DescriptionPrintsEveryWidthInFull) {
     EXPECT_EQ("{ -9223372036854775808, 9223372036854775807}",
               describe(CreateCUVectorSInt64(), {LLONG_MIN, LLONG_MAX}));
     EXPECT_EQ("{ 18446744073709551615}", describe(CreateCUVectorUInt64(), {ULLONG_MAX}));
-    CUVector<int> v; // used directly as a standard vector
-    v.resize(3, 9);
-    v[1] = 4;
-    EXPECT_EQ(0, v.GetRetainCount());
-    EXPECT_EQ("{ 9, 4, 9}", describe(v));
-    v.clear();
-    EXPECT_EQ("{}", describe(v));
 }

@@ -12,27 +12,22 @@ ARGB argb(CUColor const& c) {
 }
 } // namespace
 
-TEST(CUColor, FactoriesTakeAlphaFirstAndThreeChannelsAreOpaque) {
+TEST(CUColor, FactoriesTakeAlphaFirstAndNamedColoursHaveTheirExactValues) {
     EXPECT_EQ((ARGB{0, 0, 0, 0}), argb(CUColor()));
-    CUSharedPtr<CUColor> color = CUColor::Create(10, 20, 30, 40);
-    EXPECT_EQ(1, color->GetRetainCount());
-    EXPECT_EQ((ARGB{10, 20, 30, 40}), argb(*color));
-    EXPECT_EQ((ARGB{255, 20, 30, 40}), argb(*CUColor::Create(20, 30, 40)));
     CUColor plain;
     EXPECT_TRUE(plain.Init(1, 2, 3, 4));
     EXPECT_EQ((ARGB{1, 2, 3, 4}), argb(plain));
-}
-
-TEST(CUColor, NamedColoursHaveTheirExactValues) {
-    struct Row {
-        CUSharedPtr<CUColor> (*make)();
+    EXPECT_EQ(1, CUColor::Create(10, 20, 30, 40)->GetRetainCount());
+    struct {
+        CUSharedPtr<CUColor> color;
         ARGB value;
-    } const rows[] = {
-        {CUColor::Red, {255, 255, 0, 0}},           {CUColor::Black, {255, 0, 0, 0}},
-        {CUColor::Gray, {255, 128, 128, 128}},      {CUColor::DarkGray, {255, 169, 169, 169}},
-        {CUColor::LightGray, {255, 211, 211, 211}}, {CUColor::White, {255, 255, 255, 255}},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(row.value, argb(*row.make())) << row.value[1] << "," << row.value[2];
+    } const rows[] = {// clang-format off
+        {CUColor::Create(10, 20, 30, 40), {10, 20, 30, 40}}, {CUColor::Create(20, 30, 40), {255, 20, 30, 40}},
+        {CUColor::Red(), {255, 255, 0, 0}}, {CUColor::Black(), {255, 0, 0, 0}},
+        {CUColor::Gray(), {255, 128, 128, 128}}, {CUColor::DarkGray(), {255, 169, 169, 169}},
+        {CUColor::LightGray(), {255, 211, 211, 211}}, {CUColor::White(), {255, 255, 255, 255}}};
+    // clang-format on
+    for (auto const& row : rows) {
+        EXPECT_EQ(row.value, argb(*row.color)) << "row " << &row - rows;
     }
 }
