@@ -17,6 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Threads blocked in the event's WaitOne; joined on destruction.
 class Waiters {
   public:
     Waiters(CUEventWaitHandle& event, int count) {
@@ -26,7 +27,7 @@ class Waiters {
                 // A qualified call reads no vtable: one test destroys the event while this
                 // thread waits, and the dispatch read would race with the destructor's writes.
                 event.CUEventWaitHandle::WaitOne();
-                m_returned.fetch_add(1);
+                returned.fetch_add(1);
             });
         }
         while (m_started.load() < count) {
@@ -34,34 +35,26 @@ class Waiters {
         }
         std::this_thread::sleep_for(50ms); // let them reach the wait
     }
-    ~Waiters() { JoinAll(); }
-
-    int Returned() const { return m_returned.load(); }
+    ~Waiters() {
+        for (auto& t : m_threads) {
+            t.join();
+        }
+    }
 
     // Waits up to two seconds for `count` returns.
     bool AwaitReturned(int count) const {
-        for (auto deadline = std::chrono::steady_clock::now() + 2s;
-             std::chrono::steady_clock::now() < deadline;) {
-            if (m_returned.load() >= count) {
-                return true;
-            }
+        auto const deadline = std::chrono::steady_clock::now() + 2s;
+        while (returned.load() < count && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(1ms);
         }
-        return m_returned.load() >= count;
+        return returned.load() >= count;
     }
 
-    void JoinAll() {
-        for (auto& t : m_threads) {
-            if (t.joinable()) {
-                t.join();
-            }
-        }
-    }
+    std::atomic<int> returned{0};
 
   private:
     std::vector<std::thread> m_threads;
     std::atomic<int> m_started{0};
-    std::atomic<int> m_returned{0};
 };
 
 } // namespace
@@ -73,7 +66,7 @@ TEST(CUEventWaitHandle, ManualEventStaysSetUntilResetAndReleasesEveryWaiter) {
     EXPECT_TRUE(event.Reset());
     {
         Waiters waiters(event, 2);
-        EXPECT_EQ(0, waiters.Returned()) << "a reset manual event blocks";
+        EXPECT_EQ(0, waiters.returned.load()) << "a reset manual event blocks";
         EXPECT_TRUE(event.Set());
         EXPECT_TRUE(event.Set());
         EXPECT_TRUE(waiters.AwaitReturned(2));
@@ -90,11 +83,11 @@ TEST(CUEventWaitHandle, AutoEventReleasesOneWaitPerSetAndClears) {
     EXPECT_TRUE(event.Set()); // on a set event: stays set, no second wake
     EXPECT_TRUE(event.WaitOne()) << "the first wait returns at once";
     Waiters waiters(event, 2);
-    EXPECT_EQ(0, waiters.Returned()) << "the first wait cleared the event";
+    EXPECT_EQ(0, waiters.returned.load()) << "the first wait cleared the event";
     event.Set();
     ASSERT_TRUE(waiters.AwaitReturned(1));
     std::this_thread::sleep_for(100ms);
-    EXPECT_EQ(1, waiters.Returned()) << "an automatic event wakes one waiter per Set";
+    EXPECT_EQ(1, waiters.returned.load()) << "an automatic event wakes one waiter per Set";
     event.Set();
     EXPECT_TRUE(waiters.AwaitReturned(2));
 }
@@ -105,10 +98,9 @@ TEST(CUEventWaitHandle, DestroyingAClearEventReleasesItsWaiter) {
             manual ? static_cast<CUEventWaitHandle*>(new CUManualResetEvent(false))
                    : static_cast<CUEventWaitHandle*>(new CUAutoResetEvent(false));
         Waiters waiter(*event, 1);
-        EXPECT_EQ(0, waiter.Returned());
+        EXPECT_EQ(0, waiter.returned.load());
         delete event;
         EXPECT_TRUE(waiter.AwaitReturned(1)) << (manual ? "manual" : "automatic");
-        waiter.JoinAll();
     }
 }
 
