@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -25,17 +25,12 @@ class TextSink : public CUStream {
     std::string text;
 };
 
+// A fresh folder in the temporary directory, removed with its content.
 struct ScratchFolder {
-    ScratchFolder() {
-        auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-        path = std::filesystem::temp_directory_path() / ("varn-readme-" + std::to_string(stamp));
-        std::filesystem::create_directories(path);
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    std::filesystem::path path;
+    ScratchFolder() { EXPECT_NE(nullptr, ::mkdtemp(path.data())); }
+    ~ScratchFolder() { std::filesystem::remove_all(path, ignored); }
+    std::string path = std::filesystem::temp_directory_path() / "varn-readme-XXXXXX";
+    std::error_code ignored;
 };
 
 } // namespace
@@ -55,9 +50,9 @@ TEST(CUStringMac, ReadmeExampleComparesAndFormats) {
     EXPECT_EQ("3 items", text);
 }
 
-TEST(CUFileStream, ReadmeExampleThrowsFileNotFound) {
+TEST(CUFileStream, ReadmeExamplesWriteReadBackAndThrowFileNotFound) {
     ScratchFolder scratch;
-    std::string const folder = scratch.path.string();
+    std::string const folder = scratch.path;
     unsigned int caught = 0;
     // README errors
     CUSharedPtr<CUStringMac> path(
@@ -69,27 +64,24 @@ TEST(CUFileStream, ReadmeExampleThrowsFileNotFound) {
     }
     // README end
     EXPECT_EQ(static_cast<unsigned>(CUError_FileNotFound), caught);
-}
-
-TEST(CUFileStream, ReadmeExampleWritesAndReadsBack) {
-    ScratchFolder scratch;
-    std::string const folder = scratch.path.string();
-    // README files
-    CUSharedPtr<CUStringMac> path(
-        new CUStringMac((folder + "/notes.txt").c_str(), CUString_CharCode_UTF8));
     {
-        CUFileStream out(path, CUStream_FileMode_Create, CUStream_FileAccess_Write, false);
-        unsigned char hello[] = "hello, world";
-        out.Write(hello, 12, 0, CUStream_Seek_Origin_Begin);
-    } // closed here
-    CUFileStream in(path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
-    unsigned char buffer[5];
-    unsigned long long n = in.Read(buffer, 5, 7, CUStream_Seek_Origin_Begin); // 5: "world"
-    bool exists = CUFile::Exists(path);                                       // true
-    // README end
-    EXPECT_EQ(5u, n);
-    EXPECT_EQ(0, std::memcmp(buffer, "world", 5));
-    EXPECT_TRUE(exists);
+        // README files
+        CUSharedPtr<CUStringMac> path(
+            new CUStringMac((folder + "/notes.txt").c_str(), CUString_CharCode_UTF8));
+        {
+            CUFileStream out(path, CUStream_FileMode_Create, CUStream_FileAccess_Write, false);
+            unsigned char hello[] = "hello, world";
+            out.Write(hello, 12, 0, CUStream_Seek_Origin_Begin);
+        } // closed here
+        CUFileStream in(path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+        unsigned char buffer[5];
+        unsigned long long n = in.Read(buffer, 5, 7, CUStream_Seek_Origin_Begin); // 5: "world"
+        bool exists = CUFile::Exists(path);                                       // true
+        // README end
+        EXPECT_EQ(5u, n);
+        EXPECT_EQ(0, std::memcmp(buffer, "world", 5));
+        EXPECT_TRUE(exists);
+    }
 }
 
 TEST(CUMutableDictionary, ReadmeExampleStoresAndSorts) {

@@ -1,8 +1,16 @@
-// CUIdentifierGenerator: increasing identifiers and the shared instance (contention: the stress
-// test).
+// CUIdentifierGenerator: increasing identifiers, the shared instance, and eight threads drawing
+// identifiers for VARN_STRESS_SECONDS (2 s by default).
+#include "support/Stress.h"
+
 #include <VarnUtilityLib/CUIdentifierGenerator.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
 
 TEST(CUIdentifierGenerator, CountsFromOneAndTheSharedInstanceIsOnePerProcess) {
     CUSharedPtr<CUIdentifierGenerator> generator(new CUIdentifierGenerator);
@@ -15,4 +23,48 @@ TEST(CUIdentifierGenerator, CountsFromOneAndTheSharedInstanceIsOnePerProcess) {
     unsigned long long a = first->GenerateIdentifier();
     EXPECT_GE(a, 1ull);
     EXPECT_EQ(a + 1, second->GenerateIdentifier());
+}
+
+// Together the threads get 1, 2, 3, ... with no number twice and none left out, each thread
+// seeing its own rise.
+TEST(CUIdentifierGenerator, EightThreadsUnderContentionGetNoDuplicateAndNoGap) {
+    constexpr int kThreads = 8;
+    constexpr std::size_t kCapPerThread = 1u << 20; // bounds the memory of a long run
+    CUSharedPtr<CUIdentifierGenerator> generator(new CUIdentifierGenerator);
+    std::vector<std::vector<unsigned long long>> got(kThreads);
+    std::atomic<bool> stop{false};
+    std::atomic<int> ready{0}, full{0}; // threads that have started, and stopped
+    std::vector<std::thread> threads;
+    for (auto& mine : got) {
+        threads.emplace_back([&] {
+            mine.reserve(kCapPerThread);
+            ready.fetch_add(1);
+            while (ready.load() < kThreads) {
+            }
+            while (!stop.load(std::memory_order_relaxed) && mine.size() < kCapPerThread) {
+                mine.push_back(generator->GenerateIdentifier());
+            }
+            full.fetch_add(1);
+        });
+    }
+    auto const end = std::chrono::steady_clock::now() + varn::test::StressDuration();
+    while (std::chrono::steady_clock::now() < end && full.load() < kThreads) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    stop.store(true);
+    std::vector<unsigned long long> all;
+    for (int t = 0; t < kThreads; ++t) {
+        threads[t].join();
+        EXPECT_TRUE(std::adjacent_find(got[t].begin(), got[t].end(), std::greater_equal<>()) ==
+                    got[t].end())
+            << "one thread sees its identifiers strictly rise";
+        all.insert(all.end(), got[t].begin(), got[t].end());
+    }
+    std::sort(all.begin(), all.end());
+    ASSERT_FALSE(all.empty());
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        ASSERT_EQ(i + 1, all[i]) << "duplicate or gap at " << i;
+    }
+    EXPECT_EQ(all.size() + 1, generator->GenerateIdentifier());
+    RecordProperty("identifiers", std::to_string(all.size()));
 }

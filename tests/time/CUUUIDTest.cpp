@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <regex>
@@ -13,30 +12,31 @@
 
 namespace {
 
-std::array<unsigned char, 16> bytesOf(CUUUID& uuid) {
-    std::array<unsigned char, 16> out{};
-    out.fill(0xEE);
+using Bytes = std::array<unsigned char, 16>;
+
+Bytes bytesOf(CUUUID& uuid) {
+    Bytes out;
+    out.fill(0xEE); // so that bytes left unwritten show
     uuid.GetBytes(out.data());
     return out;
 }
 
+// The UUID at the end of the description.
 std::string canonicalTail(CUUUID& uuid) {
     std::string text = Utf8(uuid.Description());
-    std::size_t blank = text.rfind(' ');
-    return blank == std::string::npos ? std::string() : text.substr(blank + 1);
+    return text.substr(text.rfind(' ') + 1);
 }
 
 } // namespace
 
 TEST(CUUUID, WordsAreBigEndianAndTheTextIsUpperCaseCanonicalGroups) {
     CUSharedPtr<CUUUID> null = CUUUID::CreateNull();
-    EXPECT_EQ(1, null->GetRetainCount());
     EXPECT_TRUE(null->IsNotFillSerialArea());
-    EXPECT_EQ((std::array<unsigned char, 16>{}), bytesOf(*null));
+    EXPECT_EQ(Bytes{}, bytesOf(*null));
     std::string text = Utf8(null->Description());
     EXPECT_NE(std::string::npos, text.find("(0x0x")) << "starts with the object description";
     EXPECT_EQ(" 00000000-0000-0000-0000-000000000000", text.substr(text.size() - 37)) << text;
-    EXPECT_EQ((std::array<unsigned char, 16>{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}),
+    EXPECT_EQ((Bytes{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}),
               bytesOf(*CUUUID::Create(1, 2, 3, 4)));
     CUSharedPtr<CUUUID> mixed = CUUUID::Create(0x01234567u, 0x89ABCDEFu, 0xFEDCBA98u, 0x76543210u);
     EXPECT_EQ("01234567-89AB-CDEF-FEDC-BA9876543210", canonicalTail(*mixed));
@@ -50,9 +50,7 @@ TEST(CUUUID, RandomUUIDsAreVersionFourAndDistinct) {
     std::set<std::string> seen;
     std::regex canonical("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
     for (int i = 0; i < 100; ++i) {
-        CUSharedPtr<CUUUID> uuid = CUUUID::Create();
-        ASSERT_TRUE(uuid);
-        std::string text = canonicalTail(*uuid);
+        std::string text = canonicalTail(*CUUUID::Create());
         EXPECT_TRUE(std::regex_match(text, canonical)) << text;
         seen.insert(text);
     }
@@ -83,30 +81,22 @@ TEST(CUUUID, ConversionsGiveTheHandleAndTheRecordAndHandlesAreCopiedNeverKept) {
 TEST(CUUUID, NullHandleGivesANullUUIDReadingAsZerosAndNullBytesAreRejectedWithTwo) {
     CUUUID null(static_cast<__CFUUID const*>(nullptr));
     EXPECT_EQ(nullptr, null.GetUUIDRef());
-    std::array<unsigned char, 16> zeros{};
-    EXPECT_EQ(zeros, bytesOf(null));
+    EXPECT_EQ(Bytes{}, bytesOf(null));
     std::string text = Utf8(null.Description());
     EXPECT_EQ(std::string::npos, text.find('-')) << "no UUID text for a null UUID: " << text;
-    CUUUID copy(null);
-    EXPECT_EQ(nullptr, copy.GetUUIDRef());
-    EXPECT_FALSE(CUUUID::Create(static_cast<__CFUUID const*>(nullptr)) == nullptr)
+    EXPECT_EQ(nullptr, CUUUID(null).GetUUIDRef());
+    EXPECT_TRUE(CUUUID::Create(static_cast<__CFUUID const*>(nullptr)))
         << "a null handle is not an error";
-
-    unsigned int code = 0;
-    try {
-        CUUUID rejected(static_cast<unsigned char const*>(nullptr));
-    } catch (unsigned int thrown) {
-        code = thrown;
-    }
-    EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument), code);
+    EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument),
+              ThrownCode([] { CUUUID rejected(static_cast<unsigned char const*>(nullptr)); }));
     EXPECT_FALSE(CUUUID::Create(static_cast<unsigned char const*>(nullptr)));
 }
 
 TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
     CUSharedPtr<CUUUID> uuid = CUUUID::Create();
-    std::array<unsigned char, 16> expected = bytesOf(*uuid);
+    Bytes expected = bytesOf(*uuid);
     unsigned char serial[5] = {1, 2, 3, 4, 5};
-    std::copy(serial, serial + 5, expected.begin() + 11);
+    std::memcpy(expected.data() + 11, serial, 5);
     uuid->CorrectSerialArea(serial);
     EXPECT_EQ(expected, bytesOf(*uuid));
     EXPECT_FALSE(uuid->IsNotFillSerialArea());
@@ -115,8 +105,7 @@ TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
     for (int i = 10; i < 16; ++i) {
         unsigned char bytes[16] = {};
         bytes[i] = 0x80;
-        CUUUID one(bytes);
-        EXPECT_EQ(i == 10, one.IsNotFillSerialArea()) << "byte " << i;
+        EXPECT_EQ(i == 10, CUUUID(bytes).IsNotFillSerialArea()) << "byte " << i;
     }
 }
 
