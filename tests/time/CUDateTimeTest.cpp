@@ -52,6 +52,8 @@ TEST(CUDateTime, FieldsOfInstantsAroundTheEpochAndAfterAddedIntervals) {
     EXPECT_DOUBLE_EQ(59.5, before.GregorianDate(false).second);
     EXPECT_EQ("2001-01-01 00:00:59", fields(truncated, false)); // toward zero
     EXPECT_DOUBLE_EQ(59.9, truncated.GregorianDate(false).second);
+    double const now = static_cast<double>(std::time(nullptr)) - 978307200.0;
+    EXPECT_NEAR(now, CUDateTime::Create()->GetAbsoluteTime(), 5.0) << "now is the system clock";
 }
 
 // Dates made from wall-clock fields in the system zone, read back in GMT and locally.
@@ -136,7 +138,11 @@ TEST(CUDateTime, SystemZoneComesFromTZOrElseTheMachine) {
     EXPECT_EQ("UTC", varn::platform::SystemZoneId());
 }
 
-TEST(CUDateTime, NullDateAnswersEveryOperationSafely) {
+TEST(CUDateTime, ComparisonsFollowTheInstantAndANullDateAnswersEveryOperationSafely) {
+    CUDateTime a(10.0), b(10.0), c(10.5), copy(c);
+    EXPECT_TRUE(a == b && a < c && copy == c);
+    EXPECT_FALSE(a == c || c < a || a < b);
+    EXPECT_EQ(0, copy.GetRetainCount());
     CUDateTime null = makeNullDate();
     EXPECT_FALSE(null.HasDate());
     // Instants past the calendar's range, or none at all, read like a date that is not there.
@@ -169,17 +175,6 @@ TEST(CUDateTime, NullDateAnswersEveryOperationSafely) {
     EXPECT_FALSE(target.HasDate());
     target = other;
     EXPECT_TRUE(target == other);
-}
-
-TEST(CUDateTime, ComparisonsFollowTheInstantAndNowIsTheSystemClock) {
-    CUDateTime a(10.0), b(10.0), c(10.5);
-    EXPECT_TRUE(a == b && a < c);
-    EXPECT_FALSE(a == c || c < a || a < b);
-    CUDateTime copy(c);
-    EXPECT_TRUE(copy == c);
-    EXPECT_EQ(0, copy.GetRetainCount());
-    double const now = static_cast<double>(std::time(nullptr)) - 978307200.0;
-    EXPECT_NEAR(now, CUDateTime::Create()->GetAbsoluteTime(), 5.0);
 }
 
 // U+202F NARROW NO-BREAK SPACE stands before AM/PM since CLDR 42.
@@ -229,31 +224,21 @@ TEST(CUDateTime, ConcurrentFormattingGivesTheSameTexts) {
     CUDateTime date(kMarch5th2024);
     std::string const expected = texts(date);
     std::atomic<int> mismatches{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            CUDateTime mine(kMarch5th2024);
-            for (int i = 0; i < 200; ++i) {
-                mismatches += texts(mine) != expected || mine.GetDay(true) != 5;
-            }
-        });
-    }
-    for (auto& t : threads) {
-        t.join();
+    {
+        std::vector<std::jthread> threads; // joined at the end of the block
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&] {
+                CUDateTime mine(kMarch5th2024);
+                for (int i = 0; i < 200; ++i) {
+                    mismatches += texts(mine) != expected || mine.GetDay(true) != 5;
+                }
+            });
+        }
     }
     EXPECT_EQ(0, mismatches.load());
 }
 
-TEST(CUDateTime, PlainLocalesFormatAsUsEnglish) {
-    ScopedEnv all("LC_ALL", nullptr);
-    ScopedEnv time("LC_TIME", nullptr);
-    for (char const* plain : {"C", "C.UTF-8", "POSIX"}) {
-        ScopedEnv lang("LANG", plain);
-        EXPECT_EQ("en_US_POSIX", varn::platform::DateLocaleId()) << plain;
-    }
-}
-
-TEST(CUDateTime, DescriptionIsLocalTimeInAFixedProlepticPattern) {
+TEST(CUDateTime, DescriptionIsLocalTimeInAFixedProlepticPatternAndPlainLocalesAreUsEnglish) {
     ScopedEnv tz("TZ", "Europe/Berlin");
     ScopedEnv lang("LANG", "de_DE.UTF-8");
     EXPECT_EQ("2024/03/05 07:08:09", Utf8(CUDateTime(2024, 3, 5, 7, 8, 9).Description()));
@@ -261,4 +246,10 @@ TEST(CUDateTime, DescriptionIsLocalTimeInAFixedProlepticPattern) {
     // The same instant in GMT is an hour earlier; the text stays local.
     CUDateTime fromGMT(kMarch5th2024);
     EXPECT_EQ("2024/03/05 08:08:09", Utf8(fromGMT.Description()));
+    ScopedEnv all("LC_ALL", nullptr);
+    ScopedEnv time("LC_TIME", nullptr);
+    for (char const* plain : {"C", "C.UTF-8", "POSIX"}) {
+        lang.Set(plain);
+        EXPECT_EQ("en_US_POSIX", varn::platform::DateLocaleId()) << plain;
+    }
 }

@@ -32,33 +32,29 @@ TEST(CUIdentifierGenerator, EightThreadsUnderContentionGetNoDuplicateAndNoGap) {
     constexpr std::size_t kCapPerThread = 1u << 20; // bounds the memory of a long run
     CUSharedPtr<CUIdentifierGenerator> generator(new CUIdentifierGenerator);
     std::vector<std::vector<unsigned long long>> got(kThreads);
-    std::atomic<bool> stop{false};
-    std::atomic<int> ready{0}, full{0}; // threads that have started, and stopped
-    std::vector<std::thread> threads;
-    for (auto& mine : got) {
-        threads.emplace_back([&] {
-            mine.reserve(kCapPerThread);
-            ready.fetch_add(1);
-            while (ready.load() < kThreads) {
-            }
-            while (!stop.load(std::memory_order_relaxed) && mine.size() < kCapPerThread) {
-                mine.push_back(generator->GenerateIdentifier());
-            }
-            full.fetch_add(1);
-        });
-    }
+    std::atomic<int> ready{0};
     auto const end = std::chrono::steady_clock::now() + varn::test::StressDuration();
-    while (std::chrono::steady_clock::now() < end && full.load() < kThreads) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    {
+        std::vector<std::jthread> threads; // joined at the end of the block
+        for (auto& mine : got) {
+            threads.emplace_back([&] {
+                mine.reserve(kCapPerThread);
+                ready.fetch_add(1);
+                while (ready.load() < kThreads) {
+                }
+                // The clock is read once every 1024 identifiers, to keep the contention high.
+                while (mine.size() < kCapPerThread &&
+                       (mine.size() % 1024 != 0 || std::chrono::steady_clock::now() < end)) {
+                    mine.push_back(generator->GenerateIdentifier());
+                }
+            });
+        }
     }
-    stop.store(true);
     std::vector<unsigned long long> all;
-    for (int t = 0; t < kThreads; ++t) {
-        threads[t].join();
-        EXPECT_TRUE(std::adjacent_find(got[t].begin(), got[t].end(), std::greater_equal<>()) ==
-                    got[t].end())
+    for (auto const& ids : got) {
+        EXPECT_TRUE(std::adjacent_find(ids.begin(), ids.end(), std::greater_equal<>()) == ids.end())
             << "one thread sees its identifiers strictly rise";
-        all.insert(all.end(), got[t].begin(), got[t].end());
+        all.insert(all.end(), ids.begin(), ids.end());
     }
     std::sort(all.begin(), all.end());
     ASSERT_FALSE(all.empty());
