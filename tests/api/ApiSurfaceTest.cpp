@@ -1,8 +1,5 @@
-// The public interface as applications compile against it: the class relations, the spelled
-// names and the numeric values of every enumerator, checked when this file compiles. That every
-// operation is exported from the shared library is checked against docs/exported-symbols.txt
-// (scripts/check-exports.sh, in CI); the README's examples below run through the shared
-// library (ReadmeExamplesApiTest.cpp).
+// The public interface as applications compile against it: class relations, spelled names and
+// enumerator values, checked when this file compiles (exports: scripts/check-exports.sh).
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <gtest/gtest.h>

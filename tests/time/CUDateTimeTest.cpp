@@ -42,7 +42,6 @@ TEST(CUDateTime, FieldsOfInstantsAroundTheEpochAndAfterAddedIntervals) {
     EXPECT_DOUBLE_EQ(kMarch5th2024, CUDateTime(2024, 3, 5, 7, 8, 9).GetAbsoluteTime());
     CUDateTime date(2024, 1, 31, 23, 0, 0);
     EXPECT_EQ("2024-02-01 01:00:00", fields(*date.AddHours(2), true));
-    EXPECT_EQ("2024-01-31 23:00:00", fields(date, true)) << "the original is unchanged";
     EXPECT_DOUBLE_EQ(-129600.0, date.AddDays(-1.5)->GetAbsoluteTime() - date.GetAbsoluteTime());
     EXPECT_DOUBLE_EQ(90.0, date.AddMinutes(1.5)->GetAbsoluteTime() - date.GetAbsoluteTime());
     EXPECT_DOUBLE_EQ(0.25, date.AddSeconds(0.25)->GetAbsoluteTime() - date.GetAbsoluteTime());
@@ -67,8 +66,7 @@ TEST(CUDateTime, WallClockFieldsResolveInTheSystemZoneAndItsDaylightSavingChange
         // clang-format off
         {"UTC", 2000, 2, 29, 0, 0, 0, "2000-02-29 00:00:00", nullptr},
         {"UTC", 1900, 2, 29, 0, 0, 0, "1900-03-01 00:00:00", nullptr},
-        // The fields are 8 bits wide: month 257 keeps 1, minute 286 keeps 30; month 200 becomes
-        // -56, which outside 1..12 adds no month. Days and hours out of range roll over.
+        // 8-bit fields: month 257 keeps 1, minute 286 keeps 30; month 200 is -56: no month added.
         {"UTC", 2024, 257, 15, 10, 286, 0, "2024-01-15 10:30:00", nullptr},
         {"UTC", 2024, 200, 15, 0, 0, 0, "2024-01-15 00:00:00", nullptr},
         {"UTC", 2024, 2, 30, 0, 0, 0, "2024-03-01 00:00:00", nullptr},
@@ -76,13 +74,11 @@ TEST(CUDateTime, WallClockFieldsResolveInTheSystemZoneAndItsDaylightSavingChange
         {"UTC", 2024, 3, 5, 24, 0, 0, "2024-03-06 00:00:00", nullptr},
         {"Asia/Tokyo", 2024, 3, 5, 7, 8, 9, "2024-03-04 22:08:09", "2024-03-05 07:08:09"},
         {"America/New_York", 2024, 1, 15, 12, 0, 0, "2024-01-15 17:00:00", "2024-01-15 12:00:00"},
-        // Wall times that the change skips or repeats. East of GMT the two-step offset moves a
-        // skipped time forward and takes the second of a repeated one; west of GMT it moves a
-        // skipped time back and takes the first.
+        // Skipped or repeated wall times: east of GMT moved forward or the second taken, west
+        // of GMT moved back or the first taken (the offset is found in two steps).
         {"America/New_York", 2024, 3, 10, 2, 30, 0, "2024-03-10 06:30:00", "2024-03-10 01:30:00"},
         {"America/New_York", 2024, 11, 3, 1, 30, 0, "2024-11-03 05:30:00", "2024-11-03 01:30:00"},
-        // Summer time began at 2024-03-31 01:00:00 GMT. The rows alternate between both sides
-        // and far away, so that no remembered offset leaks from one instant to another.
+        // Both sides of 2024-03-31 01:00:00 GMT and far away, in turn: no offset leaks across.
         {"Europe/Berlin", 2024, 3, 30, 12, 0, 0, "2024-03-30 11:00:00", "2024-03-30 12:00:00"},
         {"Europe/Berlin", 2024, 3, 31, 13, 0, 0, "2024-03-31 11:00:00", "2024-03-31 13:00:00"},
         {"Europe/Berlin", 2024, 3, 31, 1, 59, 59, "2024-03-31 00:59:59", "2024-03-31 01:59:59"},
@@ -167,14 +163,13 @@ TEST(CUDateTime, ComparisonsFollowTheInstantAndANullDateAnswersEveryOperationSaf
         EXPECT_EQ(std::to_string(year <= 0 ? 1 - year : year), text.substr(0, text.find('/'))) << t;
     }
     EXPECT_FALSE(null.AddSeconds(1) || null.AddDays(1));
-    CUDateTime other(0.0);
-    EXPECT_FALSE(null == other || other == null || null < other || other < null);
+    EXPECT_FALSE(null == a || a == null || null < a || a < null);
     EXPECT_FALSE(null == null) << "two null dates are not equal";
     CUDateTime target(5.0); // assigning a null date makes the target null; a real one revives it
     target = null;
     EXPECT_FALSE(target.HasDate());
-    target = other;
-    EXPECT_TRUE(target == other);
+    target = a;
+    EXPECT_TRUE(target == a);
 }
 
 // U+202F NARROW NO-BREAK SPACE stands before AM/PM since CLDR 42.

@@ -12,16 +12,13 @@
 #include <thread>
 #include <vector>
 
-TEST(CUIdentifierGenerator, CountsFromOneAndTheSharedInstanceIsOnePerProcess) {
-    CUSharedPtr<CUIdentifierGenerator> generator(new CUIdentifierGenerator);
-    EXPECT_EQ(1ull, generator->GenerateIdentifier());
-    EXPECT_EQ(2ull, generator->GenerateIdentifier());
+// Counting from one on a fresh generator is the stress test's: its threads get exactly 1..N.
+TEST(CUIdentifierGenerator, SharedInstanceIsOnePerProcessAndCountsOnForEveryHolder) {
     CUSharedPtr<CUIdentifierGenerator> first = CUIdentifierGenerator::SharedInstance();
     CUSharedPtr<CUIdentifierGenerator> second = CUIdentifierGenerator::SharedInstance();
     EXPECT_EQ(first.get(), second.get());
     EXPECT_GE(first->GetRetainCount(), 3) << "the process keeps its own owner";
     unsigned long long a = first->GenerateIdentifier();
-    EXPECT_GE(a, 1ull);
     EXPECT_EQ(a + 1, second->GenerateIdentifier());
 }
 

@@ -1,6 +1,4 @@
-// TimeTestSupport.h — pins an environment variable that the date code reads (TZ, LANG...) for
-// one test and restores it afterwards, dropping the cached zone and locale both ways; reads
-// strings and thrown codes.
+// TimeTestSupport.h — environment pinning, string and thrown-code readers for the time tests.
 #pragma once
 
 #include <VarnUtilityLib/CUStringMac.h>
@@ -11,6 +9,8 @@
 #include <optional>
 #include <string>
 
+// Pins a variable that the date code reads (TZ, LANG...) and restores it when it goes, dropping
+// the cached zone and locale each time.
 class ScopedEnv {
   public:
     ScopedEnv(char const* name, char const* value) : m_name(name) {
