@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -51,33 +52,29 @@ struct Waiters {
 
 } // namespace
 
-TEST(CUEventWaitHandle, ManualEventStaysSetUntilResetAndReleasesEveryWaiter) {
-    CUManualResetEvent event(true);
-    EXPECT_TRUE(event.WaitOne());
-    EXPECT_TRUE(event.WaitOne());
-    EXPECT_TRUE(event.Reset());
-    {
-        Waiters waiters(event, 2);
-        EXPECT_EQ(0, waiters.returned.load()) << "a reset manual event blocks";
-        EXPECT_TRUE(event.Set());
-        EXPECT_TRUE(event.Set());
+TEST(CUEventWaitHandle, SetReleasesEveryWaiterOfAManualEventAndOneOfAnAutomaticOne) {
+    for (bool manual : {true, false}) {
+        SCOPED_TRACE(manual ? "manual" : "automatic");
+        std::unique_ptr<CUEventWaitHandle> event(
+            manual ? static_cast<CUEventWaitHandle*>(new CUManualResetEvent(true))
+                   : new CUAutoResetEvent(true));
+        EXPECT_TRUE(event->Set()); // on a set event: stays set, no second wake
+        EXPECT_TRUE(event->WaitOne()) << "a set event lets the first wait through";
+        if (manual) {
+            EXPECT_TRUE(event->WaitOne()) << "and a manual one every wait until Reset";
+            EXPECT_TRUE(event->Reset());
+        }
+        Waiters waiters(*event, 2);
+        EXPECT_EQ(0, waiters.returned.load()) << "a clear event blocks";
+        EXPECT_TRUE(event->Set());
+        EXPECT_TRUE(waiters.AwaitReturned(manual ? 2 : 1));
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(manual ? 2 : 1, waiters.returned.load()) << "one waiter per Set when automatic";
+        EXPECT_TRUE(event->Set());
         EXPECT_TRUE(waiters.AwaitReturned(2));
+        EXPECT_TRUE(!manual || static_cast<CUWaitHandle&>(*event).WaitOne()) << "manual stays set";
+        event.reset(); // wakes a waiter left blocked, so that a failure ends rather than hangs
     }
-    EXPECT_TRUE(static_cast<CUWaitHandle&>(event).WaitOne()) << "and stays set";
-}
-
-TEST(CUEventWaitHandle, AutoEventReleasesOneWaitPerSetAndClears) {
-    CUAutoResetEvent event(true);
-    EXPECT_TRUE(event.Set()); // on a set event: stays set, no second wake
-    EXPECT_TRUE(event.WaitOne()) << "the first wait returns at once";
-    Waiters waiters(event, 2);
-    EXPECT_EQ(0, waiters.returned.load()) << "the first wait cleared the event";
-    event.Set();
-    ASSERT_TRUE(waiters.AwaitReturned(1));
-    std::this_thread::sleep_for(100ms);
-    EXPECT_EQ(1, waiters.returned.load()) << "an automatic event wakes one waiter per Set";
-    event.Set();
-    EXPECT_TRUE(waiters.AwaitReturned(2));
 }
 
 TEST(CUEventWaitHandle, DestroyingAnEventReleasesItsWaitersEvenThoseASetDidNotWake) {

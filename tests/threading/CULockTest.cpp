@@ -80,15 +80,12 @@ TEST(CUAutoLock, MonitorAndGuardSkipNullLocksBalanceTheirCallsAndASharedGuardKee
     fromNullShared.CallEnter();
     fromNullShared.CallExit();
     CountingLock raw;
-    CUSimpleMonitor::Enter(&raw);
-    CUSimpleMonitor::Exit(&raw);
-    EXPECT_EQ(1, raw.locks);
-    EXPECT_EQ(1, raw.unlocks);
     {
-        CUAutoLock guard(&raw);
-        EXPECT_EQ(2, raw.locks);
+        CUAutoLock guard(&raw); // through the monitor's raw-pointer forms
+        EXPECT_EQ(1, raw.locks);
+        EXPECT_EQ(0, raw.unlocks);
     }
-    EXPECT_EQ(2, raw.unlocks);
+    EXPECT_EQ(1, raw.unlocks);
     CUSharedPtr<CountingLock> lock(new CountingLock);
     {
         CUAutoLock guard{CUSharedPtr<CULockAbstract>(lock)};

@@ -70,7 +70,7 @@ TEST(CUSynchronizedQueue, SeveralThreadsLoseAndDuplicateNothingAndKeepEachProduc
     CUSynchronizedQueue queue;
     std::vector<std::atomic<int>> seen(kTotal);
     std::atomic<int> taken{0};
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int p = 0; p < kThreads; ++p) {
         threads.emplace_back([&, p] {
             for (int i = 0; i < kPerProducer; ++i) {
@@ -92,9 +92,7 @@ TEST(CUSynchronizedQueue, SeveralThreadsLoseAndDuplicateNothingAndKeepEachProduc
             }
         });
     }
-    for (auto& t : threads) {
-        t.join();
-    }
+    threads.clear(); // joins
     for (int v = 0; v < kTotal; ++v) {
         ASSERT_EQ(1, seen[v].load()) << "item " << v;
     }
