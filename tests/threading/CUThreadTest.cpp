@@ -1,4 +1,4 @@
-// CUThread: starting, joining and destroying threads.
+// CUThread: starting and joining threads, and the base body.
 #include <VarnUtilityLib/CUThread.h>
 
 #include <gtest/gtest.h>

@@ -19,14 +19,6 @@ namespace {
 // 2024-03-05 07:08:09 GMT: 8,464 days after 2001-01-01 plus 25,689 seconds.
 constexpr double kMarch5th2024 = 8464.0 * 86400.0 + 25689.0;
 
-// A date whose platform date is null: assigning a date to itself drops its own date first.
-CUDateTime makeNullDate() {
-    CUDateTime date(0.0);
-    CUDateTime& alias = date;
-    date = alias;
-    return CUDateTime(date);
-}
-
 // The six fields as "YYYY-MM-DD hh:mm:ss", in local time or GMT.
 std::string fields(CUDateTime& d, bool local) {
     char text[64];
@@ -139,7 +131,9 @@ TEST(CUDateTime, ComparisonsFollowTheInstantAndANullDateAnswersEveryOperationSaf
     EXPECT_TRUE(a == b && a < c && copy == c);
     EXPECT_FALSE(a == c || c < a || a < b);
     EXPECT_EQ(0, copy.GetRetainCount());
-    CUDateTime null = makeNullDate();
+    CUDateTime self(0.0), &alias = self;
+    self = alias; // assigning a date to itself drops its own date first
+    CUDateTime null(self);
     EXPECT_FALSE(null.HasDate());
     // Instants past the calendar's range, or none at all, read like a date that is not there.
     ScopedEnv tz("TZ", "America/New_York");
