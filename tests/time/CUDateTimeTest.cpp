@@ -74,7 +74,8 @@ TEST(CUDateTime, WallClockFieldsResolveInTheSystemZoneAndItsDaylightSavingChange
         {"Europe/Berlin", 2024, 3, 30, 12, 0, 0, "2024-03-30 11:00:00", "2024-03-30 12:00:00"},
         {"Europe/Berlin", 2024, 3, 31, 13, 0, 0, "2024-03-31 11:00:00", "2024-03-31 13:00:00"},
         {"Europe/Berlin", 2024, 3, 31, 1, 59, 59, "2024-03-31 00:59:59", "2024-03-31 01:59:59"},
-        // Second 60 is the first summer second, made with a winter offset last looked up.
+        // 01:59:60 makes the first summer second with the winter offset looked up last; the
+        // local read (GMT reads look nothing up) must not reuse it past the change.
         {"Europe/Berlin", 2024, 3, 31, 1, 59, 60, "2024-03-31 01:00:00", "2024-03-31 03:00:00"},
         {"Europe/Berlin", 2024, 3, 31, 2, 30, 0, "2024-03-31 01:30:00", "2024-03-31 03:30:00"},
         {"Europe/Berlin", 2024, 10, 27, 2, 30, 0, "2024-10-27 01:30:00", "2024-10-27 02:30:00"},
