@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -17,111 +18,80 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Waiters {
-  public:
+// Threads blocked in the event's WaitOne, joined when they go; `returned` counts the ends.
+struct Waiters {
     Waiters(CUEventWaitHandle& event, int count) {
+        std::atomic<int> started{0};
         for (int i = 0; i < count; ++i) {
-            m_threads.emplace_back([this, &event] {
-                m_started.fetch_add(1);
+            threads.emplace_back([this, &event, &started] {
+                started.fetch_add(1);
                 // A qualified call reads no vtable: one test destroys the event while this
                 // thread waits, and the dispatch read would race with the destructor's writes.
                 event.CUEventWaitHandle::WaitOne();
-                m_returned.fetch_add(1);
+                returned.fetch_add(1);
             });
         }
-        while (m_started.load() < count) {
+        while (started.load() < count) {
             std::this_thread::yield();
         }
         std::this_thread::sleep_for(50ms); // let them reach the wait
     }
-    ~Waiters() { JoinAll(); }
-
-    int Returned() const { return m_returned.load(); }
 
     // Waits up to two seconds for `count` returns.
     bool AwaitReturned(int count) const {
-        for (auto deadline = std::chrono::steady_clock::now() + 2s;
-             std::chrono::steady_clock::now() < deadline;) {
-            if (m_returned.load() >= count) {
-                return true;
-            }
+        auto const deadline = std::chrono::steady_clock::now() + 2s;
+        while (returned.load() < count && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(1ms);
         }
-        return m_returned.load() >= count;
+        return returned.load() >= count;
     }
 
-    void JoinAll() {
-        for (auto& t : m_threads) {
-            if (t.joinable()) {
-                t.join();
-            }
-        }
-    }
-
-  private:
-    std::vector<std::thread> m_threads;
-    std::atomic<int> m_started{0};
-    std::atomic<int> m_returned{0};
+    std::atomic<int> returned{0};
+    std::vector<std::jthread> threads; // last, so joined first
 };
 
 } // namespace
 
-TEST(CUEventWaitHandle, ManualEventStaysSetUntilResetAndReleasesEveryWaiter) {
-    CUManualResetEvent event(true);
-    EXPECT_TRUE(event.WaitOne());
-    EXPECT_TRUE(event.WaitOne());
-    EXPECT_TRUE(event.Reset());
-    {
-        Waiters waiters(event, 2);
-        EXPECT_EQ(0, waiters.Returned()) << "a reset manual event blocks";
-        EXPECT_TRUE(event.Set());
-        EXPECT_TRUE(event.Set());
+TEST(CUEventWaitHandle, SetReleasesEveryWaiterOfAManualEventAndOneOfAnAutomaticOne) {
+    for (bool manual : {true, false}) {
+        SCOPED_TRACE(manual ? "manual" : "automatic");
+        std::unique_ptr<CUEventWaitHandle> event(
+            manual ? static_cast<CUEventWaitHandle*>(new CUManualResetEvent(true))
+                   : new CUAutoResetEvent(true));
+        EXPECT_TRUE(event->Set()); // on a set event: stays set, no second wake
+        EXPECT_TRUE(event->WaitOne()) << "a set event lets the first wait through";
+        if (manual) {
+            EXPECT_TRUE(event->WaitOne()) << "and a manual one every wait until Reset";
+            EXPECT_TRUE(event->Reset());
+        }
+        Waiters waiters(*event, 2);
+        EXPECT_EQ(0, waiters.returned.load()) << "a clear event blocks";
+        EXPECT_TRUE(event->Set());
+        EXPECT_TRUE(waiters.AwaitReturned(manual ? 2 : 1));
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(manual ? 2 : 1, waiters.returned.load()) << "one waiter per Set when automatic";
+        EXPECT_TRUE(event->Set());
         EXPECT_TRUE(waiters.AwaitReturned(2));
-    }
-    EXPECT_TRUE(event.WaitOne()) << "and stays set";
-    CUSharedPtr<CUWaitHandle> handle(new CUManualResetEvent(true)); // through the base classes
-    EXPECT_TRUE(handle->WaitOne());
-    EXPECT_TRUE(CUSharedPtr<CUEventWaitHandle>(handle)->Reset());
-    EXPECT_FALSE(CUSharedPtr<CUAutoResetEvent>(handle));
-}
-
-TEST(CUEventWaitHandle, AutoEventReleasesOneWaitPerSetAndClears) {
-    CUAutoResetEvent event(true);
-    EXPECT_TRUE(event.Set()); // on a set event: stays set, no second wake
-    EXPECT_TRUE(event.WaitOne()) << "the first wait returns at once";
-    Waiters waiters(event, 2);
-    EXPECT_EQ(0, waiters.Returned()) << "the first wait cleared the event";
-    event.Set();
-    ASSERT_TRUE(waiters.AwaitReturned(1));
-    std::this_thread::sleep_for(100ms);
-    EXPECT_EQ(1, waiters.Returned()) << "an automatic event wakes one waiter per Set";
-    event.Set();
-    EXPECT_TRUE(waiters.AwaitReturned(2));
-}
-
-TEST(CUEventWaitHandle, DestroyingAClearEventReleasesItsWaiter) {
-    for (bool manual : {false, true}) {
-        CUEventWaitHandle* event =
-            manual ? static_cast<CUEventWaitHandle*>(new CUManualResetEvent(false))
-                   : static_cast<CUEventWaitHandle*>(new CUAutoResetEvent(false));
-        Waiters waiter(*event, 1);
-        EXPECT_EQ(0, waiter.Returned());
-        delete event;
-        EXPECT_TRUE(waiter.AwaitReturned(1)) << (manual ? "manual" : "automatic");
-        waiter.JoinAll();
+        EXPECT_TRUE(!manual || static_cast<CUWaitHandle&>(*event).WaitOne()) << "manual stays set";
+        event.reset(); // wakes a waiter left blocked, so that a failure ends rather than hangs
     }
 }
 
-TEST(CUEventWaitHandle, DestroyingASetAutoEventReleasesTheWaiterSetDidNotWake) {
+TEST(CUEventWaitHandle, DestroyingAnEventReleasesItsWaitersEvenThoseASetDidNotWake) {
     // In a child, so that a waiter left blocked fails this test rather than hanging the suite.
     pid_t const child = fork();
     ASSERT_NE(-1, child);
     if (child == 0) {
         alarm(20);
-        for (int i = 0; i < 20; ++i) {
-            auto* event = new CUAutoResetEvent(false);
+        // Twenty automatic events set just before the delete, then a clear one of each kind.
+        for (int round = 0; round < 22; ++round) {
+            CUEventWaitHandle* event =
+                round == 21 ? static_cast<CUEventWaitHandle*>(new CUManualResetEvent(false))
+                            : new CUAutoResetEvent(false);
             Waiters waiters(*event, 2);
-            event->Set();
+            if (round < 20) {
+                event->Set();
+            }
             delete event;
         }
         _exit(0);

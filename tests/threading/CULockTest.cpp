@@ -11,30 +11,7 @@
 #include <future>
 #include <thread>
 
-using namespace std::chrono_literals;
-
 namespace {
-
-// True when another thread can take the lock within a short wait.
-bool otherThreadCanLock(CULockAbstract& lock) {
-    std::atomic<bool> taken{false};
-    std::thread other([&] {
-        lock.Lock();
-        taken.store(true);
-        lock.Unlock();
-    });
-    for (int i = 0; i < 50 && !taken.load(); ++i) {
-        std::this_thread::sleep_for(2ms);
-    }
-    bool result = taken.load();
-    if (!result) {
-        // Let the waiting thread finish once the caller releases the lock.
-        other.detach();
-    } else {
-        other.join();
-    }
-    return result;
-}
 
 // A lock that counts its calls, to watch what the monitor and the guard do.
 struct CountingLock : CULockAbstract {
@@ -49,7 +26,6 @@ struct CountingLock : CULockAbstract {
 TEST(CURecursiveLock, IsFreeForOthersOnlyAfterAsManyUnlocksAsLocks) {
     CURecursiveLock lock;
     std::atomic<bool> released{false};
-    std::atomic<bool> otherGotIt{false};
     lock.Lock();
     lock.Lock();
     lock.Lock();
@@ -57,36 +33,13 @@ TEST(CURecursiveLock, IsFreeForOthersOnlyAfterAsManyUnlocksAsLocks) {
     lock.Unlock();
     std::thread other([&] {
         lock.Lock();
-        otherGotIt.store(true);
-        EXPECT_TRUE(released.load());
+        EXPECT_TRUE(released.load()) << "taken while one hold was left";
         lock.Unlock();
     });
-    std::this_thread::sleep_for(30ms);
-    EXPECT_FALSE(otherGotIt.load()) << "one hold is still left";
+    std::this_thread::sleep_for(std::chrono::milliseconds(30)); // time to take it wrongly
     released.store(true);
     lock.Unlock();
     other.join();
-    EXPECT_TRUE(otherGotIt.load());
-    EXPECT_TRUE(otherThreadCanLock(lock));
-}
-
-TEST(CURecursiveLock, GuardsACounterAcrossThreads) {
-    CURecursiveLock lock;
-    long counter = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 10000; ++i) {
-                CUAutoLock outer(&lock);
-                CUAutoLock inner(&lock); // re-entry by the owner never deadlocks
-                ++counter;
-            }
-        });
-    }
-    for (auto& t : threads) {
-        t.join();
-    }
-    EXPECT_EQ(40000, counter);
 }
 
 TEST(CUMutex, ReleaseByAThreadThatDoesNotHoldItFails) {
@@ -95,8 +48,7 @@ TEST(CUMutex, ReleaseByAThreadThatDoesNotHoldItFails) {
     EXPECT_TRUE(mutex.WaitOne());
 // ThreadSanitizer reports the foreign and the extra unlock this test makes on purpose.
 #ifndef __SANITIZE_THREAD__
-    int fromOther = std::async(std::launch::async, [&] { return mutex.ReleaseMutex(); }).get();
-    EXPECT_NE(0, fromOther);
+    EXPECT_NE(0, std::async(std::launch::async, [&] { return mutex.ReleaseMutex(); }).get());
 #endif
     EXPECT_EQ(0, mutex.ReleaseMutex());
     EXPECT_EQ(0, mutex.ReleaseMutex());
@@ -106,16 +58,16 @@ TEST(CUMutex, ReleaseByAThreadThatDoesNotHoldItFails) {
     EXPECT_NE(nullptr, mutex.GetMutex());
 }
 
-TEST(CUWaitHandle, BaseWaitReturnsFalseAtOnce) {
+TEST(CUWaitHandle, BaseWaitReturnsFalseAndTheBaseLockDoesNothing) {
     CUWaitHandle handle;
     EXPECT_FALSE(handle.WaitOne());
-    CULockAbstract base; // its Lock and Unlock do nothing
+    CULockAbstract base;
     base.Lock();
+    base.Lock(); // would deadlock if it held anything
     base.Unlock();
-    EXPECT_TRUE(otherThreadCanLock(base));
 }
 
-TEST(CUSimpleMonitor, NullLocksAreIgnoredAndOthersAreCalled) {
+TEST(CUAutoLock, MonitorAndGuardSkipNullLocksBalanceTheirCallsAndASharedGuardKeepsItsLock) {
     CUSimpleMonitor::Enter(static_cast<CULockAbstract*>(nullptr));
     CUSimpleMonitor::Exit(static_cast<CULockAbstract*>(nullptr));
     CUSimpleMonitor::Enter(CUSharedPtr<CULockAbstract>());
@@ -124,32 +76,20 @@ TEST(CUSimpleMonitor, NullLocksAreIgnoredAndOthersAreCalled) {
     CUAutoLock fromNullRaw{static_cast<CULockAbstract*>(nullptr)};
     fromNullShared.CallEnter();
     fromNullShared.CallExit();
-    CountingLock lock;
-    CUSimpleMonitor::Enter(&lock);
-    CUSimpleMonitor::Exit(&lock);
-    EXPECT_EQ(1, lock.locks);
-    EXPECT_EQ(1, lock.unlocks);
-}
-
-TEST(CUAutoLock, GuardBalancesItsCallsAndASharedOneKeepsTheLockAlive) {
+    CountingLock raw;
+    {
+        CUAutoLock guard(&raw); // through the monitor's raw-pointer forms
+        EXPECT_EQ(1, raw.locks);
+        EXPECT_EQ(0, raw.unlocks);
+    }
+    EXPECT_EQ(1, raw.unlocks);
     CUSharedPtr<CountingLock> lock(new CountingLock);
     {
         CUAutoLock guard{CUSharedPtr<CULockAbstract>(lock)};
-        EXPECT_EQ(2, lock->GetRetainCount());
         EXPECT_EQ(1, lock->locks);
         EXPECT_EQ(0, lock->unlocks);
+        CountingLock* alive = lock.get();
         lock.Reset(); // the guard's count keeps it alive
+        EXPECT_EQ(1, alive->GetRetainCount());
     }
-    CountingLock raw;
-    {
-        CUAutoLock guard(&raw);
-        EXPECT_EQ(0, raw.GetRetainCount());
-        EXPECT_EQ(1, raw.locks);
-    }
-    EXPECT_EQ(1, raw.unlocks);
-    CUSharedPtr<CULockAbstract> shared(new CURecursiveLock);
-    auto* alive = shared.get();
-    CUAutoLock guard(shared);
-    shared.Reset();
-    EXPECT_EQ(1, alive->GetRetainCount());
 }

@@ -13,17 +13,6 @@ namespace {
 
 std::atomic<unsigned long long> g_fakeTicks{0};
 
-std::uint64_t fakeClock() {
-    return g_fakeTicks.load();
-}
-
-class FakeClock {
-  public:
-    FakeClock() { varn::platform::SetTickSourceForTesting(&fakeClock); }
-    ~FakeClock() { varn::platform::SetTickSourceForTesting(nullptr); }
-    void Set(unsigned long long ticks) { g_fakeTicks.store(ticks); }
-};
-
 std::string text(CUPerformanceCounter& counter) {
     std::string out;
     counter.Description()->GetString(out);
@@ -32,47 +21,39 @@ std::string text(CUPerformanceCounter& counter) {
 
 } // namespace
 
-TEST(CUPerformanceCounter, IntervalIsReportedInThreeUnits) {
-    FakeClock clock;
-    CUPerformanceCounter counter;
-    clock.Set(1000);
-    EXPECT_EQ(1000ull, counter.StartCounter());
-    clock.Set(1000 + 2500000);
-    EXPECT_EQ(2501000ull, counter.EndCounter());
-    EXPECT_EQ(2500ull, counter.GetProcessingTime());
-    EXPECT_EQ("Processing time:2500micro sec, 2msec, 0sec.", text(counter));
-
-    clock.Set(1000 + 3999999999ull);
-    counter.EndCounter();
-    EXPECT_EQ(3999999ull, counter.GetProcessingTime()) << "truncated, not rounded";
-    EXPECT_EQ("Processing time:3999999micro sec, 3999msec, 3sec.", text(counter));
-}
-
-TEST(CUPerformanceCounter, MissingTicksOrTinyIntervalsReportAnError) {
-    FakeClock clock;
-    CUPerformanceCounter counter;
-    EXPECT_EQ(0ull, counter.GetProcessingTime());
-    EXPECT_EQ("CUPerformanceCounter err.", text(counter));
-    clock.Set(5000);
-    counter.StartCounter();
-    EXPECT_EQ(0ull, counter.GetProcessingTime()) << "no end tick yet";
-    EXPECT_EQ("CUPerformanceCounter err.", text(counter));
-    clock.Set(5999);
-    counter.EndCounter();
-    EXPECT_EQ(0ull, counter.GetProcessingTime());
-    EXPECT_EQ("CUPerformanceCounter err.", text(counter)) << "999 ns is under the threshold";
-    clock.Set(6000);
-    counter.EndCounter();
-    EXPECT_EQ(1ull, counter.GetProcessingTime());
-    EXPECT_EQ("Processing time:1micro sec, 0msec, 0sec.", text(counter));
+TEST(CUPerformanceCounter, IntervalIsReportedInThreeUnitsAndMissingTicksOrTinyOnesAsAnError) {
+    struct {
+        unsigned long long start, end, micro;
+        char const* text;
+    } const rows[] = {
+        {0, 0, 0, "CUPerformanceCounter err."},       // never started
+        {5000, 0, 0, "CUPerformanceCounter err."},    // no end tick yet
+        {0, 5000, 0, "CUPerformanceCounter err."},    // no start tick
+        {5000, 5999, 0, "CUPerformanceCounter err."}, // 999 ns is under the threshold
+        {5000, 6000, 1, "Processing time:1micro sec, 0msec, 0sec."},
+        {1000, 2501000, 2500, "Processing time:2500micro sec, 2msec, 0sec."},
+        {1000, 4000000999, 3999999,
+         "Processing time:3999999micro sec, 3999msec, 3sec."}, // truncated
+    };
+    varn::platform::SetTickSourceForTesting([]() -> std::uint64_t { return g_fakeTicks.load(); });
+    for (auto const& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.start << " to " << row.end);
+        CUPerformanceCounter counter;
+        g_fakeTicks.store(row.start);
+        EXPECT_EQ(row.start, counter.StartCounter());
+        g_fakeTicks.store(row.end);
+        EXPECT_EQ(row.end, counter.EndCounter());
+        EXPECT_EQ(row.micro, counter.GetProcessingTime());
+        EXPECT_EQ(row.text, text(counter));
+    }
+    varn::platform::SetTickSourceForTesting(nullptr);
 }
 
 TEST(CUPerformanceCounter, RealClockMeasuresASleep) {
     CUPerformanceCounter counter;
     unsigned long long start = counter.StartCounter();
     CUSleep(5);
-    unsigned long long end = counter.EndCounter();
-    EXPECT_GT(end, start);
+    EXPECT_GT(counter.EndCounter(), start);
     EXPECT_GE(counter.GetProcessingTime(), 5000ull);
     EXPECT_EQ(0u, text(counter).find("Processing time:"));
 }

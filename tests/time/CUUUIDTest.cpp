@@ -5,38 +5,37 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <regex>
-#include <set>
 
 namespace {
 
-std::array<unsigned char, 16> bytesOf(CUUUID& uuid) {
-    std::array<unsigned char, 16> out{};
-    out.fill(0xEE);
+using Bytes = std::array<unsigned char, 16>;
+
+Bytes bytesOf(CUUUID& uuid) {
+    Bytes out;
+    out.fill(0xEE); // so that bytes left unwritten show
     uuid.GetBytes(out.data());
     return out;
 }
 
+// The UUID at the end of the description.
 std::string canonicalTail(CUUUID& uuid) {
     std::string text = Utf8(uuid.Description());
-    std::size_t blank = text.rfind(' ');
-    return blank == std::string::npos ? std::string() : text.substr(blank + 1);
+    return text.substr(text.rfind(' ') + 1);
 }
 
 } // namespace
 
-TEST(CUUUID, WordsAreBigEndianAndTheTextIsUpperCaseCanonicalGroups) {
+TEST(CUUUID, WordsAreBigEndianTheTextIsUpperCaseCanonicalGroupsAndNewOnesAreRandom) {
     CUSharedPtr<CUUUID> null = CUUUID::CreateNull();
-    EXPECT_EQ(1, null->GetRetainCount());
     EXPECT_TRUE(null->IsNotFillSerialArea());
-    EXPECT_EQ((std::array<unsigned char, 16>{}), bytesOf(*null));
+    EXPECT_EQ(Bytes{}, bytesOf(*null));
     std::string text = Utf8(null->Description());
     EXPECT_NE(std::string::npos, text.find("(0x0x")) << "starts with the object description";
     EXPECT_EQ(" 00000000-0000-0000-0000-000000000000", text.substr(text.size() - 37)) << text;
-    EXPECT_EQ((std::array<unsigned char, 16>{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}),
+    EXPECT_EQ((Bytes{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}),
               bytesOf(*CUUUID::Create(1, 2, 3, 4)));
     CUSharedPtr<CUUUID> mixed = CUUUID::Create(0x01234567u, 0x89ABCDEFu, 0xFEDCBA98u, 0x76543210u);
     EXPECT_EQ("01234567-89AB-CDEF-FEDC-BA9876543210", canonicalTail(*mixed));
@@ -44,69 +43,31 @@ TEST(CUUUID, WordsAreBigEndianAndTheTextIsUpperCaseCanonicalGroups) {
                                      0x8e, 0x0f, 0x10, 0x11, 0x12, 0x13, 0xfa, 0xce};
     CUUUID uuid(bytes);
     EXPECT_EQ("DEADBEEF-0A0B-4C0D-8E0F-10111213FACE", canonicalTail(uuid));
-}
-
-TEST(CUUUID, RandomUUIDsAreVersionFourAndDistinct) {
-    std::set<std::string> seen;
-    std::regex canonical("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
-    for (int i = 0; i < 100; ++i) {
-        CUSharedPtr<CUUUID> uuid = CUUUID::Create();
-        ASSERT_TRUE(uuid);
-        std::string text = canonicalTail(*uuid);
-        EXPECT_TRUE(std::regex_match(text, canonical)) << text;
-        seen.insert(text);
-    }
-    EXPECT_EQ(100u, seen.size());
-}
-
-TEST(CUUUID, ConversionsGiveTheHandleAndTheRecordAndHandlesAreCopiedNeverKept) {
-    CUSharedPtr<CUUUID> uuid = CUUUID::Create(0xA, 0xB, 0xC, 0xD);
-    __CFUUID const* handle = *uuid;
-    EXPECT_EQ(uuid->GetUUIDRef(), handle);
-    CFUUIDBytes record = *uuid;
-    EXPECT_EQ(0x0A, record.byte3);
-    EXPECT_EQ(0x0D, record.byte15);
-    CFUUIDBytes fromHandle = CUPlatformUUIDGetBytes(handle);
-    EXPECT_EQ(0, std::memcmp(&record, &fromHandle, 16));
-    record.byte0 = 0x42;
-    __CFUUID const* given = CUPlatformUUIDCreateWithBytes(record);
-    CUUUID copied(given);
-    EXPECT_NE(given, copied.GetUUIDRef());
-    EXPECT_TRUE(copied == given);
-    CUPlatformRelease(given); // the object keeps working after the caller's handle is gone
-    EXPECT_EQ(0x42, bytesOf(copied)[0]);
-    __CFUUID const* own = copied.GetUUIDRef(); // setting the handle it holds changes nothing
-    copied.SetUUIDRef(own);
-    EXPECT_EQ(own, copied.GetUUIDRef());
+    std::regex v4("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+    std::string const one = canonicalTail(*CUUUID::Create()),
+                      two = canonicalTail(*CUUUID::Create());
+    EXPECT_TRUE(std::regex_match(one, v4) && one != two) << "random, version 4: " << one << two;
 }
 
 TEST(CUUUID, NullHandleGivesANullUUIDReadingAsZerosAndNullBytesAreRejectedWithTwo) {
     CUUUID null(static_cast<__CFUUID const*>(nullptr));
     EXPECT_EQ(nullptr, null.GetUUIDRef());
-    std::array<unsigned char, 16> zeros{};
-    EXPECT_EQ(zeros, bytesOf(null));
+    EXPECT_EQ(Bytes{}, bytesOf(null));
     std::string text = Utf8(null.Description());
     EXPECT_EQ(std::string::npos, text.find('-')) << "no UUID text for a null UUID: " << text;
-    CUUUID copy(null);
-    EXPECT_EQ(nullptr, copy.GetUUIDRef());
-    EXPECT_FALSE(CUUUID::Create(static_cast<__CFUUID const*>(nullptr)) == nullptr)
+    EXPECT_EQ(nullptr, CUUUID(null).GetUUIDRef());
+    EXPECT_TRUE(CUUUID::Create(static_cast<__CFUUID const*>(nullptr)))
         << "a null handle is not an error";
-
-    unsigned int code = 0;
-    try {
-        CUUUID rejected(static_cast<unsigned char const*>(nullptr));
-    } catch (unsigned int thrown) {
-        code = thrown;
-    }
-    EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument), code);
+    EXPECT_EQ(static_cast<unsigned int>(CUError_InvalidArgument),
+              ThrownCode([] { CUUUID rejected(static_cast<unsigned char const*>(nullptr)); }));
     EXPECT_FALSE(CUUUID::Create(static_cast<unsigned char const*>(nullptr)));
 }
 
 TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
     CUSharedPtr<CUUUID> uuid = CUUUID::Create();
-    std::array<unsigned char, 16> expected = bytesOf(*uuid);
+    Bytes expected = bytesOf(*uuid);
     unsigned char serial[5] = {1, 2, 3, 4, 5};
-    std::copy(serial, serial + 5, expected.begin() + 11);
+    std::memcpy(expected.data() + 11, serial, 5);
     uuid->CorrectSerialArea(serial);
     EXPECT_EQ(expected, bytesOf(*uuid));
     EXPECT_FALSE(uuid->IsNotFillSerialArea());
@@ -115,12 +76,11 @@ TEST(CUUUID, SerialAreaIsTheLastFiveBytes) {
     for (int i = 10; i < 16; ++i) {
         unsigned char bytes[16] = {};
         bytes[i] = 0x80;
-        CUUUID one(bytes);
-        EXPECT_EQ(i == 10, one.IsNotFillSerialArea()) << "byte " << i;
+        EXPECT_EQ(i == 10, CUUUID(bytes).IsNotFillSerialArea()) << "byte " << i;
     }
 }
 
-TEST(CUUUID, EveryFormOfMakingOneFromTheSameBytesGivesTheSameUUID) {
+TEST(CUUUID, EveryFormMadeFromTheSameBytesIsEqualAndConvertsBackAndHandlesAreCopiedNeverKept) {
     unsigned char const raw[16] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5, 6};
     CFUUIDBytes record;
     std::memcpy(&record, raw, 16);
@@ -139,6 +99,15 @@ TEST(CUUUID, EveryFormOfMakingOneFromTheSameBytesGivesTheSameUUID) {
     for (std::size_t i = 0; i < std::size(made); ++i) {
         ASSERT_TRUE(made[i]) << i;
         EXPECT_TRUE(*made[i] == model && *made[i] == record && *made[i] == handle) << i;
+        EXPECT_NE(handle, made[i]->GetUUIDRef()) << i;
     }
-    CUPlatformRelease(handle);
+    CUPlatformRelease(handle); // the objects keep working after the caller's handle is gone
+    CUUUID& fromHandle = *made[2];
+    CFUUIDBytes back = fromHandle;
+    EXPECT_EQ(0, std::memcmp(&record, &back, 16));
+    __CFUUID const* own = fromHandle;
+    EXPECT_EQ(fromHandle.GetUUIDRef(), own);
+    fromHandle.SetUUIDRef(own); // setting the handle it holds changes nothing
+    EXPECT_EQ(own, fromHandle.GetUUIDRef());
+    EXPECT_EQ(9, bytesOf(fromHandle)[0]);
 }
