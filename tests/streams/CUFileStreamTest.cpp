@@ -1,5 +1,6 @@
-// CUFileStream I/O: growing writes, clipped reads, the tracked mark, access, resizing, seeking
-// and threads.
+// CUFileStream: every mode with every access, hostile names (shell syntax, over-long names,
+// text that is not UTF-8, U+0000), growing writes, clipped reads, the tracked mark, resizing,
+// seeking and threads.
 #include "streams/StreamTesting.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,144 @@
 #include <vector>
 
 using namespace varn::test;
+
+namespace {
+
+unsigned int OpenCode(CUStringMac* path, CUStream_FileMode mode,
+                      CUStream_FileAccess access = CUStream_FileAccess_ReadWrite) {
+    return CodeOf([&] { CUFileStream stream(path, mode, access, false); });
+}
+
+} // namespace
+
+TEST(CUFileStream, EveryModeAndAccessOpensOrThrowsAsItsRowSays) {
+    constexpr char kOld[] = "0123456789";
+    CUStream_FileAccess const accesses[] = {CUStream_FileAccess_Read, CUStream_FileAccess_ReadWrite,
+                                            CUStream_FileAccess_Write};
+    // Per access (Read, ReadWrite, Write), missing then present file: the thrown code (0: opened)
+    // and the file afterwards: Kept, Truncated, Created or Absent (refused before the disk).
+    struct {
+        int mode;
+        char const* outcome[6];
+    } const rows[] = {
+        {0, {"4A", "4K", "0C", "0K", "0C", "0K"}}, // Append: needs write access
+        {1, {"4A", "4K", "0C", "0T", "0C", "0T"}}, // Create: needs write access
+        {2, {"0C", "4K", "0C", "4K", "0C", "4K"}}, // CreateNew: a present file is an error
+        {3, {"9A", "0K", "9A", "0K", "9A", "0K"}}, // Open: a missing file is 9
+        {4, {"0C", "0K", "0C", "0K", "0C", "0K"}}, // OpenOrCreate
+        {5, {"4A", "4K", "9A", "0T", "9A", "0T"}}, // Truncate: access checked before existence
+        {6, {"4A", "4K", "4A", "4K", "4A", "4K"}}, // unknown modes: refused by the opening
+        {99, {"4A", "4K", "4A", "4K", "4A", "4K"}},
+    };
+    for (auto const& row : rows) {
+        for (int column = 0; column < 6; ++column) {
+            CUStream_FileAccess const access = accesses[column / 2];
+            bool const exists = column % 2 == 1;
+            char const disk = row.outcome[column][1];
+            SCOPED_TRACE(testing::Message() << "mode " << row.mode << " access " << access
+                                            << (exists ? " present" : " missing"));
+            StreamFile f(kOld, exists);
+            unsigned int const code = CodeOf([&] {
+                CUFileStream stream(&f.path, static_cast<CUStream_FileMode>(row.mode), access,
+                                    false);
+                bool const readable = access != CUStream_FileAccess_Write;
+                EXPECT_TRUE(stream.IsOSFileHandleValid() && stream.CanSeek());
+                EXPECT_EQ(readable, stream.CanRead());
+                EXPECT_EQ(access != CUStream_FileAccess_Read, stream.CanWrite());
+                unsigned long long const length = disk == 'K' ? 10 : 0;
+                EXPECT_EQ(length, stream.Length());
+                EXPECT_EQ(row.mode == CUStream_FileMode_Append ? length : 0, stream.Position());
+                if (readable) {
+                    EXPECT_EQ(length, stream.GetReadableRange().length);
+                }
+            });
+            ASSERT_EQ(static_cast<unsigned int>(row.outcome[column][0] - '0'), code);
+            if (disk == 'K') {
+                EXPECT_EQ(kOld, ReadFile(f.file));
+            } else if (disk == 'A') {
+                EXPECT_FALSE(std::filesystem::exists(f.file));
+            } else {
+                ASSERT_TRUE(std::filesystem::exists(f.file));
+                EXPECT_EQ(0u, std::filesystem::file_size(f.file));
+            }
+        }
+    }
+}
+
+TEST(CUFileStream, HostileNamesAreCreatedWrittenAndReadAsGiven) {
+    TempFolder folder;
+    for (std::string name : {"line\nbreak", "$(touch pwned)", "`id`", "q'uo\"te", "-n", "a;b|c"}) {
+        std::string const file = folder.File(name.c_str());
+        CUStringMac path = Utf8(file);
+        std::string text = "contents of " + name;
+        {
+            CUFileStream stream(&path, CUStream_FileMode_CreateNew, CUStream_FileAccess_ReadWrite,
+                                false);
+            EXPECT_EQ(text.size(),
+                      stream.Write(Bytes(text), text.size(), 0, CUStream_Seek_Origin_Begin));
+        }
+        EXPECT_EQ(text, ReadFile(file)) << name;
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder.Path() / "pwned"));
+    EXPECT_EQ(6, std::distance(std::filesystem::directory_iterator(folder.Path()),
+                               std::filesystem::directory_iterator()));
+}
+
+TEST(CUFileStream, BadAndHostileNamesThrowTheirCodesAndCreateNothing) {
+    TempFolder folder;
+    std::string const shown = folder.File("shown");
+    CUStringMac empty = Utf8("");
+    CUStringMac dir = Utf8(folder.Path().string());
+    CUStringMac missingFolder = Utf8(folder.File("no/such/f.bin"));
+    CUStringMac tooLong = Utf8(folder.File(std::string(256, 'n').c_str()));
+    CUStringMac undecodable = Utf8(folder.File("\xC3\x28")); // a null text, like ""
+    CUStringMac lone = Units(u"/tmp/varn-\xD800");           // no UTF-8 form
+    CUStringMac hidden = Units(std::u16string(shown.begin(), shown.end()) + u'\0' + u"hidden");
+    struct Row {
+        char const* what;
+        CUStringMac* path;
+        CUStream_FileMode mode;
+        CUStream_FileAccess access;
+        unsigned int code;
+    } const rows[] = {
+        {"no path", nullptr, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Read, 2},
+        {"empty", &empty, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Read, 1},
+        {"folder read", &dir, CUStream_FileMode_Open, CUStream_FileAccess_Read, 5},
+        {"folder write", &dir, CUStream_FileMode_Create, CUStream_FileAccess_Write, 5},
+        {"missing folder", &missingFolder, CUStream_FileMode_OpenOrCreate,
+         CUStream_FileAccess_Write, 4},
+        {"256 units", &tooLong, CUStream_FileMode_Create, CUStream_FileAccess_ReadWrite, 4},
+        {"256 units, or create", &tooLong, CUStream_FileMode_OpenOrCreate,
+         CUStream_FileAccess_ReadWrite, 4},
+        {"256 units, open", &tooLong, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, 9},
+        {"undecodable", &undecodable, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_ReadWrite,
+         1},
+        {"lone surrogate", &lone, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_ReadWrite, 4},
+        {"zero unit", &hidden, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_ReadWrite, 4},
+        {"zero unit, new", &hidden, CUStream_FileMode_CreateNew, CUStream_FileAccess_ReadWrite, 4},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(row.code, OpenCode(row.path, row.mode, row.access)) << row.what;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path())); // nor the shorter name
+    CUSharedPtr<CUStringMac> none;
+    EXPECT_THROW(CUFileStream(none, CUStream_FileMode_Open, CUStream_FileAccess_Read, false),
+                 unsigned int);
+    WriteFile(shown, "secret"); // a present file under the shorter name is neither opened nor cut
+    EXPECT_EQ(4u, OpenCode(&hidden, CUStream_FileMode_Open));
+    EXPECT_EQ(4u, OpenCode(&hidden, CUStream_FileMode_Create));
+    EXPECT_EQ("secret", ReadFile(shown));
+    CUStringMac fits = Utf8(folder.File(std::string(255, 'n').c_str()));
+    EXPECT_EQ(0u, OpenCode(&fits, CUStream_FileMode_CreateNew));
+
+    // Without throwing, a failed opening gives a closed stream that reads nothing.
+    CUFileStream closed(&missingFolder, CUStream_FileMode_Open, CUStream_FileAccess_Read, true);
+    EXPECT_FALSE(closed.CanRead() || closed.CanWrite() || closed.CanSeek());
+    EXPECT_FALSE(closed.IsOSFileHandleValid());
+    unsigned char out[4];
+    EXPECT_EQ(0u, closed.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(1u, CodeOf([&] { closed.CheackFileOpened(); }));
+}
 
 TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZeros) {
     std::string const hundred = Pattern(100);
@@ -30,10 +169,6 @@ TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZeros) {
     unsigned char none[1] = {0}; // an empty write past the end still grows the file
     EXPECT_EQ(0u, stream.Write(none, 0, 220, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(220u, std::filesystem::file_size(f.file));
-    __CFData const* payload = CUPlatformDataCreate("payload", 7);
-    EXPECT_EQ(7u, stream.WriteCFData(payload, 3, CUStream_Seek_Origin_Begin));
-    CUPlatformRelease(payload);
-    EXPECT_EQ("abcpayloadk", ReadFile(f.file).substr(0, 11));
 }
 
 TEST(CUFileStream, ReadIsClippedByTheFileLeftAndMovesThePositionByTheRequest) {
@@ -143,52 +278,51 @@ TEST(CUFileStream, SeekOnlySetsThePositionAndTheSystemCodesMapByTable) {
     }
 }
 
-TEST(CUFileStream, TwoAppendingThreadsNeverInterleaveInsideOneWrite) {
-    StreamFile f;
-    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
+// Two threads append blocks (each write finds the end, grows the file and writes: three steps
+// under one lock) while a third rewrites the first block and a fourth reads it back.
+TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
     constexpr std::size_t kBlock = 1024;
-    constexpr int kBlocksPerThread = 2000;
+    constexpr int kBlocks = 2000;
+    StreamFile f(std::string(kBlock, 'x'));
+    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
     std::atomic<int> ready{0};
-    auto writer = [&](char fill) {
-        std::string block(kBlock, fill);
+    auto together = [&] {
         ready.fetch_add(1);
-        while (ready.load() < 2) {
+        while (ready.load() < 4) {
             std::this_thread::yield(); // start together so that the writes overlap
         }
-        for (int i = 0; i < kBlocksPerThread; ++i) {
-            // Each write finds the end, grows the file and writes: three steps under one lock.
+    };
+    auto appender = [&](char fill) {
+        std::string block(kBlock, fill);
+        together();
+        for (int i = 0; i < kBlocks; ++i) {
             ASSERT_EQ(kBlock, stream.Write(Bytes(block), kBlock, 0, CUStream_Seek_Origin_End));
         }
     };
-    std::thread a(writer, 'a'), b(writer, 'b');
-    a.join();
-    b.join();
-    std::string const contents = ReadFile(f.file);
-    ASSERT_EQ(2 * kBlocksPerThread * kBlock, contents.size());
-    int as = 0;
-    for (std::size_t at = 0; at < contents.size(); at += kBlock) {
-        ASSERT_EQ(std::string(kBlock, contents[at]), contents.substr(at, kBlock)) << "at " << at;
-        as += contents[at] == 'a' ? 1 : 0;
-    }
-    EXPECT_EQ(kBlocksPerThread, as); // and as many of b: the total is checked above
-}
-
-TEST(CUFileStream, ReadersAndWritersShareOneStreamSafely) {
-    StreamFile f(std::string(64, 'x'));
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
-    std::thread writer([&] {
-        for (int i = 0; i < 500; ++i) {
-            std::string block(64, static_cast<char>('a' + i % 26));
-            stream.Write(Bytes(block), 64, 0, CUStream_Seek_Origin_Begin);
+    std::thread a(appender, 'a'), b(appender, 'b'), rewriter([&] {
+        together();
+        for (int i = 0; i < kBlocks / 4; ++i) {
+            std::string block(kBlock, static_cast<char>('c' + i % 20));
+            stream.Write(Bytes(block), kBlock, 0, CUStream_Seek_Origin_Begin);
         }
     });
     std::thread reader([&] {
-        for (int i = 0; i < 500; ++i) {
-            std::string out(64, '?');
-            ASSERT_EQ(64u, stream.Read(Bytes(out), 64, 0, CUStream_Seek_Origin_Begin));
-            ASSERT_EQ(std::string(64, out[0]), out); // a whole write or none of it
+        together();
+        for (int i = 0; i < kBlocks / 4; ++i) {
+            std::string out(kBlock, '?');
+            ASSERT_EQ(kBlock, stream.Read(Bytes(out), kBlock, 0, CUStream_Seek_Origin_Begin));
+            ASSERT_EQ(std::string(kBlock, out[0]), out); // a whole write or none of it
         }
     });
-    writer.join();
-    reader.join();
+    for (std::thread* t : {&a, &b, &rewriter, &reader}) {
+        t->join();
+    }
+    std::string const contents = ReadFile(f.file);
+    ASSERT_EQ((2 * kBlocks + 1) * kBlock, contents.size());
+    int as = 0;
+    for (std::size_t at = kBlock; at < contents.size(); at += kBlock) {
+        ASSERT_EQ(std::string(kBlock, contents[at]), contents.substr(at, kBlock)) << "at " << at;
+        as += contents[at] == 'a' ? 1 : 0;
+    }
+    EXPECT_EQ(kBlocks, as); // and as many of b: the total is checked above
 }

@@ -1,16 +1,54 @@
-// CUStream: the unsupported defaults, read-range arithmetic, the readable range, WriteCFData and
-// assignment.
-#include "streams/StreamTesting.h"
+// CUStream and CUMemoryStream: the base's unsupported defaults, read-range arithmetic, readable
+// range, WriteCFData and assignment; borrowed and owned memory, and copies out of a stream.
+#include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUMemoryStream.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 
-using namespace varn::test;
+using varn::test::CodeOf;
 
 namespace {
+
+// A stream whose length, readability and position field a test sets. Reads give back at most
+// `give` bytes of 'z' (or throw a foreign exception); writes are recorded.
+class ProbeStream : public CUStream {
+  public:
+    explicit ProbeStream(unsigned long long length = 0, unsigned long long give = 0) : give(give) {
+        m_nLength = length;
+    }
+    bool CanRead() override { return readable; }
+    void SetPositionField(unsigned long long p) { m_nPosition = p; }
+    unsigned long long Read(unsigned char* out, unsigned long long count, long long offset,
+                            CUStream_Seek_Origin) override {
+        if (throwForeign) {
+            throw std::string("foreign");
+        }
+        lastOffset = offset;
+        std::memset(out, 'z', std::min(count, give));
+        return std::min(count, give);
+    }
+    unsigned long long Write(unsigned char* in, unsigned long long count, long long offset,
+                             CUStream_Seek_Origin origin) override {
+        written.assign(reinterpret_cast<char*>(in), count);
+        lastOffset = offset;
+        lastOrigin = origin;
+        return count;
+    }
+    bool readable = true, throwForeign = false;
+    unsigned long long give;
+    std::string written;
+    long long lastOffset = -1;
+    CUStream_Seek_Origin lastOrigin = CUStream_Seek_Origin_Begin;
+};
+
+std::string Chars(unsigned char const* bytes, unsigned long long n) {
+    return std::string(reinterpret_cast<char const*>(bytes), n);
+}
 
 void ExpectRange(_CURange r, unsigned long long location, unsigned long long length) {
     EXPECT_EQ(location, r.location);
@@ -109,11 +147,9 @@ TEST(CUStream, WriteCFDataWritesTheBytesAtTheGivenOffset) {
 
 TEST(CUStream, AssignmentEmptiesTheTargetAndDropsItsLock) {
     char bytes[] = "0123456789";
-    CUMemoryStream target(bytes, 10, true);
-    CUMemoryStream source(bytes, 4, true);
+    CUMemoryStream target(bytes, 10, true), source(bytes, 4, true);
     ASSERT_EQ(kCUStatusSuccess, target.SetReadaleRange({2, 3}));
-    CUStream& base = target;
-    base = static_cast<CUStream const&>(source);
+    static_cast<CUStream&>(target) = static_cast<CUStream const&>(source);
     EXPECT_EQ(0u, target.Length());
     ExpectRange(target.GetReadableRange(), 0, 0);
     // Nothing was copied from the source, and the stream still works without a lock.
@@ -121,4 +157,100 @@ TEST(CUStream, AssignmentEmptiesTheTargetAndDropsItsLock) {
     EXPECT_EQ(0u, target.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
     EXPECT_EQ(kCUStatusFailure, target.SetReadaleRange({0, 1}));
     EXPECT_EQ(4u, source.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+}
+
+// Reads never move the position; a borrowed buffer is read in place and never freed.
+TEST(CUMemoryStream, ReadsClipBorrowedBuffersAreReadInPlaceCopiedOnesAreIndependent) {
+    char* bytes = new char[10];
+    std::memcpy(bytes, "0123456789", 10);
+    unsigned char out[16] = {};
+    {
+        CUMemoryStream s(bytes, 10, true), copied(bytes, 10, false);
+        EXPECT_EQ(static_cast<void*>(bytes), s.GetPtr());
+        EXPECT_NE(static_cast<void*>(bytes), copied.GetPtr());
+        EXPECT_EQ(2u, s.Read(out, 4, -2, CUStream_Seek_Origin_End));
+        EXPECT_EQ("89", Chars(out, 2));
+        EXPECT_EQ(0u, s.Read(nullptr, 4, 0, CUStream_Seek_Origin_Begin));
+        bytes[0] = 'W';
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_EQ(3u, s.Read(out, 3, 0, CUStream_Seek_Origin_Current));
+            EXPECT_EQ("W12", Chars(out, 3));
+        }
+        ASSERT_EQ(3u, copied.Read(out, 3, 0, CUStream_Seek_Origin_Begin));
+        EXPECT_EQ("012", Chars(out, 3));
+        ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({3, 4}));
+        EXPECT_EQ(4u, s.Read(out, 10, 3, CUStream_Seek_Origin_Begin));
+        EXPECT_EQ("3456", Chars(out, 4));
+    }
+    bytes[1] = 'X'; // still ours: the sanitizers would flag a free by the stream
+    delete[] bytes;
+}
+
+TEST(CUMemoryStream, OwnedBuffersAndStreamsWithoutBytes) {
+    CUMemoryStream s(8);
+    ASSERT_NE(nullptr, s.GetPtr());
+    EXPECT_EQ(8u, s.Length());
+    std::memcpy(s.GetPtr(), "ABCDEFGH", 8);
+    unsigned char out[8];
+    ASSERT_EQ(3u, s.Read(out, 3, 5, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ("FGH", Chars(out, 3));
+    s.UnInit(); // forgets the buffer but keeps the length
+    EXPECT_EQ(nullptr, s.GetPtr());
+    EXPECT_EQ(8u, s.Length());
+    EXPECT_FALSE(s.CanRead());
+    EXPECT_EQ(0u, s.Read(out, 6, 0, CUStream_Seek_Origin_Begin));
+    CUMemoryStream fromNull(nullptr, 10, false), empty, impossible(~0ULL);
+    EXPECT_EQ(nullptr, impossible.GetPtr());
+    for (CUMemoryStream* m : {&fromNull, &empty, &impossible}) {
+        EXPECT_EQ(0u, m->Length());
+        EXPECT_FALSE(m->CanRead());
+        EXPECT_EQ(kCUStatusFailure, m->SetReadaleRange({0, 0}));
+    }
+}
+
+// A copy reads the source from its start plus the location; a short one throws NotReady typed
+// as the enumeration (not unsigned int) and keeps no buffer; the factories give null instead.
+TEST(CUMemoryStream, CopiesARangeOutOfAnotherStreamOrThrowsNotReadyWhenItComesBackShort) {
+    char bytes[] = "0123456789";
+    CUSharedPtr<CUStream> source(new CUMemoryStream(bytes, 10, true));
+    _CURange range{2, 5}, tail{6, 4}, past{4, 4}, far{7, 8}, whole{0, 8}, none{0, 0};
+    CUMemoryStream copy(source, range);
+    bytes[2] = '!';
+    unsigned char out[5];
+    ASSERT_EQ(5u, copy.Read(out, 5, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ("23456", Chars(out, 5));
+    CUSharedPtr<CUMemoryStream> made = CUMemoryStream::CreateMemoryStreamPtr(source, tail);
+    EXPECT_EQ(1, made->GetRetainCount());
+    ASSERT_EQ(4u, made->Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ("6789", Chars(out, 4));
+    CUMemoryStream* raw = CUMemoryStream::CreateMemoryStream(source.get(), tail);
+    EXPECT_EQ(0, raw->GetRetainCount());
+    EXPECT_EQ(4u, raw->Length());
+    delete raw;
+
+    ASSERT_EQ(kCUStatusSuccess, source->SetReadaleRange({0, 6}));
+    EXPECT_THROW(CUMemoryStream(source, past), _CUErrorContents); // 2 bytes come back
+    ProbeStream stingy(0, 3);
+    EXPECT_THROW(CodeOf([&] { CUMemoryStream c(&stingy, far); }), _CUErrorContents);
+    EXPECT_EQ(7, stingy.lastOffset);
+    try {
+        CUMemoryStream c(&stingy, far);
+    } catch (_CUErrorContents code) {
+        EXPECT_EQ(CUError_NotReady, code);
+    }
+    CUMemoryStream s;
+    EXPECT_THROW(s.InitByStreamAndRange(&stingy, whole), _CUErrorContents);
+    EXPECT_EQ(nullptr, s.GetPtr());
+    EXPECT_EQ(3u, s.Length()); // the count that came back
+    EXPECT_FALSE(s.CanRead());
+    EXPECT_THROW(s.InitByStreamAndRange(nullptr, tail), _CUErrorContents);
+    EXPECT_THROW(s.InitByStreamAndRange(source.get(), none), _CUErrorContents);
+    EXPECT_EQ(nullptr, s.GetPtr());
+    EXPECT_EQ(nullptr, CUMemoryStream::CreateMemoryStream(&stingy, whole));
+    EXPECT_FALSE(CUMemoryStream::CreateMemoryStreamPtr(&stingy, whole));
+    EXPECT_EQ(nullptr, CUMemoryStream::CreateMemoryStream(CUSharedPtr<CUStream>(), whole));
+    EXPECT_FALSE(CUMemoryStream::CreateMemoryStreamPtr(CUSharedPtr<CUStream>(), whole));
+    stingy.throwForeign = true; // passes through the constructor, not the factory
+    EXPECT_EQ(nullptr, CUMemoryStream::CreateMemoryStream(&stingy, whole));
+    EXPECT_THROW(CUMemoryStream(&stingy, whole), std::string);
 }
