@@ -1,12 +1,25 @@
 // CULogTest.cpp — the ring-of-ten-files log: lines, levels, rotation, continuation, the single
-// instance, files changed behind its back and the system report.
-#include "log/LogTesting.h"
+// instance, files changed behind its back, the system report, threads and processes sharing one
+// ring, and lines refused by a file-size limit or a full disk.
+#include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
+#include "support/SmallDisk.h"
+
+#include <VarnUtilityLib/CULog.h>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <regex>
 #include <string>
 #include <thread>
@@ -18,8 +31,116 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void SetAge(std::string const& path, int secondsAgo) {
-    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
+// The single instance for one scope: no test leaves one behind, whatever it asserted.
+struct LogSession {
+    LogSession(std::string const& folder, std::string const& name, unsigned int level) {
+        CULog::InitializeWithName(Str(folder), Str(name), level);
+    }
+    ~LogSession() { CULog::Terminate(); }
+};
+
+// The lines of a log file without their ends; text after the last end is a torn line.
+std::vector<std::string> LinesOf(std::string const& path) {
+    std::string const contents = ReadFile(path);
+    std::vector<std::string> lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = contents.find("\r\n", start)) != std::string::npos;
+         start = end + 2) {
+        lines.push_back(contents.substr(start, end - start));
+    }
+    if (start != contents.size()) {
+        lines.push_back("(torn) " + contents.substr(start));
+    }
+    return lines;
+}
+
+std::string MessageOf(std::string const& line) {
+    return line.substr(line.rfind('\t') + 1);
+}
+
+// Runs `body(i, report)` in `n` forked children at once, each exiting right after it (no
+// destructor runs); returns their broken expectations, or why one did not end normally.
+std::string InChildren(int n, std::function<void(int, ChildReport&)> const& body) {
+    std::vector<std::pair<pid_t, int>> children;
+    for (int i = 0; i < n; ++i) {
+        int pipes[2];
+        if (pipe(pipes) != 0) {
+            return "no pipe\n";
+        }
+        pid_t const pid = fork();
+        if (pid == 0) {
+            close(pipes[0]);
+            ChildReport report{pipes[1]};
+            body(i, report);
+            _exit(0);
+        }
+        close(pipes[1]);
+        children.emplace_back(pid, pipes[0]);
+    }
+    std::string output;
+    for (auto [pid, fd] : children) {
+        char buffer[512];
+        for (ssize_t k; (k = read(fd, buffer, sizeof buffer)) > 0;) {
+            output.append(buffer, static_cast<std::size_t>(k));
+        }
+        close(fd);
+        int status = 0;
+        if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status) ||
+            WEXITSTATUS(status) != 0) {
+            output += "a child did not exit normally\n";
+        }
+    }
+    return output;
+}
+
+// Four threads log 5,000 lines apiece of about 150 bytes; `p` numbers the process.
+void LogFromFourThreads(std::string const& folder, int p) {
+    static char const* const kPadding =
+        "................................................................................"
+        "....................";
+    CULog::InitializeWithName(Str(folder), Str("R"), 3);
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+        writers.emplace_back([p, t] {
+            for (int i = 0; i < 5000; ++i) {
+                CULog::Write(3, "p%d t%d n%05d %s", p, t, i, kPadding);
+            }
+        });
+    }
+    for (std::thread& w : writers) {
+        w.join();
+    }
+    CULog::Terminate();
+}
+
+// Logs numbered lines until `limit` refuses one, then lifts it: only whole lines are written,
+// a refused line is reported lost, and logging goes on in the same file.
+void LoseWholeLinesAndRecover(ChildReport& report, std::string const& folder,
+                              std::function<void()> const& limit,
+                              std::function<void()> const& lift) {
+    CULog log;
+    report.Expect(log.Init(Str(folder), Str("L"), 3) == 0, "Init");
+    auto line = [](int n) { return "line " + std::to_string(n) + " " + std::string(60, 'x'); };
+    int written = 0;
+    for (; written < 10; ++written) {
+        report.Expect(log.WriteFileString(Str(line(written) + "\r\n")), "a line before the limit");
+    }
+    limit();
+    while (written < 5000 && log.WriteFileString(Str(line(written) + "\r\n"))) {
+        ++written;
+    }
+    report.Expect(written > 10 && written < 5000, "the limit stops a line in the file");
+    report.Expect(!log.WriteFileString(Str("still too long " + std::string(60, 'y') + "\r\n")),
+                  "a line past the limit is reported lost");
+    lift();
+    report.Expect(log.WriteFileString(Str("after\r\n")), "a line once the limit is lifted");
+    std::vector<std::string> lines = LinesOf(folder + "/L0.log");
+    report.Expect(lines.size() == static_cast<std::size_t>(written) + 1 && lines.back() == "after",
+                  std::to_string(lines.size()) + " lines for " + std::to_string(written) +
+                      " and the one after");
+    for (int i = 0; i + 1 < static_cast<int>(lines.size()); ++i) {
+        report.Expect(lines[i] == line(i), "whole lines only: " + lines[i]);
+    }
 }
 
 } // namespace
@@ -31,53 +152,47 @@ void SetAge(std::string const& path, int secondsAgo) {
 // they are. Formats in and out of ASCII, as C strings and as strings, alike.
 TEST(CULog, FirstWriteMakesFileZeroOfStampedLinesReadAsTheirStringsGiveThemBack) {
     TempFolder dir;
+    struct {
+        void (*write)();
+        char const* line; // after the stamp; null: dropped
+    } const rows[] = {
+        // clang-format off
+        {[] { CULog::Write(3, "hello %d from %s", 5, "me"); }, "[INFO]\thello 5 from me"},
+        {[] { CULog::Write(1, "e"); }, "[ERROR]\te"},
+        {[] { CULog::Write(2, "w"); }, "[WARNING]\tw"},
+        {[] { CULog::Write(0, "zero"); }, "[DEBUG]\tzero"},
+        {[] { CULog::Write(4, "dropped"); }, nullptr},
+        {[] { CULog::Write(4, Str("dropped")); }, nullptr},
+        {[] { CULog::Write(7, "dropped"); }, nullptr},
+        {[] { CULog::Write(3, static_cast<char const*>(nullptr)); }, nullptr},
+        {[] { CULog::Write(3, CUSharedPtr<CUStringMac>()); }, nullptr},
+        {[] { CULog::Write(3, "%s", "\xEF\xBB\xBFmarked"); }, "[INFO]\tmarked"},
+        {[] { CULog::Write(3, "caf\xC3\xA9 %d", 1); }, "[INFO]\tcaf\xC3\xA9 1"},
+        {[] { CULog::Write(3, Str("caf\xC3\xA9 %d"), 2); }, "[INFO]\tcaf\xC3\xA9 2"},
+        {[] { CULog::Write(3, "%s", "bad \xC3\x28"); }, "[INFO]\tbad \xEF\xBF\xBD("},
+        {[] { CULog::Write(3, "bad %s", "a\xFF\xFE\xF0\x9F\x8C\x8D\xE0\x80" "b"); },
+         "[INFO]\tbad a\xEF\xBF\xBD\xEF\xBF\xBD\xF0\x9F\x8C\x8D\xEF\xBF\xBD\xEF\xBF\xBD" "b"},
+        {[] { CULog::Write(3, "stray \xA9"); }, "[INFO]\tstray \xEF\xBF\xBD"},
+        {[] { CULog::Write(3, "cut%c here", 0); }, "[INFO]\tcut"},
+        {[] { CULog::Write(3, Str("%s"), "100%d %s%%"); }, "[INFO]\t100%d %s%%"},
+        {[] { CULog::Write(3, "plain %%d"); }, "[INFO]\tplain %d"},
+        // clang-format on
+    };
+    std::vector<std::string> expected;
     {
         LogSession session(dir.File("logs"), "U", 3);
-        CULog::Write(3, "hello %d from %s", 5, "me");
-        CULog::Write(1, "e");
-        CULog::Write(2, "w");
-        CULog::Write(4, "dropped");
-        CULog::Write(4, Str("dropped too"));
-        CULog::Write(0, "zero");
-        CULog::Write(7, "seven dropped");
-        CULog::Write(3, static_cast<char const*>(nullptr)); // no format: nothing
-        CULog::Write(3, CUSharedPtr<CUStringMac>());
-        CULog::Write(3, "%s", "\xEF\xBB\xBFmarked");
-        CULog::Write(3, "caf\xC3\xA9 %d", 1);
-        CULog::Write(3, Str("caf\xC3\xA9 %d"), 2);
-        CULog::Write(3, "%s", "bad \xC3\x28");
-        CULog::Write(3, "bad %s",
-                     "a\xFF\xFE\xF0\x9F\x8C\x8D\xE0\x80"
-                     "b");
-        CULog::Write(3, "stray \xA9");
-        CULog::Write(3, "cut%c here", 0);
-        CULog::Write(3, Str("%s"), "100%d %s%%");
-        CULog::Write(3, "plain %%d");
+        for (auto const& row : rows) {
+            row.write();
+            if (row.line != nullptr) {
+                expected.push_back(row.line);
+            }
+        }
     }
-    {
-        LogSession session(dir.File("logs"), "U", 7);
-        CULog::Write(7, "seven written");
-    }
-    std::vector<std::string> lines = LinesOf(ReadFile(dir.File("logs/U0.log")));
-    std::vector<std::string> const expected = {
-        "[INFO]\thello 5 from me",
-        "[ERROR]\te",
-        "[WARNING]\tw",
-        "[DEBUG]\tzero",
-        "[INFO]\tmarked",
-        "[INFO]\tcaf\xC3\xA9 1",
-        "[INFO]\tcaf\xC3\xA9 2",
-        "[INFO]\tbad \xEF\xBF\xBD(",
-        "[INFO]\tbad a\xEF\xBF\xBD\xEF\xBF\xBD\xF0\x9F\x8C\x8D\xEF\xBF\xBD\xEF\xBF\xBD"
-        "b",
-        "[INFO]\tstray \xEF\xBF\xBD",
-        "[INFO]\tcut",
-        "[INFO]\t100%d %s%%",
-        "[INFO]\tplain %d",
-        "[DEBUG]\tseven written"};
+    LogSession session(dir.File("logs"), "U", 7);
+    CULog::Write(7, "seven written");
+    expected.push_back("[DEBUG]\tseven written");
+    std::vector<std::string> lines = LinesOf(dir.File("logs/U0.log"));
     ASSERT_EQ(expected.size(), lines.size());
-    EXPECT_TRUE(std::regex_match(lines[0], std::regex(R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t.*)")))
-        << lines[0];
     for (std::size_t i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(expected[i], lines[i].substr(lines[i].find('\t') + 1)) << i;
     }
@@ -102,18 +217,16 @@ TEST(CULog, HelpersSpellLabelsPathsAndStampsAndReadFileFacts) {
     TempFolder dir;
     CUSharedPtr<CUStringMac> const file = Str(dir.File("d.log")), missing = Str(dir.File("none"));
     WriteFile(dir.File("d.log"), "x");
-    SetAge(dir.File("d.log"), 3600);
+    fs::last_write_time(dir.File("d.log"),
+                        fs::file_time_type::clock::now() - std::chrono::hours(1));
     CUSharedPtr<CUDateTime> modified = CULog::GetLogFileTime(file, _Log_DateTime_Type_Modify);
     ASSERT_TRUE(modified);
-    CUSharedPtr<CUDateTime> now = CUDateTime::Create();
-    CUSharedPtr<CUDateTime> hourAgo = now->AddSeconds(-3600);
+    CUSharedPtr<CUDateTime> now = CUDateTime::Create(), hourAgo = now->AddSeconds(-3600);
     EXPECT_LE(std::abs(modified->GetHour(true) * 60 + modified->GetMinute(true) -
                        (hourAgo->GetHour(true) * 60 + hourAgo->GetMinute(true))),
               1);
     CUSharedPtr<CUDateTime> created = CULog::GetLogFileTime(file, _Log_DateTime_Type_Create);
-    if (created) { // only where the file system records birth times
-        EXPECT_FALSE(*now < *created);
-    }
+    EXPECT_FALSE(created && *now < *created); // where the file system records birth times
     EXPECT_FALSE(CULog::GetLogFileTime(file, static_cast<_Log_DateTime_Type>(2)));
     EXPECT_FALSE(CULog::GetLogFileTime(missing, _Log_DateTime_Type_Modify));
     EXPECT_EQ(1u, CULog::GetLogFileSize(file));
@@ -170,7 +283,7 @@ TEST(CULog, ContinuesBeforeTheFirstMissingFileOrInTheNewestAndTheLowerOnEqualDat
         ASSERT_EQ(0u, log.Init(Str(dir.Path().string()), Str("N"), 3));
         log.WriteLog(3, Str("next"));
         for (int i = 0; i < row.files; ++i) {
-            std::vector<std::string> lines = LinesOf(ReadFile(name(i)));
+            std::vector<std::string> lines = LinesOf(name(i));
             if (i == row.taker) {
                 ASSERT_EQ(row.emptied ? 1u : 2u, lines.size());
                 EXPECT_EQ("next", MessageOf(lines.back()));
@@ -204,7 +317,7 @@ TEST(CULog, OnlyTheFirstGoodInitialisationMakesTheInstanceAndHoldersOutliveTermi
     EXPECT_TRUE(held->WriteFileString(Str("raw line\r\n"))); // appended as it is
     EXPECT_FALSE(held->WriteFileString(CUSharedPtr<CUStringMac>()));
     z_WriteSystemInfo(CUSharedPtr<CUStringMac>()); // nothing to write to: nothing happens
-    std::vector<std::string> lines = LinesOf(ReadFile(dir.File("first/A0.log")));
+    std::vector<std::string> lines = LinesOf(dir.File("first/A0.log"));
     ASSERT_EQ(2u, lines.size());
     EXPECT_EQ("still works", MessageOf(lines[0]));
     EXPECT_EQ("raw line", lines[1]);
@@ -219,7 +332,7 @@ TEST(CULog, LinesFollowTheFileAtThePathWhenItOrItsFolderIsDeletedGrownOrReplaced
     LogSession session(dir.File("logs"), "F", 3);
     auto file = [&](std::string const& name) { return dir.File(("logs/" + name).c_str()); };
     auto only = [&](std::string const& name) {
-        std::vector<std::string> lines = LinesOf(ReadFile(file(name)));
+        std::vector<std::string> lines = LinesOf(file(name));
         return lines.size() == 1 ? MessageOf(lines[0]) : std::to_string(lines.size()) + " lines";
     };
     CULog::Write(3, "one");
@@ -248,23 +361,23 @@ TEST(CULog, LinesFollowTheFileAtThePathWhenItOrItsFolderIsDeletedGrownOrReplaced
     EXPECT_EQ("after", only("F1.log"));
 }
 
-// The first report is asked for here, the others by processes that exit at once after asking: no
-// destructor runs and nothing the library started is waited for.
+// The first report is asked for here, the others by processes that exit at once after asking:
+// nothing the library started is waited for.
 TEST(CULog, SystemReportGoesToExactlyTheNamedFileRunsNothingAndOutlivesItsProcess) {
     TempFolder dir;
     for (int run = 0; run < 5; ++run) {
         std::string const name =
             "report" + std::to_string(run) + " \"quoted\" $(touch pwned) `touch pwned2`.txt";
-        if (run == 0) {
-            LogSession session(dir.Path().string(), "S", 3);
+        auto ask = [&](int, ChildReport&) {
+            CULog::InitializeWithName(Str(dir.Path().string()), Str("S"), 3);
             CULog::GetInstance()->WriteSystemInfo(Str(name));
+        };
+        if (run == 0) {
+            ChildReport none{-1};
+            ask(0, none);
+            CULog::Terminate();
         } else {
-            Child child = StartChild([&](ChildReport&) {
-                CULog::InitializeWithName(Str(dir.Path().string()), Str("S"), 3);
-                CULog::GetInstance()->WriteSystemInfo(Str(name));
-            });
-            ASSERT_GT(child.pid, 0);
-            EXPECT_EQ("", Finish(child));
+            EXPECT_EQ("", InChildren(1, ask));
         }
         std::string contents;
         for (int i = 0; i < 200 && contents.find("Volumes") == std::string::npos; ++i) {
@@ -281,4 +394,73 @@ TEST(CULog, SystemReportGoesToExactlyTheNamedFileRunsNothingAndOutlivesItsProces
     }
     EXPECT_FALSE(fs::exists("pwned"));
     EXPECT_FALSE(fs::exists("pwned2"));
+}
+
+// Four threads here, then two processes of four threads at once, into one ring. The processes'
+// 40,000 lines fill six of the ten files, so both rotate while the other writes: a process that
+// emptied a file the other had just moved to, or wrote over the other's bytes, would lose lines.
+TEST(CULogProcesses, ThreadsAndProcessesSharingOneRingLoseAndTearNoLine) {
+    std::regex const shape(
+        R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\tp(\d) t(\d) n(\d{5}) \.{100})");
+    for (int processes : {0, 2}) {
+        SCOPED_TRACE(testing::Message() << processes << " processes");
+        TempFolder dir;
+        std::string const folder = dir.Path().string();
+        if (processes == 0) {
+            LogFromFourThreads(folder, 0);
+        }
+        EXPECT_EQ(
+            "", InChildren(processes, [&](int p, ChildReport&) { LogFromFourThreads(folder, p); }));
+        std::map<std::string, int> seen;
+        std::map<int, int> lastOfWriter; // lines of one writer never go back in time
+        int files = 0;
+        for (int i = 0; i < 10; ++i) {
+            std::string const file = dir.File(("R" + std::to_string(i) + ".log").c_str());
+            files += fs::exists(file) ? 1 : 0;
+            EXPECT_LE(ReadFile(file).size(), 1000000u);
+            for (std::string const& line : LinesOf(file)) {
+                std::smatch parts;
+                ASSERT_TRUE(std::regex_match(line, parts, shape)) << line;
+                int const number = std::stoi(parts[3]);
+                int const writer = std::stoi(parts[1].str() + parts[2].str());
+                auto [last, first] = lastOfWriter.emplace(writer, number);
+                EXPECT_TRUE(first || last->second < number) << line << " after " << last->second;
+                last->second = number;
+                ++seen[MessageOf(line)];
+            }
+        }
+        EXPECT_GE(files, processes == 0 ? 3 : 6);
+        EXPECT_EQ(std::max(processes, 1) * 20000u, seen.size());
+        for (auto const& [message, count] : seen) {
+            ASSERT_EQ(1, count) << message;
+        }
+    }
+}
+
+TEST(CULogProcesses, FileSizeLimitLosesWholeLinesAndLoggingRecovers) {
+    TempFolder dir;
+    EXPECT_EQ("", InChildren(1, [&dir](int, ChildReport& report) {
+                  std::signal(SIGXFSZ, SIG_IGN);
+                  struct rlimit lifted {};
+                  getrlimit(RLIMIT_FSIZE, &lifted);
+                  LoseWholeLinesAndRecover(
+                      report, dir.Path().string(),
+                      [&] {
+                          struct rlimit limit = lifted;
+                          limit.rlim_cur = 1000;
+                          report.Expect(setrlimit(RLIMIT_FSIZE, &limit) == 0, "a limit is set");
+                      },
+                      [&] { setrlimit(RLIMIT_FSIZE, &lifted); });
+              }));
+}
+
+// Ten lines first, so that the file ends inside a block the filler cannot take: the line that
+// crosses into the next block is the one refused.
+TEST(CULogProcesses, FullDiskLosesWholeLinesAndLoggingRecovers) {
+    TempFolder dir;
+    std::string const root = dir.Path().string(), filler = root + "/filler";
+    RunOnSmallDisk(root, "64k", [&](ChildReport& report) {
+        LoseWholeLinesAndRecover(
+            report, root, [&] { FillDisk(filler); }, [&] { std::remove(filler.c_str()); });
+    });
 }
