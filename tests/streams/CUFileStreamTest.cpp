@@ -1,11 +1,24 @@
 // CUFileStream: every mode with every access, hostile names (shell syntax, over-long names,
 // text that is not UTF-8, U+0000), growing writes, clipped reads, the tracked mark, resizing,
-// seeking and threads.
-#include "streams/StreamTesting.h"
+// seeking, threads, and faults: injected ones, a real full disk and a file-size limit.
+//
+// The real disk is a 64 KiB tmpfs in a private mount namespace of a child process
+// (support/SmallDisk.h); the child fills it and checks the stream's answers.
+#include "fakes/FileFaults.h"
+#include "support/FileTesting.h"
+#include "support/SmallDisk.h"
+
+#include <VarnUtilityLib/CUFileStream.h>
+
+#include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -13,19 +26,46 @@
 
 using namespace varn::test;
 
+namespace fs = std::filesystem;
+
 namespace {
 
+constexpr auto kAppend = CUStream_FileMode_Append, kCreate = CUStream_FileMode_Create,
+               kCreateNew = CUStream_FileMode_CreateNew, kOpen = CUStream_FileMode_Open,
+               kOpenOrCreate = CUStream_FileMode_OpenOrCreate,
+               kTruncate = CUStream_FileMode_Truncate;
+constexpr auto kRead = CUStream_FileAccess_Read, kWrite = CUStream_FileAccess_Write,
+               kReadWrite = CUStream_FileAccess_ReadWrite;
+constexpr auto kBegin = CUStream_Seek_Origin_Begin, kCurrent = CUStream_Seek_Origin_Current,
+               kEnd = CUStream_Seek_Origin_End;
+
+unsigned char* Bytes(std::string& s) {
+    return reinterpret_cast<unsigned char*>(s.data());
+}
+
 unsigned int OpenCode(CUStringMac* path, CUStream_FileMode mode,
-                      CUStream_FileAccess access = CUStream_FileAccess_ReadWrite) {
+                      CUStream_FileAccess access = kReadWrite) {
     return CodeOf([&] { CUFileStream stream(path, mode, access, false); });
 }
+
+// f.bin in a fresh folder, holding `contents` unless `create` is false.
+struct StreamFile {
+    explicit StreamFile(std::string const& contents = "", bool create = true)
+        : file(folder.File("f.bin")), path(Utf8(file)) {
+        if (create) {
+            WriteFile(file, contents);
+        }
+    }
+    TempFolder folder;
+    std::string file;
+    CUStringMac path;
+};
 
 } // namespace
 
 TEST(CUFileStream, EveryModeAndAccessOpensOrThrowsAsItsRowSays) {
     constexpr char kOld[] = "0123456789";
-    CUStream_FileAccess const accesses[] = {CUStream_FileAccess_Read, CUStream_FileAccess_ReadWrite,
-                                            CUStream_FileAccess_Write};
+    CUStream_FileAccess const accesses[] = {kRead, kReadWrite, kWrite};
     // Per access (Read, ReadWrite, Write), missing then present file: the thrown code (0: opened)
     // and the file afterwards: Kept, Truncated, Created or Absent (refused before the disk).
     struct {
@@ -44,230 +84,192 @@ TEST(CUFileStream, EveryModeAndAccessOpensOrThrowsAsItsRowSays) {
     for (auto const& row : rows) {
         for (int column = 0; column < 6; ++column) {
             CUStream_FileAccess const access = accesses[column / 2];
-            bool const exists = column % 2 == 1;
             char const disk = row.outcome[column][1];
-            SCOPED_TRACE(testing::Message() << "mode " << row.mode << " access " << access
-                                            << (exists ? " present" : " missing"));
-            StreamFile f(kOld, exists);
+            SCOPED_TRACE(testing::Message() << "mode " << row.mode << " column " << column);
+            StreamFile f(kOld, column % 2 == 1);
             unsigned int const code = CodeOf([&] {
-                CUFileStream stream(&f.path, static_cast<CUStream_FileMode>(row.mode), access,
-                                    false);
-                bool const readable = access != CUStream_FileAccess_Write;
-                EXPECT_TRUE(stream.IsOSFileHandleValid() && stream.CanSeek());
-                EXPECT_EQ(readable, stream.CanRead());
-                EXPECT_EQ(access != CUStream_FileAccess_Read, stream.CanWrite());
+                CUFileStream s(&f.path, static_cast<CUStream_FileMode>(row.mode), access, false);
                 unsigned long long const length = disk == 'K' ? 10 : 0;
-                EXPECT_EQ(length, stream.Length());
-                EXPECT_EQ(row.mode == CUStream_FileMode_Append ? length : 0, stream.Position());
-                if (readable) {
-                    EXPECT_EQ(length, stream.GetReadableRange().length);
+                EXPECT_TRUE(s.IsOSFileHandleValid() && s.CanSeek());
+                EXPECT_EQ(access != kWrite, s.CanRead());
+                EXPECT_EQ(access != kRead, s.CanWrite());
+                EXPECT_EQ(length, s.Length());
+                EXPECT_EQ(row.mode == kAppend ? length : 0, s.Position());
+                if (access != kWrite) {
+                    EXPECT_EQ(length, s.GetReadableRange().length);
                 }
             });
             ASSERT_EQ(static_cast<unsigned int>(row.outcome[column][0] - '0'), code);
-            if (disk == 'K') {
-                EXPECT_EQ(kOld, ReadFile(f.file));
-            } else if (disk == 'A') {
-                EXPECT_FALSE(std::filesystem::exists(f.file));
-            } else {
-                ASSERT_TRUE(std::filesystem::exists(f.file));
-                EXPECT_EQ(0u, std::filesystem::file_size(f.file));
-            }
+            EXPECT_EQ(disk != 'A', fs::exists(f.file));
+            EXPECT_EQ(disk == 'K' ? kOld : "", ReadFile(f.file));
         }
     }
 }
 
-TEST(CUFileStream, HostileNamesAreCreatedWrittenAndReadAsGiven) {
+TEST(CUFileStream, HostileNamesAreCreatedWrittenAndReadAsGivenOrThrowTheirCodes) {
     TempFolder folder;
     for (std::string name : {"line\nbreak", "$(touch pwned)", "`id`", "q'uo\"te", "-n", "a;b|c"}) {
-        std::string const file = folder.File(name.c_str());
-        CUStringMac path = Utf8(file);
+        CUStringMac path = Utf8(folder.File(name.c_str()));
         std::string text = "contents of " + name;
-        {
-            CUFileStream stream(&path, CUStream_FileMode_CreateNew, CUStream_FileAccess_ReadWrite,
-                                false);
-            EXPECT_EQ(text.size(),
-                      stream.Write(Bytes(text), text.size(), 0, CUStream_Seek_Origin_Begin));
-        }
-        EXPECT_EQ(text, ReadFile(file)) << name;
+        EXPECT_EQ(text.size(), CUFileStream(&path, kCreateNew, kWrite, false)
+                                   .Write(Bytes(text), text.size(), 0, kBegin));
+        EXPECT_EQ(text, ReadFile(folder.File(name.c_str()))) << name;
     }
-    EXPECT_FALSE(std::filesystem::exists(folder.Path() / "pwned"));
-    EXPECT_EQ(6, std::distance(std::filesystem::directory_iterator(folder.Path()),
-                               std::filesystem::directory_iterator()));
-}
+    EXPECT_FALSE(fs::exists(folder.Path() / "pwned"));
+    EXPECT_EQ(6, std::distance(fs::directory_iterator(folder.Path()), fs::directory_iterator()));
 
-TEST(CUFileStream, BadAndHostileNamesThrowTheirCodesAndCreateNothing) {
-    TempFolder folder;
-    std::string const shown = folder.File("shown");
-    CUStringMac empty = Utf8("");
-    CUStringMac dir = Utf8(folder.Path().string());
-    CUStringMac missingFolder = Utf8(folder.File("no/such/f.bin"));
-    CUStringMac tooLong = Utf8(folder.File(std::string(256, 'n').c_str()));
-    CUStringMac undecodable = Utf8(folder.File("\xC3\x28")); // a null text, like ""
-    CUStringMac lone = Units(u"/tmp/varn-\xD800");           // no UTF-8 form
+    TempFolder other;
+    std::string const shown = other.File("shown");
+    CUStringMac empty = Utf8(""), dir = Utf8(other.Path().string());
+    CUStringMac missingFolder = Utf8(other.File("no/such/f.bin"));
+    CUStringMac tooLong = Utf8(other.File(std::string(256, 'n').c_str()));
+    CUStringMac undecodable = Utf8(other.File("\xC3\x28")); // a null text, like ""
+    CUStringMac lone = Units(u"/tmp/varn-\xD800");          // no UTF-8 form
     CUStringMac hidden = Units(std::u16string(shown.begin(), shown.end()) + u'\0' + u"hidden");
-    struct Row {
+    struct {
         char const* what;
         CUStringMac* path;
         CUStream_FileMode mode;
         CUStream_FileAccess access;
         unsigned int code;
     } const rows[] = {
-        {"no path", nullptr, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Read, 2},
-        {"empty", &empty, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_Read, 1},
-        {"folder read", &dir, CUStream_FileMode_Open, CUStream_FileAccess_Read, 5},
-        {"folder write", &dir, CUStream_FileMode_Create, CUStream_FileAccess_Write, 5},
-        {"missing folder", &missingFolder, CUStream_FileMode_OpenOrCreate,
-         CUStream_FileAccess_Write, 4},
-        {"256 units", &tooLong, CUStream_FileMode_Create, CUStream_FileAccess_ReadWrite, 4},
-        {"256 units, or create", &tooLong, CUStream_FileMode_OpenOrCreate,
-         CUStream_FileAccess_ReadWrite, 4},
-        {"256 units, open", &tooLong, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, 9},
-        {"undecodable", &undecodable, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_ReadWrite,
-         1},
-        {"lone surrogate", &lone, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_ReadWrite, 4},
-        {"zero unit", &hidden, CUStream_FileMode_OpenOrCreate, CUStream_FileAccess_ReadWrite, 4},
-        {"zero unit, new", &hidden, CUStream_FileMode_CreateNew, CUStream_FileAccess_ReadWrite, 4},
+        {"no path", nullptr, kOpenOrCreate, kRead, 2},
+        {"empty", &empty, kOpenOrCreate, kRead, 1},
+        {"folder read", &dir, kOpen, kRead, 5},
+        {"folder write", &dir, kCreate, kWrite, 5},
+        {"missing folder", &missingFolder, kOpenOrCreate, kWrite, 4},
+        {"256 units", &tooLong, kCreate, kReadWrite, 4},
+        {"256 units, or create", &tooLong, kOpenOrCreate, kReadWrite, 4},
+        {"256 units, open", &tooLong, kOpen, kReadWrite, 9},
+        {"undecodable", &undecodable, kOpenOrCreate, kReadWrite, 1},
+        {"lone surrogate", &lone, kOpenOrCreate, kReadWrite, 4},
+        {"zero unit", &hidden, kOpenOrCreate, kReadWrite, 4},
+        {"zero unit, new", &hidden, kCreateNew, kReadWrite, 4},
     };
-    for (Row const& row : rows) {
+    for (auto const& row : rows) {
         EXPECT_EQ(row.code, OpenCode(row.path, row.mode, row.access)) << row.what;
     }
-    EXPECT_TRUE(std::filesystem::is_empty(folder.Path())); // nor the shorter name
+    EXPECT_TRUE(fs::is_empty(other.Path())); // nor the shorter name
     CUSharedPtr<CUStringMac> none;
-    EXPECT_THROW(CUFileStream(none, CUStream_FileMode_Open, CUStream_FileAccess_Read, false),
-                 unsigned int);
+    EXPECT_THROW(CUFileStream(none, kOpen, kRead, false), unsigned int);
     WriteFile(shown, "secret"); // a present file under the shorter name is neither opened nor cut
-    EXPECT_EQ(4u, OpenCode(&hidden, CUStream_FileMode_Open));
-    EXPECT_EQ(4u, OpenCode(&hidden, CUStream_FileMode_Create));
+    EXPECT_EQ(4u, OpenCode(&hidden, kOpen));
+    EXPECT_EQ(4u, OpenCode(&hidden, kCreate));
     EXPECT_EQ("secret", ReadFile(shown));
-    CUStringMac fits = Utf8(folder.File(std::string(255, 'n').c_str()));
-    EXPECT_EQ(0u, OpenCode(&fits, CUStream_FileMode_CreateNew));
+    CUStringMac fits = Utf8(other.File(std::string(255, 'n').c_str()));
+    EXPECT_EQ(0u, OpenCode(&fits, kCreateNew));
 
     // Without throwing, a failed opening gives a closed stream that reads nothing.
-    CUFileStream closed(&missingFolder, CUStream_FileMode_Open, CUStream_FileAccess_Read, true);
+    CUFileStream closed(&missingFolder, kOpen, kRead, true);
     EXPECT_FALSE(closed.CanRead() || closed.CanWrite() || closed.CanSeek());
     EXPECT_FALSE(closed.IsOSFileHandleValid());
     unsigned char out[4];
-    EXPECT_EQ(0u, closed.Read(out, 4, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(0u, closed.Read(out, 4, 0, kBegin));
     EXPECT_EQ(1u, CodeOf([&] { closed.CheackFileOpened(); }));
 }
 
-TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZeros) {
+TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZerosAndResizingKeepsThePosition) {
     std::string const hundred = Pattern(100);
     StreamFile f(hundred);
-    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
+    CUFileStream s(&f.path, kAppend, kReadWrite, false);
     std::string ten = Pattern(10, 'A');
-    EXPECT_EQ(10u, stream.Write(Bytes(ten), 10, 0, CUStream_Seek_Origin_Current));
-    EXPECT_EQ(110u, stream.Position());
-    EXPECT_EQ(10u, stream.Write(Bytes(ten), 10, 200, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(210u, stream.Length());
-    EXPECT_EQ(210u, stream.Position());
-    EXPECT_EQ(210u, stream.GetReadableRange().length);
+    EXPECT_EQ(10u, s.Write(Bytes(ten), 10, 0, kCurrent));
+    EXPECT_EQ(110u, s.Position());
+    EXPECT_EQ(10u, s.Write(Bytes(ten), 10, 200, kBegin));
+    EXPECT_EQ(210u, s.Length());
+    EXPECT_EQ(210u, s.Position());
+    EXPECT_EQ(210u, s.GetReadableRange().length);
     EXPECT_EQ(hundred + ten + std::string(90, '\0') + ten, ReadFile(f.file));
     std::string back(210, 'x');
-    EXPECT_EQ(210u, stream.Read(Bytes(back), 210, 0, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(210u, s.Read(Bytes(back), 210, 0, kBegin));
     EXPECT_EQ(ReadFile(f.file), back);
+
+    s.SetLength(4);
+    EXPECT_TRUE(s.IsOSFileHandleValid());
+    EXPECT_EQ(4u, s.Length());
+    EXPECT_EQ(210u, s.Position()); // now past the end
+    EXPECT_EQ(4u, s.GetReadableRange().length);
+    EXPECT_EQ(4u, s.Read(Bytes(back), 10, 0, kBegin));
+    EXPECT_EQ(1u, s.Write(Bytes(ten), 1, 2, kCurrent));
+    EXPECT_EQ(hundred.substr(0, 4) + std::string(2, '\0') + ten[0], ReadFile(f.file));
     unsigned char none[1] = {0}; // an empty write past the end still grows the file
-    EXPECT_EQ(0u, stream.Write(none, 0, 220, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(220u, std::filesystem::file_size(f.file));
+    EXPECT_EQ(0u, s.Write(none, 0, 20, kBegin));
+    EXPECT_EQ(20u, fs::file_size(f.file));
+    CUFileStream reader(&f.path, kOpen, kRead, false);
+    reader.SetLength(2); // resizing a read-only stream closes it
+    EXPECT_FALSE(reader.IsOSFileHandleValid());
+    EXPECT_EQ(20u, fs::file_size(f.file));
 }
 
-TEST(CUFileStream, ReadIsClippedByTheFileLeftAndMovesThePositionByTheRequest) {
+TEST(CUFileStream, ReadIsClippedByTheFileLeftAndNeedsReadAccessAndABuffer) {
     std::string const hundred = Pattern(100);
     StreamFile f(hundred);
     CUSharedPtr<CUStringMac> path(new CUStringMac(f.path)); // the shared-pointer form
-    CUFileStream stream(path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    CUFileStream s(path, kOpen, kRead, false), writer(&f.path, kOpen, kWrite, false);
     std::string out(50, 'x');
-    EXPECT_EQ(20u, stream.Read(Bytes(out), 50, 80, CUStream_Seek_Origin_Begin));
+    EXPECT_EQ(20u, s.Read(Bytes(out), 50, 80, kBegin));
     EXPECT_EQ(hundred.substr(80), out.substr(0, 20));
-    EXPECT_EQ(100u, stream.Position());
-    EXPECT_EQ(0u, stream.Read(Bytes(out), 50, 0, CUStream_Seek_Origin_Current));
+    EXPECT_EQ(100u, s.Position());
+    EXPECT_EQ(0u, s.Read(Bytes(out), 50, 0, kCurrent));
     // A file shortened behind the stream reads what is left; its end is not an error.
-    std::filesystem::resize_file(f.file, 90);
-    EXPECT_EQ(10u, stream.Read(Bytes(out), 50, 80, CUStream_Seek_Origin_Begin));
+    fs::resize_file(f.file, 90);
+    EXPECT_EQ(10u, s.Read(Bytes(out), 50, 80, kBegin));
     EXPECT_EQ(hundred.substr(80, 10), out.substr(0, 10));
-    EXPECT_EQ(100u, stream.Position()); // advanced by the request, not by the bytes
-    EXPECT_TRUE(stream.CanRead());
-    EXPECT_EQ(0u, stream.Read(Bytes(out), 5, 95, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(100u, stream.Position());
+    EXPECT_EQ(100u, s.Position()); // advanced by the request, not by the bytes
+    EXPECT_TRUE(s.CanRead());
+    EXPECT_EQ(0u, s.Read(Bytes(out), 5, 95, kBegin));
+    EXPECT_EQ(100u, s.Position());
+
+    EXPECT_EQ(0u, s.Write(Bytes(out), 3, 0, kBegin));
+    EXPECT_EQ(0u, writer.Read(Bytes(out), 3, 0, kBegin));
+    EXPECT_EQ(0u, s.Read(nullptr, 3, 0, kBegin));
+    EXPECT_EQ(0u, writer.Write(nullptr, 3, 0, kBegin));
+    EXPECT_TRUE(s.IsOSFileHandleValid() && writer.IsOSFileHandleValid()); // neither closes
+    writer.Close();
+    EXPECT_EQ(0u, writer.Write(Bytes(out), 3, 0, kBegin));
+    EXPECT_EQ(hundred.substr(0, 90), ReadFile(f.file));
 }
 
 TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
     StreamFile f;
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    CUFileStream s(&f.path, kOpen, kReadWrite, false);
     ScopedFaultyFiles faults;
     std::string block = Pattern(16);
     for (int i = 0; i < 4; ++i) {
-        ASSERT_EQ(16u, stream.Write(Bytes(block), 16, 0, CUStream_Seek_Origin_Current));
+        ASSERT_EQ(16u, s.Write(Bytes(block), 16, 0, kCurrent));
     }
     // One system call per append: growing is folded into the write itself.
     EXPECT_EQ(0, FaultyFiles::ftruncates.load());
     EXPECT_EQ((std::vector<unsigned long long>{0, 16, 32, 48}), FaultyFiles::pwriteOffsets);
     std::string out(16, 'x');
-    ASSERT_EQ(16u, stream.Read(Bytes(out), 16, 8, CUStream_Seek_Origin_Begin));
-    ASSERT_EQ(16u, stream.Read(Bytes(out), 16, 0, CUStream_Seek_Origin_Current));
-    ASSERT_EQ(8u, stream.Read(Bytes(out), 16, 16, CUStream_Seek_Origin_Current));
+    ASSERT_EQ(16u, s.Read(Bytes(out), 16, 8, kBegin));
+    ASSERT_EQ(16u, s.Read(Bytes(out), 16, 0, kCurrent));
+    ASSERT_EQ(8u, s.Read(Bytes(out), 16, 16, kCurrent));
     EXPECT_EQ((std::vector<unsigned long long>{8, 24, 56}), FaultyFiles::preadOffsets);
-    ASSERT_EQ(16u, stream.Write(Bytes(block), 16, -16, CUStream_Seek_Origin_End));
+    ASSERT_EQ(16u, s.Write(Bytes(block), 16, -16, kEnd));
     EXPECT_EQ(48u, FaultyFiles::pwriteOffsets.back());
     EXPECT_EQ(block + block + block + block, ReadFile(f.file));
 }
 
-TEST(CUFileStream, ReadAndWriteNeedTheirAccessAndABufferAndNeverClose) {
-    StreamFile f("abc");
-    CUFileStream reader(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
-    CUFileStream writer(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Write, false);
-    std::string buf = "xyz";
-    EXPECT_EQ(0u, reader.Write(Bytes(buf), 3, 0, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(0u, writer.Read(Bytes(buf), 3, 0, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(0u, reader.Read(nullptr, 3, 0, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(0u, writer.Write(nullptr, 3, 0, CUStream_Seek_Origin_Begin));
-    EXPECT_TRUE(reader.IsOSFileHandleValid() && writer.IsOSFileHandleValid());
-    EXPECT_EQ("abc", ReadFile(f.file));
-    writer.Close();
-    EXPECT_EQ(0u, writer.Write(Bytes(buf), 3, 0, CUStream_Seek_Origin_Begin));
-}
-
-TEST(CUFileStream, SetLengthResizesAndKeepsThePosition) {
-    StreamFile f("0123456789");
-    CUFileStream stream(&f.path, CUStream_FileMode_Append, CUStream_FileAccess_ReadWrite, false);
-    stream.SetLength(4);
-    EXPECT_TRUE(stream.IsOSFileHandleValid());
-    EXPECT_EQ(4u, stream.Length());
-    EXPECT_EQ(10u, stream.Position()); // now past the end
-    EXPECT_EQ(4u, stream.GetReadableRange().length);
-    EXPECT_EQ("0123", ReadFile(f.file));
-    std::string out(10, 'x');
-    EXPECT_EQ(4u, stream.Read(Bytes(out), 10, 0, CUStream_Seek_Origin_Begin));
-    std::string z = "Z";
-    EXPECT_EQ(1u, stream.Write(Bytes(z), 1, 2, CUStream_Seek_Origin_Current));
-    EXPECT_EQ(std::string("0123") + std::string(2, '\0') + "Z", ReadFile(f.file));
-    stream.SetLength(20);
-    EXPECT_EQ(20u, std::filesystem::file_size(f.file));
-    CUFileStream reader(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
-    reader.SetLength(2); // resizing a read-only stream closes it
-    EXPECT_FALSE(reader.IsOSFileHandleValid());
-    EXPECT_EQ(20u, std::filesystem::file_size(f.file));
-}
-
 TEST(CUFileStream, SeekOnlySetsThePositionAndTheSystemCodesMapByTable) {
     StreamFile f("0123456789");
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_Read, false);
+    CUFileStream s(&f.path, kOpen, kRead, false);
     ScopedFaultyFiles faults;
-    EXPECT_EQ(5u, stream.Seek(5, CUStream_Seek_Origin_Begin));
-    EXPECT_EQ(7u, stream.Seek(2, CUStream_Seek_Origin_Current));
-    EXPECT_EQ(9u, stream.Seek(-1, CUStream_Seek_Origin_End));
-    EXPECT_EQ(0u, stream.Seek(4, static_cast<CUStream_Seek_Origin>(5)));
-    EXPECT_EQ(30u, stream.SetPosition(30)); // past the end is allowed
-    EXPECT_EQ(30u, stream.Position());
+    EXPECT_EQ(5u, s.Seek(5, kBegin));
+    EXPECT_EQ(7u, s.Seek(2, kCurrent));
+    EXPECT_EQ(9u, s.Seek(-1, kEnd));
+    EXPECT_EQ(0u, s.Seek(4, static_cast<CUStream_Seek_Origin>(5)));
+    EXPECT_EQ(30u, s.SetPosition(30)); // past the end is allowed
+    EXPECT_EQ(30u, s.Position());
     EXPECT_EQ(0, FaultyFiles::preads + FaultyFiles::pwrites + FaultyFiles::ftruncates +
                      FaultyFiles::fsizes + FaultyFiles::opens + FaultyFiles::stats);
     std::string out(4, 'x');
-    stream.Seek(6, CUStream_Seek_Origin_Begin);
-    EXPECT_EQ(4u, stream.Read(Bytes(out), 4, 0, CUStream_Seek_Origin_Current));
+    s.Seek(6, kBegin);
+    EXPECT_EQ(4u, s.Read(Bytes(out), 4, 0, kCurrent));
     EXPECT_EQ("6789", out);
-    stream.Close(); // a closed stream keeps its last position
-    EXPECT_EQ(10u, stream.Position());
-    EXPECT_EQ(10u, stream.Seek(3, CUStream_Seek_Origin_Begin));
+    s.Close(); // a closed stream keeps its last position
+    EXPECT_EQ(10u, s.Position());
+    EXPECT_EQ(10u, s.Seek(3, kBegin));
     int const access[] = {1, 3, 2, 0};          // Read, ReadWrite, Write, unknown
     unsigned int const origin[] = {1, 3, 2, 0}; // Begin, Current, End, unknown
     for (int i = 0; i < 4; ++i) {
@@ -284,7 +286,7 @@ TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
     constexpr std::size_t kBlock = 1024;
     constexpr int kBlocks = 2000;
     StreamFile f(std::string(kBlock, 'x'));
-    CUFileStream stream(&f.path, CUStream_FileMode_Open, CUStream_FileAccess_ReadWrite, false);
+    CUFileStream s(&f.path, kOpen, kReadWrite, false);
     std::atomic<int> ready{0};
     auto together = [&] {
         ready.fetch_add(1);
@@ -296,21 +298,21 @@ TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
         std::string block(kBlock, fill);
         together();
         for (int i = 0; i < kBlocks; ++i) {
-            ASSERT_EQ(kBlock, stream.Write(Bytes(block), kBlock, 0, CUStream_Seek_Origin_End));
+            ASSERT_EQ(kBlock, s.Write(Bytes(block), kBlock, 0, kEnd));
         }
     };
     std::thread a(appender, 'a'), b(appender, 'b'), rewriter([&] {
         together();
         for (int i = 0; i < kBlocks / 4; ++i) {
             std::string block(kBlock, static_cast<char>('c' + i % 20));
-            stream.Write(Bytes(block), kBlock, 0, CUStream_Seek_Origin_Begin);
+            s.Write(Bytes(block), kBlock, 0, kBegin);
         }
     });
     std::thread reader([&] {
         together();
         for (int i = 0; i < kBlocks / 4; ++i) {
             std::string out(kBlock, '?');
-            ASSERT_EQ(kBlock, stream.Read(Bytes(out), kBlock, 0, CUStream_Seek_Origin_Begin));
+            ASSERT_EQ(kBlock, s.Read(Bytes(out), kBlock, 0, kBegin));
             ASSERT_EQ(std::string(kBlock, out[0]), out); // a whole write or none of it
         }
     });
@@ -325,4 +327,187 @@ TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
         as += contents[at] == 'a' ? 1 : 0;
     }
     EXPECT_EQ(kBlocks, as); // and as many of b: the total is checked above
+}
+
+// Each row opens f.bin (100 patterned bytes) with its faults armed (and `budget` bytes written
+// before writes fail; -1: no limit) and runs one operation: a read ('r') or write ('w') of
+// [at, at + count) or a resize ('s') to `at`, which fails. Then the faults are lifted and, on a
+// stream still open, the operation runs again and succeeds. No fault costs a byte outside a
+// retried write, and the length the stream keeps is the file's.
+TEST(CUFileStream, InjectedFaultsFailTheOperationAndLeaveTheStreamAsTheRowSays) {
+    using F = FaultyFiles;
+    struct {
+        char const* what;
+        void (*arm)();
+        long long budget;
+        CUStream_FileMode mode;
+        CUStream_FileAccess access;
+        bool noThrow;
+        char op;
+        unsigned long long at, count;
+        unsigned int code; // thrown by the opening
+        bool open;
+        int closes; // descriptors closed by then
+    } const rows[] = {
+        // clang-format off
+        {"write opens refused", [] { F::openError = EACCES; }, -1, kOpen, kWrite, false,
+         0, 0, 0, 4, false, 0},
+        {"write opens refused, truncation", [] { F::openError = EACCES; }, -1, kTruncate,
+         kReadWrite, false, 0, 0, 0, 4, false, 0},
+        {"write opens refused, reading opens", [] { F::openError = EACCES; }, -1, kOpen, kRead,
+         false, 0, 0, 0, 0, true, 0},
+        {"size query fails", [] { F::fsizeError = EIO; }, -1, kOpen, kRead, false,
+         0, 0, 0, 4, false, 1},
+        {"size query fails, no throw: closed", [] { F::fsizeError = EIO; }, -1, kOpen, kRead,
+         true, 0, 0, 0, 0, false, 1},
+        {"truncation fails", [] { F::ftruncateError = EIO; }, -1, kCreate, kWrite, false,
+         0, 0, 0, 4, false, 1},
+        {"truncation fails, no throw: left open", [] { F::ftruncateError = EIO; }, -1, kTruncate,
+         kWrite, true, 0, 0, 0, 0, true, 0},
+        {"disk full while growing: the file has the new length", [] {}, 30, kOpen, kReadWrite,
+         false, 'w', 100, 64, 0, true, 0},
+        {"short write, then EIO inside the file", [] { F::pwriteError = EIO; }, 5, kOpen, kWrite,
+         false, 'w', 10, 20, 0, true, 0},
+        {"growth refused: closed", [] { F::pwriteError = F::ftruncateError = EFBIG; }, 0, kOpen,
+         kWrite, false, 'w', 100, 20, 0, false, 1},
+        {"read of a vanished file fails", [] { F::preadError = ESTALE; }, -1, kOpen, kRead,
+         false, 'r', 0, 10, 0, true, 0},
+        {"resize fails: closed", [] { F::ftruncateError = EIO; }, -1, kOpen, kReadWrite, false,
+         's', 3, 0, 0, false, 1},
+        // clang-format on
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.what);
+        std::string expected = Pattern(100), block = Pattern(row.count, 'A');
+        StreamFile f(expected);
+        ScopedFaultyFiles faults;
+        row.arm();
+        F::writeBudget = row.budget;
+        CUSharedPtr<CUFileStream> s;
+        EXPECT_EQ(row.code, CodeOf([&] {
+                      s = CUSharedPtr<CUFileStream>(
+                          new CUFileStream(&f.path, row.mode, row.access, row.noThrow));
+                  }));
+        auto run = [&]() -> unsigned long long {
+            switch (row.op) {
+            case 'r':
+                return s->Read(Bytes(block), row.count, row.at, kBegin);
+            case 'w':
+                return s->Write(Bytes(block), row.count, row.at, kBegin);
+            default:
+                s->SetLength(row.at);
+                return 0;
+            }
+        };
+        if (s) {
+            EXPECT_EQ(0u, row.op != 0 ? run() : 0);
+            EXPECT_EQ(row.open, s->IsOSFileHandleValid());
+            if (row.op != 0 || s->CanSeek()) { // a stream that learnt the length
+                EXPECT_EQ(fs::file_size(f.file), s->Length());
+            }
+            if (s->CanSeek()) {
+                EXPECT_EQ(0u, s->Position()); // a failed operation moves nothing
+            }
+        }
+        EXPECT_EQ(row.closes, F::closes.load());
+        F::Reset();
+        if (s && row.open && row.op != 0) {
+            EXPECT_EQ(row.count, run());
+            if (row.op == 'r') {
+                EXPECT_EQ(expected.substr(row.at, row.count), block);
+            } else {
+                expected.resize(std::max<std::size_t>(expected.size(), row.at + row.count));
+                expected.replace(row.at, row.count, block);
+            }
+        }
+        EXPECT_EQ(expected, ReadFile(f.file));
+    }
+}
+
+TEST(CUFileStream, CloseTheDestructorAndASecondInitCloseTheFileOnce) {
+    StreamFile f("abc");
+    ScopedFaultyFiles faults;
+    {
+        CUFileStream s(&f.path, kOpen, kRead, false);
+        s.Close();
+        s.Close();
+        EXPECT_FALSE(s.IsOSFileHandleValid());
+    }
+    EXPECT_EQ(1, FaultyFiles::closes.load());
+    {
+        CUFileStream s(&f.path, kOpen, kRead, false);
+        EXPECT_EQ(3u, s.Init(&f.path, kOpen, kReadWrite));
+        EXPECT_EQ(2, FaultyFiles::closes.load());
+        EXPECT_TRUE(s.CanWrite());
+    }
+    EXPECT_EQ(3, FaultyFiles::closes.load());
+}
+
+TEST(CUFileStream, RealFullDiskFailsTheWriteKeepsEarlierBytesAndRecovers) {
+    TempFolder folder;
+    std::string const root = folder.Path().string();
+    RunOnSmallDisk(root, "64k", [&](ChildReport& report) {
+        std::string const file = root + "/data.bin", filler = root + "/filler";
+        CUStringMac path = Utf8(file);
+        CUFileStream s(&path, kCreateNew, kReadWrite, false);
+        std::string first = Pattern(8192, 'a'), second = Pattern(16384, 'A');
+        report.Expect(s.Write(Bytes(first), 8192, 0, kBegin) == 8192, "8 KiB are written");
+        FillDisk(filler); // another file takes every block that is left
+        report.Expect(s.Write(Bytes(second), second.size(), 0, kEnd) == 0 &&
+                          s.IsOSFileHandleValid(),
+                      "a growing write on a full disk returns 0; the stream stays open");
+        std::string back(8192, '\0');
+        report.Expect(ReadFile(file).substr(0, 8192) == first &&
+                          s.Read(Bytes(back), 8192, 0, kBegin) == 8192 && back == first,
+                      "the earlier bytes are intact and read back through the stream");
+        // A hole made by a resize costs no block until it is written: writing into it fails.
+        unsigned long long const before = s.Length(), size = before + 65536;
+        s.SetLength(size);
+        report.Expect(s.IsOSFileHandleValid() && s.Length() == size, "a resize takes no space");
+        report.Expect(
+            s.Write(Bytes(second), second.size(), static_cast<long long>(before), kBegin) == 0 &&
+                s.IsOSFileHandleValid() && s.Length() == size,
+            "a write inside the file fails and changes neither the stream nor its length");
+        s.SetLength(8192);
+        report.Expect(s.Length() == 8192 && ReadFile(file) == first, "shrinking keeps the bytes");
+        report.Expect(std::remove(filler.c_str()) == 0, "the filler is removed");
+        report.Expect(s.Write(Bytes(second), second.size(), 0, kEnd) == second.size(),
+                      "with space back, the same stream writes again");
+        report.Expect(ReadFile(file) == first + second && s.Length() == 8192 + 16384,
+                      "the file holds both writes in order, and the length follows");
+    });
+}
+
+TEST(CUFileStream, FileSizeLimitRefusesGrowthThenLiftedLimitAllowsAppending) {
+    // Process-wide settings, restored below; the tests of this program run one at a time.
+    struct rlimit saved;
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved));
+    if (saved.rlim_max != RLIM_INFINITY && saved.rlim_max < 65536) {
+        GTEST_SKIP() << "hard file-size limit too low to test";
+    }
+    auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    StreamFile f("", false);
+    std::string first = Pattern(3000, 'a'), second = Pattern(3000, 'A');
+    unsigned long long overflow = 1, sizeOnLimit = 0;
+    {
+        CUFileStream s(&f.path, kCreateNew, kReadWrite, false);
+        struct rlimit limited = saved;
+        limited.rlim_cur = 4096;
+        ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limited));
+        EXPECT_EQ(3000u, s.Write(Bytes(first), first.size(), 0, kEnd));
+        overflow = s.Write(Bytes(second), second.size(), 0, kEnd);
+        // Writing inside the limit still works on a reopened stream.
+        CUFileStream again(&f.path, kOpen, kReadWrite, false);
+        sizeOnLimit = again.Length();
+        EXPECT_EQ(96u, again.Write(Bytes(second), 96, 4000, kBegin));
+        EXPECT_EQ(0u, again.Write(Bytes(second), 97, 4000, kBegin));
+        setrlimit(RLIMIT_FSIZE, &saved);
+    }
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(0u, overflow);
+    EXPECT_EQ(3000u, sizeOnLimit) << "the refused growth left no partial bytes behind";
+    CUFileStream s(&f.path, kAppend, kReadWrite, false);
+    EXPECT_EQ(4096u, s.Length());
+    EXPECT_EQ(second.size(), s.Write(Bytes(second), second.size(), 0, kEnd));
+    EXPECT_EQ(first + std::string(1000, '\0') + second.substr(0, 96) + second, ReadFile(f.file));
 }
