@@ -171,13 +171,16 @@ TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZerosAndResizingKeepsThePositi
     StreamFile f(hundred);
     CUFileStream s(&f.path, kAppend, kReadWrite, false);
     std::string ten = Pattern(10, 'A');
+    ASSERT_EQ(kCUStatusSuccess, s.SetReadaleRange({0, 50})); // kept by a write that ends at the end
+    EXPECT_EQ(10u, s.Write(Bytes(ten), 10, 90, kBegin));
+    EXPECT_EQ(50u, s.GetReadableRange().length);
     EXPECT_EQ(10u, s.Write(Bytes(ten), 10, 0, kCurrent));
     EXPECT_EQ(110u, s.Position());
     EXPECT_EQ(10u, s.Write(Bytes(ten), 10, 200, kBegin));
     EXPECT_EQ(210u, s.Length());
     EXPECT_EQ(210u, s.Position());
     EXPECT_EQ(210u, s.GetReadableRange().length);
-    EXPECT_EQ(hundred + ten + std::string(90, '\0') + ten, ReadFile(f.file));
+    EXPECT_EQ(hundred.substr(0, 90) + ten + ten + std::string(90, '\0') + ten, ReadFile(f.file));
     std::string back(210, 'x');
     EXPECT_EQ(210u, s.Read(Bytes(back), 210, 0, kBegin));
     EXPECT_EQ(ReadFile(f.file), back);
