@@ -382,7 +382,7 @@ TEST(CULog, SystemReportGoesToExactlyTheNamedFileRunsNothingAndOutlivesItsProces
 // Four threads here, then two processes of four threads at once, into one ring. The processes'
 // 40,000 lines fill six of the ten files, so both rotate while the other writes: a process that
 // emptied a file the other had just moved to, or wrote over the other's bytes, would lose lines.
-TEST(CULogProcesses, ThreadsAndProcessesSharingOneRingLoseAndTearNoLine) {
+TEST(CULog, ThreadsAndProcessesSharingOneRingLoseAndTearNoLine) {
     std::regex const shape(
         R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\tp(\d) t(\d) n(\d{5}) \.{100})");
     for (int processes : {0, 2}) {
@@ -419,7 +419,7 @@ TEST(CULogProcesses, ThreadsAndProcessesSharingOneRingLoseAndTearNoLine) {
     }
 }
 
-TEST(CULogProcesses, FileSizeLimitLosesWholeLinesAndLoggingRecovers) {
+TEST(CULog, FileSizeLimitLosesWholeLinesAndLoggingRecovers) {
     // Process-wide settings, restored below; the tests of this program run one at a time.
     struct rlimit saved {};
     ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved));
@@ -438,7 +438,7 @@ TEST(CULogProcesses, FileSizeLimitLosesWholeLinesAndLoggingRecovers) {
 
 // Ten lines first, so that the file ends inside a block the filler cannot take: the line that
 // crosses into the next block is the one refused.
-TEST(CULogProcesses, FullDiskLosesWholeLinesAndLoggingRecovers) {
+TEST(CULog, FullDiskLosesWholeLinesAndLoggingRecovers) {
     TempFolder dir;
     std::string const root = dir.Path().string(), filler = root + "/filler";
     RunOnSmallDisk(root, "64k", [&](ChildReport& report) {

@@ -181,9 +181,7 @@ TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZerosAndResizingKeepsThePositi
     EXPECT_EQ(210u, s.Position());
     EXPECT_EQ(210u, s.GetReadableRange().length);
     EXPECT_EQ(hundred.substr(0, 90) + ten + ten + std::string(90, '\0') + ten, ReadFile(f.file));
-    std::string back(210, 'x');
-    EXPECT_EQ(210u, s.Read(Bytes(back), 210, 0, kBegin));
-    EXPECT_EQ(ReadFile(f.file), back);
+    std::string back(10, 'x');
 
     s.SetLength(4);
     EXPECT_TRUE(s.IsOSFileHandleValid());
@@ -279,13 +277,12 @@ TEST(CUFileStream, SeekOnlySetsThePositionAndTheSystemCodesMapByTable) {
     EXPECT_TRUE(s.CanWrite());
     CUFileStream(&f.path, kOpen, kRead, false); // a temporary, closed by its destructor
     EXPECT_EQ(3, FaultyFiles::closes.load());
-    int const access[] = {1, 3, 2, 0};          // Read, ReadWrite, Write, unknown
-    unsigned int const origin[] = {1, 3, 2, 0}; // Begin, Current, End, unknown
+    int const os[] = {1, 3, 2, 0}; // Read or Begin, ReadWrite or Current, Write or End, unknown
     for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(access[i], CUFileStream::CUStream_FileAccess_To_OS_FileAccess(
-                                 static_cast<CUStream_FileAccess>(i)));
-        EXPECT_EQ(origin[i], CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(
-                                 static_cast<CUStream_Seek_Origin>(i == 3 ? 7 : i)));
+        EXPECT_EQ(os[i], CUFileStream::CUStream_FileAccess_To_OS_FileAccess(
+                             static_cast<CUStream_FileAccess>(i)));
+        EXPECT_EQ(os[i], CUFileStream::CUStream_Seek_Origin_To_OS_Seek_Origin(
+                             static_cast<CUStream_Seek_Origin>(i == 3 ? 7 : i)));
     }
 }
 
