@@ -328,7 +328,7 @@ TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
     EXPECT_EQ(kBlocks, as); // and as many of b: the total is checked above
 }
 
-// Each row opens f.bin (100 patterned bytes) with its faults armed (and `budget` bytes written
+// Each row opens f.bin (100 patterned bytes) with one fault armed (and `budget` bytes written
 // before writes fail; -1: no limit) and runs one operation: a read ('r') or write ('w') of
 // [at, at + count) or a resize ('s') to `at`, which fails. Then the faults are lifted and, on a
 // stream still open, the operation runs again and succeeds. No fault costs a byte outside a
@@ -337,7 +337,8 @@ TEST(CUFileStream, InjectedFaultsFailTheOperationAndLeaveTheStreamAsTheRowSays) 
     using F = FaultyFiles;
     struct {
         char const* what;
-        void (*arm)();
+        int* fault;
+        int error;
         long long budget;
         CUStream_FileMode mode;
         CUStream_FileAccess access;
@@ -349,30 +350,23 @@ TEST(CUFileStream, InjectedFaultsFailTheOperationAndLeaveTheStreamAsTheRowSays) 
         int closes; // descriptors closed by then
     } const rows[] = {
         // clang-format off
-        {"write opens refused", [] { F::openError = EACCES; }, -1, kOpen, kWrite, false,
+        {"refused write", &F::openError, EACCES, -1, kOpen, kWrite, false, 0, 0, 0, 4, false, 0},
+        {"refused truncation", &F::openError, EACCES, -1, kTruncate, kReadWrite, false,
          0, 0, 0, 4, false, 0},
-        {"write opens refused, truncation", [] { F::openError = EACCES; }, -1, kTruncate,
-         kReadWrite, false, 0, 0, 0, 4, false, 0},
-        {"write opens refused, reading opens", [] { F::openError = EACCES; }, -1, kOpen, kRead,
-         false, 0, 0, 0, 0, true, 0},
-        {"size query fails", [] { F::fsizeError = EIO; }, -1, kOpen, kRead, false,
-         0, 0, 0, 4, false, 1},
-        {"size query fails, no throw: closed", [] { F::fsizeError = EIO; }, -1, kOpen, kRead,
-         true, 0, 0, 0, 0, false, 1},
-        {"truncation fails", [] { F::ftruncateError = EIO; }, -1, kCreate, kWrite, false,
-         0, 0, 0, 4, false, 1},
-        {"truncation fails, no throw: left open", [] { F::ftruncateError = EIO; }, -1, kTruncate,
-         kWrite, true, 0, 0, 0, 0, true, 0},
-        {"disk full while growing: the file has the new length", [] {}, 30, kOpen, kReadWrite,
-         false, 'w', 100, 64, 0, true, 0},
-        {"short write, then EIO inside the file", [] { F::pwriteError = EIO; }, 5, kOpen, kWrite,
-         false, 'w', 10, 20, 0, true, 0},
-        {"growth refused: closed", [] { F::pwriteError = F::ftruncateError = EFBIG; }, 0, kOpen,
-         kWrite, false, 'w', 100, 20, 0, false, 1},
-        {"read of a vanished file fails", [] { F::preadError = ESTALE; }, -1, kOpen, kRead,
-         false, 'r', 0, 10, 0, true, 0},
-        {"resize fails: closed", [] { F::ftruncateError = EIO; }, -1, kOpen, kReadWrite, false,
-         's', 3, 0, 0, false, 1},
+        {"reading opens", &F::openError, EACCES, -1, kOpen, kRead, false, 0, 0, 0, 0, true, 0},
+        {"size query", &F::fsizeError, EIO, -1, kOpen, kRead, false, 0, 0, 0, 4, false, 1},
+        {"size query, no throw", &F::fsizeError, EIO, -1, kOpen, kRead, true, 0, 0, 0, 0, false, 1},
+        {"truncation", &F::ftruncateError, EIO, -1, kCreate, kWrite, false, 0, 0, 0, 4, false, 1},
+        {"truncation, no throw: left open", &F::ftruncateError, EIO, -1, kTruncate, kWrite, true,
+         0, 0, 0, 0, true, 0},
+        {"disk full while growing", nullptr, 0, 30, kOpen, kReadWrite, false,
+         'w', 100, 64, 0, true, 0},
+        {"short write inside", &F::pwriteError, EIO, 5, kOpen, kWrite, false,
+         'w', 10, 20, 0, true, 0},
+        {"growth refused", &F::ftruncateError, EFBIG, 0, kOpen, kWrite, false,
+         'w', 100, 20, 0, false, 1},
+        {"vanished file", &F::preadError, ESTALE, -1, kOpen, kRead, false, 'r', 0, 10, 0, true, 0},
+        {"resize", &F::ftruncateError, EIO, -1, kOpen, kReadWrite, false, 's', 3, 0, 0, false, 1},
         // clang-format on
     };
     for (auto const& row : rows) {
@@ -380,8 +374,10 @@ TEST(CUFileStream, InjectedFaultsFailTheOperationAndLeaveTheStreamAsTheRowSays) 
         std::string expected = Pattern(100), block = Pattern(row.count, 'A');
         StreamFile f(expected);
         ScopedFaultyFiles faults;
-        row.arm();
         F::writeBudget = row.budget;
+        if (row.fault != nullptr) {
+            *row.fault = row.error;
+        }
         CUSharedPtr<CUFileStream> s;
         EXPECT_EQ(row.code, CodeOf([&] {
                       s = CUSharedPtr<CUFileStream>(
