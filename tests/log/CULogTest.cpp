@@ -1,6 +1,5 @@
-// CULogTest.cpp — the ring-of-ten-files log: lines, levels, rotation, continuation, the single
-// instance, files changed behind its back, the system report, threads and processes sharing one
-// ring, and lines refused by a file-size limit or a full disk.
+// CULog, the ring of ten files: lines, rotation, continuation, the instance, files changed behind
+// its back, the system report, processes sharing a ring, a file-size limit and a full disk.
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
 #include "support/SmallDisk.h"
@@ -131,11 +130,9 @@ void LoseWholeLinesAndRecover(std::function<void(bool, std::string const&)> cons
 
 } // namespace
 
-// A line is a local time stamp, the level label and the message; levels above the instance's
-// are dropped and unknown ones are DEBUG. The message is the text of a string made from the
-// expanded bytes: a leading byte-order mark is dropped, a stray 0xA9 becomes U+FFFD, bytes that
-// are not UTF-8 are each replaced by U+FFFD, a zero ends it and expanded percent signs stay as
-// they are. Formats in and out of ASCII, as C strings and as strings, alike.
+// A line is a local time stamp, the level label (DEBUG for unknown levels) and the message as a
+// string of the expanded bytes gives it back: without a byte-order mark, U+FFFD for each byte
+// that is not UTF-8, cut at a zero. Formats in and out of ASCII, C strings and strings, alike.
 TEST(CULog, FirstWriteMakesFileZeroOfStampedLinesReadAsTheirStringsGiveThemBack) {
     TempFolder dir;
     struct {
@@ -244,9 +241,7 @@ TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
 // changes.
 TEST(CULog, ContinuesBeforeTheFirstMissingFileOrInTheNewestAndTheLowerOnEqualDates) {
     struct {
-        int files;
-        int ages[10];
-        int full, taker;
+        int files, ages[10], full, taker;
         bool emptied;
     } const rows[] = {
         {3, {0, 50, 40}, -1, 2, false}, // file 0 is the newest, yet file 3 is missing

@@ -1,7 +1,5 @@
-// CUFileStream: every mode with every access, hostile names (shell syntax, over-long names,
-// text that is not UTF-8, U+0000), reads, writes, the tracked mark, resizing, seeking, threads,
-// and faults: injected ones, a real full disk (a small tmpfs, support/SmallDisk.h) and a
-// file-size limit.
+// CUFileStream: modes and accesses, hostile names, I/O, the tracked mark, threads, and faults:
+// injected ones, a real full disk (a small tmpfs, support/SmallDisk.h) and a file-size limit.
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
 #include "support/SmallDisk.h"
@@ -328,11 +326,9 @@ TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
     EXPECT_EQ(kBlocks, as); // and as many of b: the total is checked above
 }
 
-// Each row opens f.bin (100 patterned bytes) with one fault armed (and `budget` bytes written
-// before writes fail; -1: no limit) and runs one operation: a read ('r') or write ('w') of
-// [at, at + count) or a resize ('s') to `at`, which fails. Then the faults are lifted and, on a
-// stream still open, the operation runs again and succeeds. No fault costs a byte outside a
-// retried write, and the length the stream keeps is the file's.
+// Each row opens 100 bytes with a fault armed (and `budget` bytes written before writes fail) and
+// runs a failing read ('r') or write ('w') of [at, at + count) or resize ('s') to `at`; once the
+// fault is lifted, a stream still open runs it again. No byte outside a retried write is lost.
 TEST(CUFileStream, InjectedFaultsFailTheOperationAndLeaveTheStreamAsTheRowSays) {
     using F = FaultyFiles;
     struct {

@@ -1,5 +1,4 @@
-// CUStream and CUMemoryStream: the base's unsupported defaults, read-range arithmetic, readable
-// range, WriteCFData and assignment; borrowed and owned memory, and copies out of a stream.
+// CUStream's defaults, read ranges, WriteCFData and assignment; CUMemoryStream over memory.
 #include "support/FileTesting.h"
 
 #include <VarnUtilityLib/CUMemoryStream.h>
@@ -74,10 +73,7 @@ TEST(CUStream, StartsEmptyAndSupportsNothing) {
 TEST(CUStream, CalcReadRangeClipsToTheReadableRange) {
     struct {
         _CURange readable;
-        unsigned long long position, count;
-        long long offset;
-        int origin;
-        unsigned long long location, length;
+        long long position, count, offset, origin, location, length;
     } const rows[] = {
         // clang-format off
         {{0, 10}, 0, 4, 8, CUStream_Seek_Origin_Begin, 8, 2},
