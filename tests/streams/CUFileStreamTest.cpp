@@ -134,12 +134,10 @@ TEST(CUFileStream, HostileNamesAreCreatedWrittenAndReadAsGivenOrThrowTheirCodes)
         {"folder write", &dir, kCreate, kWrite, 5},
         {"missing folder", &missingFolder, kOpenOrCreate, kWrite, 4},
         {"256 units", &tooLong, kCreate, kReadWrite, 4},
-        {"256 units, or create", &tooLong, kOpenOrCreate, kReadWrite, 4},
         {"256 units, open", &tooLong, kOpen, kReadWrite, 9},
         {"undecodable", &undecodable, kOpenOrCreate, kReadWrite, 1},
         {"lone surrogate", &lone, kOpenOrCreate, kReadWrite, 4},
         {"zero unit", &hidden, kOpenOrCreate, kReadWrite, 4},
-        {"zero unit, new", &hidden, kCreateNew, kReadWrite, 4},
     };
     for (auto const& row : rows) {
         EXPECT_EQ(row.code, OpenCode(row.path, row.mode, row.access)) << row.what;
@@ -221,7 +219,10 @@ TEST(CUFileStream, ReadIsClippedByTheFileLeftAndNeedsReadAccessAndABuffer) {
     EXPECT_EQ(hundred.substr(0, 90), ReadFile(f.file));
 }
 
-TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
+// The mark is the stream's own: sequential I/O and seeking cost no extra system call. Each
+// descriptor is closed once, by Close, a second Init or the destructor.
+TEST(CUFileStream, TheTrackedMarkSavesSystemCallsAndEachDescriptorClosesOnce) {
+    using F = FaultyFiles;
     StreamFile f;
     CUFileStream s(&f.path, kOpen, kReadWrite, false);
     ScopedFaultyFiles faults;
@@ -229,46 +230,39 @@ TEST(CUFileStream, SequentialReadsAndWritesFollowTheTrackedMark) {
     for (int i = 0; i < 4; ++i) {
         ASSERT_EQ(16u, s.Write(Bytes(block), 16, 0, kCurrent));
     }
-    // One system call per append: growing is folded into the write itself.
-    EXPECT_EQ(0, FaultyFiles::ftruncates.load());
-    EXPECT_EQ((std::vector<unsigned long long>{0, 16, 32, 48}), FaultyFiles::pwriteOffsets);
+    EXPECT_EQ(0, F::ftruncates.load()); // growing is folded into the write itself
+    EXPECT_EQ((std::vector<unsigned long long>{0, 16, 32, 48}), F::pwriteOffsets);
     std::string out(16, 'x');
     ASSERT_EQ(16u, s.Read(Bytes(out), 16, 8, kBegin));
     ASSERT_EQ(16u, s.Read(Bytes(out), 16, 0, kCurrent));
     ASSERT_EQ(8u, s.Read(Bytes(out), 16, 16, kCurrent));
-    EXPECT_EQ((std::vector<unsigned long long>{8, 24, 56}), FaultyFiles::preadOffsets);
+    EXPECT_EQ((std::vector<unsigned long long>{8, 24, 56}), F::preadOffsets);
     ASSERT_EQ(16u, s.Write(Bytes(block), 16, -16, kEnd));
-    EXPECT_EQ(48u, FaultyFiles::pwriteOffsets.back());
+    EXPECT_EQ(48u, F::pwriteOffsets.back());
     EXPECT_EQ(block + block + block + block, ReadFile(f.file));
-}
-
-TEST(CUFileStream, SeekOnlySetsThePositionAndTheSystemCodesMapByTable) {
-    StreamFile f("0123456789");
-    CUFileStream s(&f.path, kOpen, kRead, false);
-    ScopedFaultyFiles faults;
+    auto calls = [] { return F::preads + F::pwrites + F::ftruncates + F::fsizes + F::opens; };
+    int const before = calls() + F::stats;
     EXPECT_EQ(5u, s.Seek(5, kBegin));
     EXPECT_EQ(7u, s.Seek(2, kCurrent));
-    EXPECT_EQ(9u, s.Seek(-1, kEnd));
+    EXPECT_EQ(63u, s.Seek(-1, kEnd));
     EXPECT_EQ(0u, s.Seek(4, static_cast<CUStream_Seek_Origin>(5)));
-    EXPECT_EQ(30u, s.SetPosition(30)); // past the end is allowed
-    EXPECT_EQ(30u, s.Position());
-    EXPECT_EQ(0, FaultyFiles::preads + FaultyFiles::pwrites + FaultyFiles::ftruncates +
-                     FaultyFiles::fsizes + FaultyFiles::opens + FaultyFiles::stats);
-    std::string out(4, 'x');
+    EXPECT_EQ(90u, s.SetPosition(90)); // past the end is allowed
+    EXPECT_EQ(90u, s.Position());
+    EXPECT_EQ(before, calls() + F::stats);
     s.Seek(6, kBegin);
     EXPECT_EQ(4u, s.Read(Bytes(out), 4, 0, kCurrent));
-    EXPECT_EQ("6789", out);
+    EXPECT_EQ(block.substr(6, 4), out.substr(0, 4));
     s.Close(); // a closed stream keeps its last position
     EXPECT_EQ(10u, s.Position());
     EXPECT_EQ(10u, s.Seek(3, kBegin));
-    s.Close(); // closing twice, reopening and the destructor close the descriptor once each
-    EXPECT_EQ(1, FaultyFiles::closes.load());
-    EXPECT_EQ(10u, s.Init(&f.path, kOpen, kReadWrite));
-    EXPECT_EQ(10u, s.Init(&f.path, kOpen, kReadWrite));
-    EXPECT_EQ(2, FaultyFiles::closes.load());
+    s.Close();
+    EXPECT_EQ(1, F::closes.load());
+    EXPECT_EQ(64u, s.Init(&f.path, kOpen, kReadWrite));
+    EXPECT_EQ(64u, s.Init(&f.path, kOpen, kReadWrite));
+    EXPECT_EQ(2, F::closes.load());
     EXPECT_TRUE(s.CanWrite());
     CUFileStream(&f.path, kOpen, kRead, false); // a temporary, closed by its destructor
-    EXPECT_EQ(3, FaultyFiles::closes.load());
+    EXPECT_EQ(3, F::closes.load());
     int const os[] = {1, 3, 2, 0}; // Read or Begin, ReadWrite or Current, Write or End, unknown
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(os[i], CUFileStream::CUStream_FileAccess_To_OS_FileAccess(
@@ -312,12 +306,9 @@ TEST(CUFileStream, ThreadsSharingOneStreamNeverSeeOrLeaveHalfAWrite) {
     reader.join();
     std::string const contents = ReadFile(f.file);
     ASSERT_EQ((2 * kBlocks + 1) * kBlock, contents.size());
-    int as = 0;
-    for (std::size_t at = kBlock; at < contents.size(); at += kBlock) {
+    for (std::size_t at = kBlock; at < contents.size(); at += kBlock) { // whole blocks only
         ASSERT_EQ(std::string(kBlock, contents[at]), contents.substr(at, kBlock)) << "at " << at;
-        as += contents[at] == 'a' ? 1 : 0;
     }
-    EXPECT_EQ(kBlocks, as); // and as many of b: the total is checked above
 }
 
 // Each row opens 100 bytes with a fault armed (and `budget` bytes written before writes fail) and
@@ -422,10 +413,7 @@ TEST(CUFileStream, RealFullDiskFailsTheWriteKeepsEarlierBytesAndRecovers) {
         report.Expect(s.Write(Bytes(second), second.size(), 0, kEnd) == 0 &&
                           s.IsOSFileHandleValid(),
                       "a growing write on a full disk returns 0; the stream stays open");
-        std::string back(8192, '\0');
-        report.Expect(ReadFile(file).substr(0, 8192) == first &&
-                          s.Read(Bytes(back), 8192, 0, kBegin) == 8192 && back == first,
-                      "the earlier bytes are intact and read back through the stream");
+        report.Expect(ReadFile(file).substr(0, 8192) == first, "the earlier bytes are intact");
         // A hole made by a resize costs no block until it is written: writing into it fails.
         unsigned long long const before = s.Length(), size = before + 65536;
         s.SetLength(size);
