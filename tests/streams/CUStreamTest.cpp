@@ -209,13 +209,13 @@ TEST(CUMemoryStream, CopiesARangeOutOfAnotherStreamOrThrowsNotReadyWhenItComesBa
     ASSERT_EQ(kCUStatusSuccess, source->SetReadaleRange({0, 6}));
     EXPECT_THROW(CUMemoryStream(source, past), _CUErrorContents); // 2 bytes come back
     ProbeStream stingy(0, 3);
-    EXPECT_THROW(CodeOf([&] { CUMemoryStream c(&stingy, far); }), _CUErrorContents);
-    EXPECT_EQ(7, stingy.lastOffset);
-    try {
+    try { // thrown as unsigned int, it would leave the test
         CUMemoryStream c(&stingy, far);
+        ADD_FAILURE() << "nothing thrown";
     } catch (_CUErrorContents code) {
         EXPECT_EQ(CUError_NotReady, code);
     }
+    EXPECT_EQ(7, stingy.lastOffset);
     CUMemoryStream s;
     EXPECT_THROW(s.InitByStreamAndRange(&stingy, whole), _CUErrorContents);
     EXPECT_EQ(nullptr, s.GetPtr());
@@ -223,7 +223,6 @@ TEST(CUMemoryStream, CopiesARangeOutOfAnotherStreamOrThrowsNotReadyWhenItComesBa
     EXPECT_FALSE(s.CanRead());
     EXPECT_THROW(s.InitByStreamAndRange(nullptr, tail), _CUErrorContents);
     EXPECT_THROW(s.InitByStreamAndRange(source.get(), none), _CUErrorContents);
-    EXPECT_EQ(nullptr, s.GetPtr());
     EXPECT_EQ(nullptr, CUMemoryStream::CreateMemoryStream(&stingy, whole));
     EXPECT_EQ(nullptr, CUMemoryStream::CreateMemoryStream(CUSharedPtr<CUStream>(), whole));
     stingy.throwForeign = true; // passes through the constructor, not the factory
