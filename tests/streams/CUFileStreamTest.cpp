@@ -1,5 +1,4 @@
-// CUFileStream: modes and accesses, hostile names, I/O, the tracked mark, threads, and faults:
-// injected ones, a real full disk (a small tmpfs, support/SmallDisk.h) and a file-size limit.
+// CUFileStream: modes, hostile names, I/O, threads, and injected and real faults (SmallDisk.h).
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
 #include "support/SmallDisk.h"
@@ -174,7 +173,6 @@ TEST(CUFileStream, WritesPastTheEndGrowTheFileWithZerosAndResizingKeepsThePositi
     EXPECT_EQ(hundred.substr(0, 90) + ten + ten + std::string(90, '\0') + ten, ReadFile(f.file));
     std::string back(10, 'x');
     s.SetLength(4);
-    EXPECT_TRUE(s.IsOSFileHandleValid());
     EXPECT_EQ(4u, s.Length());
     EXPECT_EQ(210u, s.Position()); // now past the end
     EXPECT_EQ(4u, s.GetReadableRange().length);
@@ -205,9 +203,7 @@ TEST(CUFileStream, ReadIsClippedByTheFileLeftAndNeedsReadAccessAndABuffer) {
     EXPECT_EQ(10u, s.Read(Bytes(out), 50, 80, kBegin));
     EXPECT_EQ(hundred.substr(80, 10), out.substr(0, 10));
     EXPECT_EQ(100u, s.Position()); // advanced by the request, not by the bytes
-    EXPECT_TRUE(s.CanRead());
     EXPECT_EQ(0u, s.Read(Bytes(out), 5, 95, kBegin));
-    EXPECT_EQ(100u, s.Position());
     EXPECT_EQ(0u, s.Write(Bytes(out), 3, 0, kBegin)); // needs write access
     EXPECT_EQ(0u, writer.Read(Bytes(out), 3, 0, kBegin));
     EXPECT_EQ(0u, s.Read(nullptr, 3, 0, kBegin));
@@ -248,18 +244,14 @@ TEST(CUFileStream, TheTrackedMarkSavesSystemCallsAndEachDescriptorClosesOnce) {
     EXPECT_EQ(90u, s.SetPosition(90)); // past the end is allowed
     EXPECT_EQ(90u, s.Position());
     EXPECT_EQ(before, calls() + F::stats);
-    s.Seek(6, kBegin);
-    EXPECT_EQ(4u, s.Read(Bytes(out), 4, 0, kCurrent));
-    EXPECT_EQ(block.substr(6, 4), out.substr(0, 4));
     s.Close(); // a closed stream keeps its last position
-    EXPECT_EQ(10u, s.Position());
-    EXPECT_EQ(10u, s.Seek(3, kBegin));
+    EXPECT_EQ(90u, s.Position());
+    EXPECT_EQ(90u, s.Seek(3, kBegin));
     s.Close();
     EXPECT_EQ(1, F::closes.load());
     EXPECT_EQ(64u, s.Init(&f.path, kOpen, kReadWrite));
     EXPECT_EQ(64u, s.Init(&f.path, kOpen, kReadWrite));
     EXPECT_EQ(2, F::closes.load());
-    EXPECT_TRUE(s.CanWrite());
     CUFileStream(&f.path, kOpen, kRead, false); // a temporary, closed by its destructor
     EXPECT_EQ(3, F::closes.load());
     int const os[] = {1, 3, 2, 0}; // Read or Begin, ReadWrite or Current, Write or End, unknown
