@@ -277,7 +277,8 @@ TEST(CULog, OnlyTheFirstGoodInitialisationMakesTheInstanceAndHoldersOutliveTermi
     CULog::Write(3, "dropped without an instance");
     EXPECT_TRUE(held->WriteFileString(Str("raw line\r\n"))); // appended as it is
     EXPECT_FALSE(held->WriteFileString(CUSharedPtr<CUStringMac>()));
-    z_WriteSystemInfo(CUSharedPtr<CUStringMac>()); // nothing to write to: nothing happens
+    held->WriteSystemInfo(CUSharedPtr<CUStringMac>()); // no name: nothing happens
+    z_WriteSystemInfo(CUSharedPtr<CUStringMac>());     // nothing to write to: nothing happens
     std::vector<std::string> lines = LinesOf(dir.File("first/A0.log"));
     ASSERT_EQ(2u, lines.size());
     EXPECT_EQ("still works", MessageOf(lines[0]));

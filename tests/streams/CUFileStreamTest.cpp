@@ -368,6 +368,7 @@ TEST(CUFileStream, InjectedFaultsFailTheOperationAndLeaveTheStreamAsTheRowSays) 
             EXPECT_EQ(row.open, s->IsOSFileHandleValid());
             if (row.op != 0 || s->CanSeek()) { // a stream that learnt the length
                 EXPECT_EQ(fs::file_size(f.file), s->Length());
+                EXPECT_EQ(s->Length(), s->GetReadableRange().length);
             }
             if (s->CanSeek()) {
                 EXPECT_EQ(0u, s->Position()); // a failed operation moves nothing
