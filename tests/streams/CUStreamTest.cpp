@@ -55,7 +55,7 @@ void ExpectRange(_CURange r, unsigned long long location, unsigned long long len
 } // namespace
 
 // Assigning a stream empties it like a new one (nothing is copied) and drops its lock.
-TEST(CUStream, StartsEmptyAsAnAssignedStreamIsAndSupportsNothing) {
+TEST(CUStream, NewAndAssignedStreamsAreEmptyAndTheBaseSupportsNothing) {
     char bytes[] = "0123456789";
     CUMemoryStream target(bytes, 10, true), source(bytes, 4, true);
     static_cast<CUStream&>(target) = static_cast<CUStream const&>(source);
