@@ -1,146 +1,207 @@
-// CULogTest.cpp — the ring-of-ten-files log: lines, levels, rotation, continuation, the single
-// instance, concurrent writers and the system report.
+// CULog, the ring of ten files: its lines, files, instance, report, writers and limits.
 #include "fakes/FileFaults.h"
 #include "support/FileTesting.h"
+#include "support/SmallDisk.h"
 
 #include <VarnUtilityLib/CULog.h>
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-using varn::test::ReadFile;
-using varn::test::Str;
-using varn::test::TempFolder;
-using varn::test::Text;
-using varn::test::WriteFile;
+using namespace varn::test;
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// Every test leaves no instance behind, whatever it asserted.
+// The single instance for one scope: no test leaves one behind, whatever it asserted.
 struct LogSession {
     LogSession(std::string const& folder, std::string const& name, unsigned int level) {
         CULog::InitializeWithName(Str(folder), Str(name), level);
     }
     ~LogSession() { CULog::Terminate(); }
-    LogSession(LogSession const&) = delete;
-    LogSession& operator=(LogSession const&) = delete;
 };
 
-std::vector<std::string> linesOf(std::string const& contents) {
+// The lines of a log file without their ends; text after the last end is a torn line.
+std::vector<std::string> LinesOf(std::string const& path) {
+    std::string const contents = ReadFile(path);
     std::vector<std::string> lines;
     std::size_t start = 0;
     for (std::size_t end; (end = contents.find("\r\n", start)) != std::string::npos;
          start = end + 2) {
         lines.push_back(contents.substr(start, end - start));
     }
-    EXPECT_EQ(contents.size(), start) << "text after the last line end";
+    if (start != contents.size()) {
+        lines.push_back("(torn) " + contents.substr(start));
+    }
     return lines;
 }
 
-std::string messageOf(std::string const& line) {
+std::string MessageOf(std::string const& line) {
     return line.substr(line.rfind('\t') + 1);
 }
 
-void setAge(std::string const& path, int secondsAgo) {
-    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
+// Runs body(i) in n forked children at once, which exit right after it; true if all ended well.
+bool InChildren(int n, std::function<void(int)> const& body) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < n; ++i) {
+        pid_t const pid = fork();
+        if (pid == 0) {
+            body(i);
+            _exit(0);
+        }
+        children.push_back(pid);
+    }
+    bool all = true;
+    for (pid_t pid : children) {
+        int status = 0;
+        bool const ended = pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status);
+        all = all && ended && WEXITSTATUS(status) == 0;
+    }
+    return all;
+}
+
+// Four threads log 5,000 lines apiece of about 150 bytes; `p` numbers the process.
+void LogFromFourThreads(std::string const& folder, int p) {
+    std::string const padding(100, '.');
+    CULog::InitializeWithName(Str(folder), Str("R"), 3);
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+        writers.emplace_back([p, t, &padding] {
+            for (int i = 0; i < 5000; ++i) {
+                CULog::Write(3, "p%d t%d n%05d %s", p, t, i, padding.c_str());
+            }
+        });
+    }
+    for (std::thread& w : writers) {
+        w.join();
+    }
+    CULog::Terminate();
+}
+
+// Logs numbered lines until `limit` refuses one, then lifts it: only whole lines are written,
+// a refused line is reported lost, and logging goes on in the same file.
+void LoseWholeLinesAndRecover(std::function<void(bool, std::string const&)> const& expect,
+                              std::string const& folder, std::function<void()> const& limit,
+                              std::function<void()> const& lift) {
+    CULog log;
+    expect(log.Init(Str(folder), Str("L"), 3) == 0, "Init");
+    auto line = [](int n) { return "line " + std::to_string(n) + " " + std::string(60, 'x'); };
+    int written = 0;
+    for (; written < 10; ++written) {
+        expect(log.WriteFileString(Str(line(written) + "\r\n")), "a line before the limit");
+    }
+    limit();
+    while (written < 5000 && log.WriteFileString(Str(line(written) + "\r\n"))) {
+        ++written;
+    }
+    expect(written > 10 && written < 5000, "the limit stops a line in the file");
+    expect(!log.WriteFileString(Str("still too long " + std::string(60, 'y') + "\r\n")),
+           "a line past the limit is reported lost");
+    lift();
+    expect(log.WriteFileString(Str("after\r\n")), "a line once the limit is lifted");
+    std::vector<std::string> lines = LinesOf(folder + "/L0.log");
+    expect(lines.size() == static_cast<std::size_t>(written) + 1 && lines.back() == "after",
+           "the lines written, then the one after");
+    for (int i = 0; i + 1 < static_cast<int>(lines.size()); ++i) {
+        expect(lines[i] == line(i), "whole lines only: " + lines[i]);
+    }
 }
 
 } // namespace
 
-TEST(CULog, LevelsAboveTheInstanceLevelAreDroppedAndUnknownOnesAreDebug) {
-    TempFolder dir;
-    {
-        LogSession session(dir.Path().string(), "L", 3);
-        CULog::Write(1, "e");
-        CULog::Write(2, "w");
-        CULog::Write(4, "dropped");
-        CULog::Write(0, "zero");
-        CULog::Write(7, "seven dropped");
-    }
-    std::string contents = ReadFile(dir.File("L0.log"));
-    EXPECT_NE(std::string::npos, contents.find("[ERROR]\te\r\n"));
-    EXPECT_NE(std::string::npos, contents.find("[WARNING]\tw\r\n"));
-    EXPECT_NE(std::string::npos, contents.find("[DEBUG]\tzero\r\n"));
-    EXPECT_EQ(std::string::npos, contents.find("dropped"));
-    {
-        LogSession session(dir.Path().string(), "L", 7);
-        CULog::Write(7, "seven written");
-    }
-    EXPECT_NE(std::string::npos, ReadFile(dir.File("L0.log")).find("[DEBUG]\tseven written\r\n"));
-}
-
-// A line is a local time stamp, the level label and the message. The message is the text of a
-// string made from the expanded bytes: a leading byte-order mark is dropped, a stray 0xA9 becomes
-// U+FFFD, bytes that are not UTF-8 are each replaced by U+FFFD, a zero ends it and expanded percent
-// signs stay as they are. Formats in and out of ASCII, as C strings and as strings, alike.
+// A line is a local time stamp, the level label (DEBUG for unknown levels) and the message as a
+// string of the expanded bytes gives it back: without a byte-order mark, U+FFFD for each byte
+// that is not UTF-8, cut at a zero. Formats in and out of ASCII, C strings and strings, alike.
 TEST(CULog, FirstWriteMakesFileZeroOfStampedLinesReadAsTheirStringsGiveThemBack) {
     TempFolder dir;
-    LogSession session(dir.File("logs"), "U", 3);
-    ASSERT_TRUE(CULog::GetInstance());
-    CULog::Write(3, "hello %d from %s", 5, "me");
-    CULog::Write(3, "%s", "\xEF\xBB\xBFmarked");
-    CULog::Write(3, "caf\xC3\xA9 %d", 1);
-    CULog::Write(3, Str("caf\xC3\xA9 %d"), 2);
-    CULog::Write(3, "%s", "bad \xC3\x28");
-    CULog::Write(3, "bad %s",
-                 "a\xFF\xFE\xF0\x9F\x8C\x8D\xE0\x80"
-                 "b");
-    CULog::Write(3, "stray \xA9");
-    CULog::Write(3, "cut%c here", 0);
-    CULog::Write(3, Str("%s"), "100%d %s%%");
-    CULog::Write(3, "plain %%d");
-    std::vector<std::string> lines = linesOf(ReadFile(dir.File("logs/U0.log")));
-    std::vector<std::string> const expected = {
-        "hello 5 from me",
-        "marked",
-        "caf\xC3\xA9 1",
-        "caf\xC3\xA9 2",
-        "bad \xEF\xBF\xBD(",
-        "bad a\xEF\xBF\xBD\xEF\xBF\xBD\xF0\x9F\x8C\x8D\xEF\xBF\xBD\xEF\xBF\xBD"
-        "b",
-        "stray \xEF\xBF\xBD",
-        "cut",
-        "100%d %s%%",
-        "plain %d"};
+    struct {
+        void (*write)();
+        char const* line; // after the stamp; null: dropped
+    } const rows[] = {
+        // clang-format off
+        {[] { CULog::Write(3, "hello %d from %s", 5, "me"); }, "[INFO]\thello 5 from me"},
+        {[] { CULog::Write(1, "e"); }, "[ERROR]\te"},
+        {[] { CULog::Write(2, "w"); }, "[WARNING]\tw"},
+        {[] { CULog::Write(0, "zero"); }, "[DEBUG]\tzero"},
+        {[] { CULog::Write(4, "dropped"); }, nullptr},
+        {[] { CULog::Write(4, Str("dropped")); }, nullptr},
+        {[] { CULog::Write(3, static_cast<char const*>(nullptr)); }, nullptr},
+        {[] { CULog::Write(3, CUSharedPtr<CUStringMac>()); }, nullptr},
+        {[] { CULog::Write(3, "%s", "\xEF\xBB\xBFmarked"); }, "[INFO]\tmarked"},
+        {[] { CULog::Write(3, "caf\xC3\xA9 %d", 1); }, "[INFO]\tcaf\xC3\xA9 1"},
+        {[] { CULog::Write(3, Str("caf\xC3\xA9 %d"), 2); }, "[INFO]\tcaf\xC3\xA9 2"},
+        {[] { CULog::Write(3, "%s", "bad \xC3\x28"); }, "[INFO]\tbad \xEF\xBF\xBD("},
+        {[] { CULog::Write(3, "bad %s", "a\xFF\xFE\xF0\x9F\x8C\x8D\xE0\x80" "b"); },
+         "[INFO]\tbad a\xEF\xBF\xBD\xEF\xBF\xBD\xF0\x9F\x8C\x8D\xEF\xBF\xBD\xEF\xBF\xBD" "b"},
+        {[] { CULog::Write(3, "stray \xA9"); }, "[INFO]\tstray \xEF\xBF\xBD"},
+        {[] { CULog::Write(3, "cut%c here", 0); }, "[INFO]\tcut"},
+        {[] { CULog::Write(3, Str("%s"), "100%d %s%%"); }, "[INFO]\t100%d %s%%"},
+        {[] { CULog::Write(3, "plain %%d"); }, "[INFO]\tplain %d"},
+        // clang-format on
+    };
+    std::vector<std::string> expected;
+    {
+        LogSession session(dir.File("logs"), "U", 3);
+        for (auto const& row : rows) {
+            row.write();
+            if (row.line != nullptr) {
+                expected.push_back(row.line);
+            }
+        }
+    }
+    LogSession session(dir.File("logs"), "U", 7);
+    CULog::Write(7, "seven written");
+    expected.push_back("[DEBUG]\tseven written");
+    std::vector<std::string> lines = LinesOf(dir.File("logs/U0.log"));
     ASSERT_EQ(expected.size(), lines.size());
-    EXPECT_TRUE(std::regex_match(
-        lines[0], std::regex(R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\thello 5 from me)")))
-        << lines[0];
     for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_EQ(expected[i], messageOf(lines[i])) << i;
+        EXPECT_EQ(expected[i], lines[i].substr(lines[i].find('\t') + 1)) << i;
     }
 }
 
-TEST(CULog, LevelLabelsFilePathsAndTimeStampsAreSpelledExactly) {
+TEST(CULog, HelpersSpellLabelsPathsAndStampsAndReadFileFacts) {
     CULog log;
-    EXPECT_EQ("DEBUG", Text(log.GetLogLevelString(0)));
-    EXPECT_EQ("DEBUG", Text(log.GetLogLevelString(4)));
-    EXPECT_EQ(log.GetLogLevelString(0).get(), log.GetLogLevelString(99).get());
-    EXPECT_EQ("INFO", Text(log.GetLogLevelString(3)));
-    EXPECT_EQ("(NULL)", Text(g_pLogNULL));
-
+    char const* const labels[] = {"DEBUG", "ERROR", "WARNING", "INFO", "DEBUG"};
+    for (unsigned int level = 0; level < 5; ++level) {
+        EXPECT_EQ(labels[level], Text(log.GetLogLevelString(level)));
+    }
     EXPECT_EQ("/var/x/App3.log", Text(CULog::GetLogFilePath(Str("/var/x"), Str("App"), 3)));
     EXPECT_EQ("/var/x/App10.log", Text(CULog::GetLogFilePath(Str("/var/x/"), Str("App"), 10)));
     EXPECT_FALSE(CULog::GetLogFilePath(CUSharedPtr<CUStringMac>(), Str("App"), 0));
-    EXPECT_FALSE(CULog::GetLogFilePath(Str("/x"), CUSharedPtr<CUStringMac>(), 0));
-
     CUSharedPtr<CUDateTime> t = CUDateTime::Create(2024, 3, 5, 7, 8, 9);
     EXPECT_EQ("2024/03/05 07:08:09", Text(CULog::GetLogDateTimeString(t)));
     EXPECT_FALSE(CULog::GetLogDateTimeString(CUSharedPtr<CUDateTime>()));
+    TempFolder dir;
+    CUSharedPtr<CUStringMac> const file = Str(dir.File("d.log")), missing = Str(dir.File("none"));
+    WriteFile(dir.File("d.log"), "x");
+    fs::last_write_time(dir.File("d.log"),
+                        fs::file_time_type::clock::now() - std::chrono::hours(1));
+    CUSharedPtr<CUDateTime> modified = CULog::GetLogFileTime(file, _Log_DateTime_Type_Modify);
+    ASSERT_TRUE(modified);
+    CUSharedPtr<CUDateTime> now = CUDateTime::Create();
+    EXPECT_NEAR(now->AddSeconds(-3600)->GetAbsoluteTime(), modified->GetAbsoluteTime(), 61);
+    CUSharedPtr<CUDateTime> created = CULog::GetLogFileTime(file, _Log_DateTime_Type_Create);
+    EXPECT_FALSE(created && *now < *created); // where the file system records birth times
+    EXPECT_FALSE(CULog::GetLogFileTime(file, static_cast<_Log_DateTime_Type>(2)));
+    EXPECT_FALSE(CULog::GetLogFileTime(missing, _Log_DateTime_Type_Modify));
+    EXPECT_EQ(1u, CULog::GetLogFileSize(file));
+    EXPECT_EQ(0u, CULog::GetLogFileSize(missing));
 }
 
 TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
@@ -152,7 +213,6 @@ TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
     WriteFile(dir.File("R1.log"), "stale");
     EXPECT_EQ(dir.File("R1.log"), Text(log.GetWriteableLogPath(11)));
     EXPECT_FALSE(fs::exists(dir.File("R1.log"))); // the next file is emptied first
-
     // The worst-case size is what counts, not the real byte count of the line.
     unsigned int worst = CULog::GetStringByteSize(Str("abc"));
     EXPECT_GT(worst, 4u);
@@ -162,63 +222,41 @@ TEST(CULog, RotatesWhenTheWorstCaseSizeWouldPassAMillionBytes) {
     EXPECT_EQ(1000000 - worst + 1, fs::file_size(dir.File("R1.log")));
 }
 
-TEST(CULog, RingWrapsFromNineToZeroDeletingZero) {
-    TempFolder dir;
-    for (int i = 0; i < 10; ++i) {
-        WriteFile(dir.File(("W" + std::to_string(i) + ".log").c_str()),
-                  "file " + std::to_string(i) + "\r\n");
-        setAge(dir.File(("W" + std::to_string(i) + ".log").c_str()), 100 - i); // 9 is the newest
-    }
-    WriteFile(dir.File("W9.log"), std::string(1000000, 'z'));
-    CULog log;
-    ASSERT_EQ(0u, log.Init(Str(dir.Path().string()), Str("W"), 3));
-    log.WriteLog(3, Str("after the wrap"));
-    std::vector<std::string> lines = linesOf(ReadFile(dir.File("W0.log")));
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ("after the wrap", messageOf(lines[0]));
-    EXPECT_EQ(1000000u, fs::file_size(dir.File("W9.log")));
-}
-
-TEST(CULog, ContinuesBeforeTheFirstMissingFileOrWithAllTenInTheNewestAndTheLowerOnEqualDates) {
-    TempFolder dir;
-    auto name = [&](int i) { return dir.File(("N" + std::to_string(i) + ".log").c_str()); };
-    for (int i = 0; i < 3; ++i) {
-        WriteFile(name(i), "");
-    }
-    setAge(name(1), 50);
-    setAge(name(2), 40); // file 0 is the newest, yet file 3 is missing
-    {
+// Each row: how many files of the ring exist (each holding one old line), their ages in seconds
+// and a full one; the next line goes to `taker`, emptied first or appended to, and no other file
+// changes.
+TEST(CULog, ContinuesBeforeTheFirstMissingFileOrInTheNewestAndTheLowerOnEqualDates) {
+    struct {
+        int files, ages[10], full, taker;
+        bool emptied;
+    } const rows[] = {
+        {3, {0, 50, 40}, -1, 2, false}, // file 0 is the newest, yet file 3 is missing
+        {10, {500, 500, 500, 500, 500, 500, 5, 500, 500, 500}, -1, 6, false},
+        {10, {30, 30, 30, 20, 30, 30, 30, 20, 30, 30}, -1, 3, false}, // the lower of two
+        {10, {100, 99, 98, 97, 96, 95, 94, 93, 92, 91}, 9, 0, true},  // from nine to zero
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(testing::Message() << "row taken by " << row.taker);
+        TempFolder dir;
+        auto name = [&](int i) { return dir.File(("N" + std::to_string(i) + ".log").c_str()); };
+        auto const now = fs::file_time_type::clock::now();
+        for (int i = 0; i < row.files; ++i) {
+            WriteFile(name(i), i == row.full ? std::string(1000000, 'z') : "old\r\n");
+            fs::last_write_time(name(i), now - std::chrono::seconds(row.ages[i]));
+        }
         CULog log;
         ASSERT_EQ(0u, log.Init(Str(dir.Path().string()), Str("N"), 3));
         log.WriteLog(3, Str("next"));
-        EXPECT_EQ(0u, fs::file_size(name(0)));
-        EXPECT_NE(0u, fs::file_size(name(2)));
+        for (int i = 0; i < row.files; ++i) {
+            std::vector<std::string> lines = LinesOf(name(i));
+            if (i == row.taker) {
+                ASSERT_EQ(row.emptied ? 1u : 2u, lines.size());
+                EXPECT_EQ("next", MessageOf(lines.back()));
+            } else {
+                EXPECT_EQ(i == row.full ? 1000000u : 5u, fs::file_size(name(i))) << i;
+            }
+        }
     }
-
-    for (int i = 0; i < 10; ++i) {
-        WriteFile(name(i), "");
-        setAge(name(i), i == 6 ? 5 : 500);
-    }
-    {
-        // Scoped: while a writer of the ring lives, a newcomer takes its number, not the dates'.
-        CULog newest;
-        ASSERT_EQ(0u, newest.Init(Str(dir.Path().string()), Str("N"), 3));
-        newest.WriteLog(3, Str("to six"));
-        EXPECT_NE(0u, fs::file_size(name(6)));
-    }
-
-    auto same = fs::file_time_type::clock::now() - std::chrono::seconds(30);
-    for (int i = 0; i < 10; ++i) {
-        WriteFile(name(i), "");
-        fs::last_write_time(name(i), same);
-    }
-    fs::last_write_time(name(3), same + std::chrono::seconds(10));
-    fs::last_write_time(name(7), same + std::chrono::seconds(10));
-    CULog tie;
-    ASSERT_EQ(0u, tie.Init(Str(dir.Path().string()), Str("N"), 3));
-    tie.WriteLog(3, Str("to three"));
-    EXPECT_NE(0u, fs::file_size(name(3)));
-    EXPECT_EQ(0u, fs::file_size(name(7)));
 }
 
 TEST(CULog, OnlyTheFirstGoodInitialisationMakesTheInstanceAndHoldersOutliveTerminate) {
@@ -226,183 +264,157 @@ TEST(CULog, OnlyTheFirstGoodInitialisationMakesTheInstanceAndHoldersOutliveTermi
     WriteFile(dir.File("file"), "x");
     CULog::InitializeWithName(Str(dir.File("file/logs")), Str("F"), 3);
     EXPECT_FALSE(CULog::GetInstance());
-    CULog::Write(1, "nowhere"); // a no-op, not a crash
     CULog::InitializeWithName(CUSharedPtr<CUStringMac>(), Str("F"), 3);
     EXPECT_FALSE(CULog::GetInstance());
-    CULog log;
-    EXPECT_EQ(0x10001u, log.Init(Str(dir.Path().string()), CUSharedPtr<CUStringMac>(), 3));
-
+    EXPECT_EQ(0x10001u, CULog().Init(Str(dir.Path().string()), CUSharedPtr<CUStringMac>(), 3));
     CULog::InitializeWithName(Str(dir.File("first")), Str("A"), 3);
     CUSharedPtr<CULog> held = CULog::GetInstance();
     CULog::InitializeWithName(Str(dir.File("second")), Str("B"), 7);
     EXPECT_EQ(held.get(), CULog::GetInstance().get());
-    EXPECT_FALSE(fs::exists(dir.File("second")));
     CULog::Terminate();
     EXPECT_FALSE(CULog::GetInstance());
     held->WriteLog(3, Str("still works"));
     CULog::Write(3, "dropped without an instance");
-    std::vector<std::string> lines = linesOf(ReadFile(dir.File("first/A0.log")));
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ("still works", messageOf(lines[0]));
+    EXPECT_TRUE(held->WriteFileString(Str("raw line\r\n"))); // appended as it is
+    EXPECT_FALSE(held->WriteFileString(CUSharedPtr<CUStringMac>()));
+    held->WriteSystemInfo(CUSharedPtr<CUStringMac>()); // no name: nothing happens
+    z_WriteSystemInfo(CUSharedPtr<CUStringMac>());     // nothing to write to: nothing happens
+    std::vector<std::string> lines = LinesOf(dir.File("first/A0.log"));
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_EQ("still works", MessageOf(lines[0]));
+    EXPECT_EQ("raw line", lines[1]);
 }
 
-TEST(CULog, FileDatesComeFromTheFileSystem) {
+// The current file stays open between lines; whatever happens to it or its folder by name must
+// still be seen by the next line, and logging never throws.
+TEST(CULog, LinesFollowTheFileAtThePathWhenItOrItsFolderIsDeletedGrownOrReplaced) {
     TempFolder dir;
-    WriteFile(dir.File("d.log"), "x");
-    setAge(dir.File("d.log"), 3600);
-    CUSharedPtr<CUDateTime> modified =
-        CULog::GetLogFileTime(Str(dir.File("d.log")), _Log_DateTime_Type_Modify);
-    ASSERT_TRUE(modified);
-    CUSharedPtr<CUDateTime> now = CUDateTime::Create();
-    CUSharedPtr<CUDateTime> hourAgo = now->AddSeconds(-3600);
-    EXPECT_LE(std::abs(modified->GetHour(true) * 60 + modified->GetMinute(true) -
-                       (hourAgo->GetHour(true) * 60 + hourAgo->GetMinute(true))),
-              1);
-    CUSharedPtr<CUDateTime> created =
-        CULog::GetLogFileTime(Str(dir.File("d.log")), _Log_DateTime_Type_Create);
-    if (created) { // only where the file system records birth times
-        EXPECT_FALSE(*now < *created);
-    }
-    EXPECT_FALSE(CULog::GetLogFileTime(Str(dir.File("d.log")), static_cast<_Log_DateTime_Type>(2)));
-    EXPECT_FALSE(CULog::GetLogFileTime(Str(dir.File("missing")), _Log_DateTime_Type_Modify));
-    EXPECT_EQ(1u, CULog::GetLogFileSize(Str(dir.File("d.log"))));
-    EXPECT_EQ(0u, CULog::GetLogFileSize(Str(dir.File("missing"))));
-    CULog::DeleteLogFile(Str(dir.File("d.log")));
-    CULog::DeleteLogFile(Str(dir.File("d.log")));
-    EXPECT_FALSE(fs::exists(dir.File("d.log")));
-}
-
-TEST(CULog, FourThreadsLoseAndTearNoLine) {
-    TempFolder dir;
-    LogSession session(dir.Path().string(), "M", 3);
-    constexpr int kThreads = 4;
-    constexpr int kLines = 5000;
-    std::vector<std::thread> writers;
-    for (int t = 0; t < kThreads; ++t) {
-        writers.emplace_back([t] {
-            for (int i = 0; i < kLines; ++i) {
-                CULog::Write(3, "thread %d line %d with some padding text", t, i);
-            }
-        });
-    }
-    for (std::thread& w : writers) {
-        w.join();
-    }
-    std::map<std::string, int> seen;
-    std::regex shape(
-        R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\tthread \d line \d+ with some padding text)");
-    for (int i = 0; i < 10; ++i) {
-        std::string file = dir.File(("M" + std::to_string(i) + ".log").c_str());
-        if (!fs::exists(file)) {
-            continue;
-        }
-        for (std::string const& line : linesOf(ReadFile(file))) {
-            ASSERT_TRUE(std::regex_match(line, shape)) << line;
-            ++seen[messageOf(line)];
-        }
-    }
-    EXPECT_EQ(static_cast<std::size_t>(kThreads * kLines), seen.size());
-    for (auto const& [message, count] : seen) {
-        ASSERT_EQ(1, count) << message;
-    }
-}
-
-TEST(CULog, AFolderRemovedWhileLoggingNeverThrows) {
-    TempFolder dir;
-    LogSession session(dir.File("gone"), "G", 3);
-    CULog::Write(3, "before");
-    fs::remove_all(dir.File("gone"));
-    EXPECT_NO_THROW(CULog::Write(3, "while gone"));
-    EXPECT_FALSE(fs::exists(dir.File("gone/G0.log")));
-    fs::create_directory(dir.File("gone"));
-    CULog::Write(3, "after");
-    std::vector<std::string> lines = linesOf(ReadFile(dir.File("gone/G0.log")));
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ("after", messageOf(lines[0]));
-}
-
-// The current file stays open between lines; whatever happens to it by name must still be
-// seen by the next line.
-TEST(CULog, LinesFollowTheFileAtThePathWhenItIsDeletedGrownOrReplaced) {
-    TempFolder dir;
-    LogSession session(dir.Path().string(), "F", 3);
+    LogSession session(dir.File("logs"), "F", 3);
+    auto file = [&](std::string const& name) { return dir.File(("logs/" + name).c_str()); };
+    auto only = [&](std::string const& name) {
+        std::vector<std::string> lines = LinesOf(file(name));
+        return lines.size() == 1 ? MessageOf(lines[0]) : std::to_string(lines.size()) + " lines";
+    };
     CULog::Write(3, "one");
-    fs::remove(dir.File("F0.log"));
+    fs::remove(file("F0.log"));
     CULog::Write(3, "two");
-    std::vector<std::string> lines = linesOf(ReadFile(dir.File("F0.log")));
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ("two", messageOf(lines[0]));
-
+    EXPECT_EQ("two", only("F0.log"));
     // Bytes appended by someone else count towards rotation at once.
-    std::ofstream(dir.File("F0.log"), std::ios::app | std::ios::binary) << std::string(999990, 'x');
+    std::ofstream(file("F0.log"), std::ios::app | std::ios::binary) << std::string(999990, 'x');
     CULog::Write(3, "three");
-    lines = linesOf(ReadFile(dir.File("F1.log")));
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ("three", messageOf(lines[0]));
-
+    EXPECT_EQ("three", only("F1.log"));
     // A file moved away and replaced is left within a second.
-    fs::rename(dir.File("F1.log"), dir.File("moved.log"));
-    WriteFile(dir.File("F1.log"), "");
+    fs::rename(file("F1.log"), file("moved.log"));
+    WriteFile(file("F1.log"), "");
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     CULog::Write(3, "four");
-    EXPECT_EQ(1u, linesOf(ReadFile(dir.File("moved.log"))).size());
-    lines = linesOf(ReadFile(dir.File("F1.log")));
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ("four", messageOf(lines[0]));
+    EXPECT_EQ("three", only("moved.log"));
+    EXPECT_EQ("four", only("F1.log"));
+    fs::remove_all(dir.File("logs"));
+    EXPECT_NO_THROW(CULog::Write(3, "while the folder is gone"));
+    EXPECT_FALSE(fs::exists(file("F1.log")));
+    fs::create_directory(dir.File("logs"));
+    CULog::Write(3, "after");
+    EXPECT_EQ("after", only("F1.log"));
 }
 
-TEST(CULog, SystemReportGoesToExactlyTheNamedFileAndRunsNothing) {
-    TempFolder dir;
-    LogSession session(dir.Path().string(), "S", 3);
-    std::string name = "report \"quoted\" $(touch pwned) `touch pwned2`.txt";
-    CULog::GetInstance()->WriteSystemInfo(Str(name));
-    std::string path = dir.File(name.c_str());
-    std::string contents;
-    for (int i = 0; i < 100 && contents.find("Volumes") == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        contents = ReadFile(path);
-    }
-    EXPECT_NE(std::string::npos, contents.find("Operating system:"));
-    EXPECT_NE(std::string::npos, contents.find("Processors online:"));
-    int entries = 0;
-    for (auto const& entry : fs::directory_iterator(dir.Path())) {
-        entries += entry.path().filename() != ".S.ring" ? 1 : 0;
-    }
-    EXPECT_EQ(1, entries); // the report and the ring's state only: nothing named pwned, no log
-    EXPECT_FALSE(fs::exists("pwned"));
-    EXPECT_FALSE(fs::exists("pwned2"));
-}
-
-TEST(CULog, SystemReportOutlivesAProcessThatExitsRightAfterAskingForIt) {
+// The first report is asked for here, the others by processes that exit at once after asking:
+// nothing the library started is waited for.
+TEST(CULog, SystemReportGoesToExactlyTheNamedFileRunsNothingAndOutlivesItsProcess) {
     TempFolder dir;
     for (int run = 0; run < 5; ++run) {
-        std::string const name = "report" + std::to_string(run) + ".txt";
-        pid_t const child = fork();
-        ASSERT_NE(-1, child);
-        if (child == 0) {
-            CULog::InitializeWithName(Str(dir.Path().string()), Str("R"), 3);
+        std::string const name =
+            "report" + std::to_string(run) + " \"quoted\" $(touch pwned) `touch pwned2`.txt";
+        auto ask = [&](int) {
+            CULog::InitializeWithName(Str(dir.Path().string()), Str("S"), 3);
             CULog::GetInstance()->WriteSystemInfo(Str(name));
-            _exit(0); // at once: no destructor, no waiting for anything the library started
+        };
+        if (run == 0) {
+            ask(0);
+            CULog::Terminate();
+        } else {
+            EXPECT_TRUE(InChildren(1, ask));
         }
-        int status = 0;
-        ASSERT_EQ(child, waitpid(child, &status, 0));
         std::string contents;
         for (int i = 0; i < 200 && contents.find("Volumes") == std::string::npos; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             contents = ReadFile(dir.File(name.c_str()));
         }
-        EXPECT_NE(std::string::npos, contents.find("Volumes")) << "run " << run;
+        EXPECT_NE(std::string::npos, contents.find("Volumes")) << run; // its last section
+    }
+    for (auto const& entry : fs::directory_iterator(dir.Path())) { // nothing named pwned, no log
+        std::string const name = entry.path().filename().string();
+        EXPECT_TRUE(name == ".S.ring" || name.rfind("report", 0) == 0) << name;
+    }
+    EXPECT_FALSE(fs::exists("pwned"));
+    EXPECT_FALSE(fs::exists("pwned2"));
+}
+
+// Four threads here, then two processes of four threads at once, into one ring. The processes'
+// 40,000 lines fill six of the ten files, so both rotate while the other writes: a process that
+// emptied a file the other had just moved to, or wrote over the other's bytes, would lose lines.
+TEST(CULog, ThreadsAndProcessesSharingOneRingLoseAndTearNoLine) {
+    std::regex const shape(
+        R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\t\[INFO\]\tp(\d) t(\d) n(\d{5}) \.{100})");
+    for (int processes : {0, 2}) {
+        SCOPED_TRACE(testing::Message() << processes << " processes");
+        TempFolder dir;
+        std::string const folder = dir.Path().string();
+        if (processes == 0) {
+            LogFromFourThreads(folder, 0);
+        }
+        EXPECT_TRUE(InChildren(processes, [&](int p) { LogFromFourThreads(folder, p); }));
+        std::map<std::string, int> seen;
+        std::map<int, int> lastOfWriter; // lines of one writer never go back in time
+        int files = 0;
+        for (int i = 0; i < 10; ++i) {
+            std::string const file = dir.File(("R" + std::to_string(i) + ".log").c_str());
+            files += fs::exists(file) ? 1 : 0;
+            EXPECT_LE(ReadFile(file).size(), 1000000u);
+            for (std::string const& line : LinesOf(file)) {
+                std::smatch parts;
+                ASSERT_TRUE(std::regex_match(line, parts, shape)) << line;
+                int const number = std::stoi(parts[3]);
+                int const writer = std::stoi(parts[1].str() + parts[2].str());
+                auto [last, first] = lastOfWriter.emplace(writer, number);
+                EXPECT_TRUE(first || last->second < number) << line << " after " << last->second;
+                last->second = number;
+                ++seen[MessageOf(line)];
+            }
+        }
+        EXPECT_GE(files, processes == 0 ? 3 : 6);
+        EXPECT_EQ(std::max(processes, 1) * 20000u, seen.size());
+        for (auto const& [message, count] : seen) {
+            ASSERT_EQ(1, count) << message;
+        }
     }
 }
 
-TEST(CULog, WriteFileStringAppendsTheLineAsItIs) {
+TEST(CULog, FileSizeLimitLosesWholeLinesAndLoggingRecovers) {
+    // Process-wide settings, restored below; the tests of this program run one at a time.
+    struct rlimit saved {};
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved));
+    auto previous = std::signal(SIGXFSZ, SIG_IGN);
     TempFolder dir;
-    LogSession session(dir.Path().string(), "W", 3);
-    CULog* log = CULog::GetInstance().get();
-    EXPECT_TRUE(log->WriteFileString(Str("raw line\r\n")));
-    EXPECT_FALSE(log->WriteFileString(CUSharedPtr<CUStringMac>()));
-    EXPECT_EQ("raw line\r\n", ReadFile(dir.File("W0.log")));
-    z_WriteSystemInfo(CUSharedPtr<CUStringMac>()); // nothing to write to: nothing happens
-    EXPECT_EQ(2, std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()))
-        << "the ring's file and state only";
+    LoseWholeLinesAndRecover([](bool ok, std::string const& what) { EXPECT_TRUE(ok) << what; },
+                             dir.Path().string(),
+                             [&] {
+                                 struct rlimit limit = saved;
+                                 limit.rlim_cur = 1000;
+                                 EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+                             },
+                             [&] { setrlimit(RLIMIT_FSIZE, &saved); });
+    std::signal(SIGXFSZ, previous);
+}
+
+// Ten lines first, so that the file ends inside a block the filler cannot take: the line that
+// crosses into the next block is the one refused.
+TEST(CULog, FullDiskLosesWholeLinesAndLoggingRecovers) {
+    TempFolder dir;
+    std::string const root = dir.Path().string(), filler = root + "/filler";
+    RunOnSmallDisk(root, "64k", [&](ChildReport& report) {
+        LoseWholeLinesAndRecover([&](bool ok, std::string const& what) { report.Expect(ok, what); },
+                                 root, [&] { FillDisk(filler); },
+                                 [&] { std::remove(filler.c_str()); });
+    });
 }
