@@ -117,5 +117,6 @@ _CURange CUStream::CalcReadRange(unsigned long long count, long long offset,
     if (end <= start) {
         return _CURange{0, 0};
     }
-    return _CURange{start, start + count <= end ? count : end - start};
+    // Compared as what is left, not as start + count: a count near 2^64 must not wrap past end.
+    return _CURange{start, count <= end - start ? count : end - start};
 }
