@@ -118,8 +118,7 @@ TEST(CUStringMac, ConstructorsReadTheirEncodingAndLengthAndCountCharacters) {
     EXPECT_EQ(u"", units(CUStringMac(five, 1)));
     EXPECT_EQ("(null)", utf8(CUStringMac(static_cast<__CFString const*>(nullptr))));
     CUStringMac fromNullPointer{Ptr()};
-    CUStringMac copyOfNull(fromNullPointer);
-    EXPECT_TRUE(isNullText(copyOfNull));
+    EXPECT_TRUE(isNullText(CUStringMac(fromNullPointer)));
     CUStringMac empty;
     EXPECT_STREQ("", static_cast<char const*>(empty));
     // Units and characters, up to an unpaired surrogate.
@@ -153,19 +152,16 @@ TEST(CUStringMac, InvalidBytesGiveANullTextThatFailsEverything) {
 }
 
 TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
-    // The size asked with no buffer, for "abc": the worst case per character, and a terminator.
-    std::pair<_CUString_CharCode, unsigned int> const sizes[] = {
-        {kUtf8, 12}, {kUtf16, 8}, {kAscii, 4}};
     // Mixed widths (1 to 4 UTF-8 bytes), so cuts fall inside characters.
     Ptr text = S("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8C\x8D"
                  "b");
     std::string const full = utf8(*text);
-    for (auto [code, worst] : sizes) {
+    // Asked with no buffer: the worst case for its six units and a terminator.
+    for (auto [code, worst, reserve] :
+         {std::tuple(kUtf8, 21u, 3u), std::tuple(kUtf16, 14u, 2u), std::tuple(kAscii, 7u, 1u)}) {
         unsigned int need = 0;
-        EXPECT_EQ(kOk, S("abc")->GetString(nullptr, code, need));
+        EXPECT_EQ(kOk, text->GetString(nullptr, code, need));
         EXPECT_EQ(worst, need);
-        text->GetString(nullptr, code, need);
-        unsigned int reserve = worst / 4;
         for (unsigned int size = 1; size <= need + 8; ++size) {
             SCOPED_TRACE(testing::Message() << "code " << code << " size " << size);
             std::vector<char> buffer(size + 16, 'Z');
