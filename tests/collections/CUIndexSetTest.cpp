@@ -8,7 +8,6 @@
 
 TEST(CUMutableIndexSet, KeepsDistinctNonNegativeIndexesInOrderAndAnswersNoIndexWhenEmpty) {
     CUSharedPtr<CUIndexSet> empty = CUIndexSet::Create();
-    EXPECT_EQ(1, empty->GetRetainCount());
     EXPECT_EQ(0, empty->Init());
     EXPECT_EQ(-1, CUIndexSet::noIndex);
     EXPECT_EQ(CUIndexSet::noIndex, empty->FirstIndex());
