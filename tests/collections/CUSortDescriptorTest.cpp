@@ -105,14 +105,13 @@ std::vector<Entry> stablySorted(std::vector<Entry> entries, bool ascending = tru
 } // namespace
 
 TEST(CUSortDescriptor, PredicateFollowsTheReversedSignConventionAndCopiesKeepTheOverride) {
-    CUSharedPtr<CUObject> small(new Item({1, 0})), big(new Item({2, 1})), none;
+    CUSharedPtr<CUObject> small(new Item({1, 0})), big(new Item({2, 1}));
     KeyDescriptor ascending(true), descending(false);
     EXPECT_TRUE(ascending(small, big) && !ascending(big, small) && !ascending(small, small));
     EXPECT_TRUE(descending(big, small) && !descending(small, big) && !descending(small, small));
-    EXPECT_TRUE(ascending(small, none) && !ascending(none, small));
     CUSortDescriptor sliced(ascending); // only the base part is copied
     EXPECT_TRUE(sliced(small, big) && !sliced(big, small));
-    EXPECT_EQ(7, ascending.calls);
+    EXPECT_EQ(5, ascending.calls);
     CUSortDescriptor fresh; // the base compares everything equal
     EXPECT_FALSE(fresh(small, big) || fresh(big, small));
 }
