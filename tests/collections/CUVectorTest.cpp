@@ -18,15 +18,6 @@ std::string describe(CUSharedPtr<CUVector<T>> v,
 
 } // namespace
 
-TEST(CUVector, FactoriesGiveEmptyVectorsHeldOnceAndCheckedByType) {
-    auto v = CreateCUVectorSInt32();
-    EXPECT_EQ(1, v->GetRetainCount());
-    EXPECT_TRUE(v->empty());
-    CUSharedPtr<CUObject> asObject = v;
-    EXPECT_EQ(v.get(), CUSharedPtr<CUVector<int>>(asObject).get());
-    EXPECT_FALSE(CUSharedPtr<CUVector<unsigned int>>(asObject));
-}
-
 TEST(CUVector, DescriptionPrintsEveryWidthInFull) {
     EXPECT_EQ("{}", describe(CreateCUVectorUInt64(), {}));
     EXPECT_EQ("{ 255, 0}", describe(CreateCUVectorUInt8(), {255, 0}));

@@ -8,7 +8,6 @@
 
 TEST(CUEnvironment, ProcessorCountIsTheAffinityOfTheCallingThread) {
     cpu_set_t original;
-    CPU_ZERO(&original);
     ASSERT_EQ(0, sched_getaffinity(0, sizeof original, &original));
     EXPECT_EQ(CPU_COUNT(&original), CUEnvironment::ProcessorCount());
     int seen = -1; // narrow a helper thread's affinity to its first processor and ask from there

@@ -1,7 +1,7 @@
-// CUDictionary: key order, stored key copies, null keys and values, collation-equal keys.
-#include "collections/Texts.h"
-
+// CUArray and CUDictionary: element access, editing, shallow copies, key order, stored key
+// copies, null keys and values, collation-equal keys and the text forms.
 #include <VarnUtilityLib/CUDictionary.h>
+#include <VarnUtilityLib/CUMutableArray.h>
 #include <VarnUtilityLib/CUMutableDictionary.h>
 
 #include "platform/Text.h"
@@ -18,6 +18,33 @@ namespace {
 
 using Dict = CUSharedPtr<CUMutableDictionary>;
 
+CUSharedPtr<CUStringMac> text(char const* utf8) {
+    return CUSharedPtr<CUStringMac>(new CUStringMac(utf8, CUString_CharCode_UTF8));
+}
+
+// "null" for a null object, "<not a string>" for another class.
+std::string textOf(CUSharedPtr<CUObject> const& object) {
+    CUSharedPtr<CUStringMac> s = object;
+    return !object ? "null" : s ? static_cast<char const*>(*s) : "<not a string>";
+}
+
+// The elements' texts, comma-separated.
+std::string joined(CUSharedPtr<CUArray> const& array) {
+    std::string out;
+    for (unsigned long i = 0; i < array->Count(); ++i) {
+        out += (i ? "," : "") + textOf(array->ObjectAtIndex(i));
+    }
+    return out;
+}
+
+CUSharedPtr<CUMutableArray> arrayOf(std::initializer_list<char const*> texts) {
+    CUSharedPtr<CUMutableArray> array(new CUMutableArray());
+    for (char const* t : texts) {
+        array->AddObject(t ? CUSharedPtr<CUObject>(text(t)) : CUSharedPtr<CUObject>());
+    }
+    return array;
+}
+
 // "key=value" for each entry, in key order, through AllKeys and ObjectForKey.
 std::string contents(CUSharedPtr<CUDictionary> const& dictionary) {
     std::string out;
@@ -29,17 +56,92 @@ std::string contents(CUSharedPtr<CUDictionary> const& dictionary) {
     return out;
 }
 
-// Texts made of random pieces, up to `most` of them.
-std::string randomText(std::mt19937& rng, std::vector<std::string> const& pieces, int least,
-                       int most) {
-    std::string t;
-    for (int n = least + static_cast<int>(rng() % (most - least + 1)); n > 0; --n) {
-        t += pieces[rng() % pieces.size()];
-    }
-    return t;
+} // namespace
+
+TEST(CUArray, OutOfRangeAccessGivesNullOrFalseAndChangesNothing) {
+    CUSharedPtr<CUArray> empty(new CUArray());
+    EXPECT_FALSE(empty->ObjectAtIndex(0) || empty->LastObject() || empty->RemoveAtIndex(0));
+    CUSharedPtr<CUArray> array = arrayOf({"a", "b", "c"});
+    EXPECT_FALSE(array->ObjectAtIndex(3) || array->ObjectAtIndex(static_cast<unsigned long>(-1)));
+    EXPECT_FALSE(array->RemoveAtIndex(3));
+    EXPECT_EQ("c", textOf(array->LastObject()));
+    EXPECT_TRUE(array->RemoveAtIndex(1));
+    EXPECT_EQ("a,c", joined(array));
+    EXPECT_EQ(0u, CUArray(CUSharedPtr<CUArray>()).Count());
 }
 
-} // namespace
+// Each edit on [null, a, c]: indexes past the end and null arguments change nothing. Adding
+// the array to itself reallocates the sequence (capacity 4) while it is read.
+TEST(CUMutableArray, EditsChangeWhatTheyNameAndIgnoreIndexesPastTheEndAndNulls) {
+    using A = CUMutableArray&;
+    struct Row {
+        void (*edit)(A);
+        char const* after;
+    } const rows[] = {
+        {[](A a) { a.InsertObjectAtIndex(text("b"), 2); }, "null,a,b,c"},
+        {[](A a) { a.InsertObjectAtIndex(text("d"), a.Count()); }, "null,a,c,d"},
+        {[](A a) { a.InsertObjectAtIndex(text("z"), a.Count() + 1); }, "null,a,c"},
+        {[](A a) { a.RemoveObjectAtIndex(3); }, "null,a,c"},
+        {[](A a) { a.RemoveObjectAtIndex(0); }, "a,c"},
+        {[](A a) { a.RemoveObject(text("a")); }, "null,a,c"}, // an equal text is not the object
+        {[](A a) { a.RemoveObject(CUSharedPtr<CUObject>()); }, "null,a,c"}, // never a null one
+        {[](A a) {
+             a.AddObjectsFromArray(arrayOf({"b", nullptr}));
+         },
+         "null,a,c,b,null"},
+        {[](A a) { a.AddObjectsFromArray(CUSharedPtr<CUArray>()); }, "null,a,c"},
+        {[](A a) { a.AddObjectsFromArray(CUSharedPtr<CUArray>(&a)); }, "null,a,c,null,a,c"},
+        {[](A a) { a.SetArray(arrayOf({"x"})); }, "x"},
+        {[](A a) { a.SetArray(CUSharedPtr<CUArray>(&a)); }, ""}, // of itself: emptied
+        {[](A a) { a.RemoveAllObjects(); }, ""},
+        {[](A a) { a.GetInternalArray().push_back(text("b")); }, "null,a,c,b"}, // the live one
+    };
+    for (Row const& row : rows) {
+        CUSharedPtr<CUMutableArray> array = arrayOf({nullptr, "a", "c"});
+        row.edit(*array);
+        EXPECT_EQ(row.after, joined(array)) << "row " << &row - rows;
+    }
+}
+
+TEST(CUMutableArray, CopiesAndEditsHoldOneReferencePerElement) {
+    CUSharedPtr<CUObject> object(new CUObject);
+    {
+        CUSharedPtr<CUMutableArray> source(new CUMutableArray());
+        source->AddObject(object);
+        source->AddObject(object);
+        CUSharedPtr<CUMutableArray> copy(new CUMutableArray(source));
+        EXPECT_EQ(5, object->GetRetainCount());
+        source->AddObject(text("c"));
+        copy->RemoveObjectAtIndex(0);
+        EXPECT_EQ(3u, source->Count());
+        EXPECT_EQ(1u, copy->Count());
+        EXPECT_EQ(object.get(), copy->ObjectAtIndex(0).get());
+        copy->RemoveAllObjects();
+        EXPECT_EQ(3, object->GetRetainCount());
+        // RemoveObject takes only the first element that is the same object.
+        CUSharedPtr<CUMutableArray> array = arrayOf({nullptr, "a"});
+        array->AddObject(object);
+        array->AddObject(text("b"));
+        array->AddObject(object);
+        array->RemoveObject(object);
+        EXPECT_EQ("null,a,b,<not a string>", joined(array));
+        EXPECT_EQ(object.get(), array->ObjectAtIndex(3).get());
+    }
+    EXPECT_EQ(1, object->GetRetainCount());
+}
+
+TEST(CUArray, DescriptionListsEveryElementOnATabLedLine) {
+    EXPECT_EQ("{\n}", textOf(CUSharedPtr<CUArray>(new CUArray())->Description()));
+    CUSharedPtr<CUMutableArray> array = arrayOf({"x", nullptr, "na\xC3\xAFve \xF0\x9F\x8C\x8D"});
+    EXPECT_EQ("{\n\tx\n\t<NULL>\n\tna\xC3\xAFve \xF0\x9F\x8C\x8D\n}", textOf(array->Description()));
+    // Nested arrays are not indented further; their line feeds go in as they are.
+    CUSharedPtr<CUMutableArray> outer = arrayOf({"a"});
+    outer->AddObject(arrayOf({"b"}));
+    CUSharedPtr<CUObject> object(new CUObject);
+    outer->AddObject(object);
+    EXPECT_EQ("{\n\ta\n\t{\n\tb\n}\n\t" + textOf(object->Description()) + "\n}",
+              textOf(outer->Description()));
+}
 
 // Each edit on {ab: v, k: null}. Null keys and keys without text are refused; "a<SHY>b" is
 // the key "ab" (a soft hyphen is ignorable in collation) and the key first stored stays.
@@ -72,7 +174,6 @@ TEST(CUMutableDictionary, RefusesKeysWithoutTextAndStoresCollationEqualKeysOnce)
                      d->ObjectForKey(text("\xC3\x28")));
     }
     Dict d(new CUMutableDictionary());
-    EXPECT_EQ("{\n}", textOf(d->Description()));
     // Localized order: lower case before upper, alphabetical across case, accents after.
     for (char const* k : {"B", "a", "\u00E9", "e", "f", "A", "b"}) {
         d->SetObjectForKey(text(k), text(k));
@@ -116,54 +217,21 @@ TEST(CUDictionary, CopyKeepsItsEntriesAndDescriptionListsThemInKeyOrder) {
     source->SetObjectForKey(CUSharedPtr<CUObject>(), text("k"));
     CUSharedPtr<CUDictionary> copy(new CUDictionary(source));
     source->SetObjectForKey(text("caf\u00E9"), text("\u65E5"));
-    // Values are written by their own Description (nesting: CUArrayTest).
+    // Values are written by their own Description (nesting: the array test).
     EXPECT_EQ("{\n\tKey:a,\tVal:x\n\tKey:k,\tVal:<NULL>\n\tKey:\u65E5,\tVal:caf\u00E9\n}",
               textOf(source->Description()));
     source->RemoveAllObjects();
     EXPECT_EQ("a=x,k=null", contents(copy));
 }
 
-// Keys compare through copied leading units and collation-key bytes; that must order exactly
-// as CUStringMac::operator< does, also for prefixes, accents, marks and ignorable characters.
-TEST(CUDictionary, KeyOrderAgreesWithTheStringOrder) {
-    // clang-format off
-    std::vector<std::string> const pieces = {"a", "b", "A", "\u00E9", "e\u0301", "e", "\u00AD",
-        "abcdefgh", "z", "\uFF21", "1", "-", " ", "\U0001F30D"};
-    // clang-format on
-    std::mt19937 rng(2024);
-    std::vector<CUSharedPtr<CUStringMac>> texts;
-    for (int i = 0; i < 400; ++i) {
-        std::string const t = randomText(rng, pieces, 0, 5);
-        texts.push_back(text(t.c_str()));
-        if (i % 4 == 0 && !t.empty()) {
-            texts.push_back(text(t.substr(0, t.size() - 1).c_str())); // often a prefix (or invalid)
-        }
-    }
-    int checked = 0;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        for (std::size_t j = 0; j < texts.size(); j += 7) {
-            CUStringMac& a = *texts[i];
-            CUStringMac& b = *texts[(i + j) % texts.size()];
-            if (static_cast<__CFString const*>(a) == nullptr ||
-                static_cast<__CFString const*>(b) == nullptr) {
-                continue;
-            }
-            CUDictionaryKey ka(a), kb(b);
-            int const expected = a < b ? -1 : b < a ? 1 : 0;
-            ASSERT_EQ(expected, CUDictionaryKeyOrder::Compare(ka.info, kb.info))
-                << static_cast<char const*>(a) << " vs " << static_cast<char const*>(b);
-            ++checked;
-        }
-    }
-    EXPECT_GT(checked, 10000);
-}
-
-// Large dictionaries answer through a hash of the whole collation key: it must agree with the
-// tree's equality for texts that differ only by ignorable characters, composition or nothing,
-// across growth, removals, emptying and a locale change.
-TEST(CUMutableDictionary, HashedLookUpsAgreeWithTheKeyOrderThroughChanges) {
-    std::vector<std::string> const pieces = {"a",      "b", "A",      "\u00E9", "e\u0301",
-                                             "\u00AD", "c", "\uFF21", "-",      "x"};
+// Keys compare through copied leading units and collation-key bytes, and large dictionaries
+// answer through a hash of the whole collation key: both must agree with the strings' own
+// order and equality for prefixes, long texts, accents, marks and ignorable characters, across
+// growth, removals, emptying and a locale change.
+TEST(CUMutableDictionary, HashedLookUpsAndKeyOrderAgreeWithTheStringsThroughChanges) {
+    std::vector<std::string> const pieces = {"a",       "b",      "A",          "\u00E9",
+                                             "e\u0301", "\u00AD", "c",          "\uFF21",
+                                             "-",       "x",      "abcdefghij", "\U0001F30D"};
     std::mt19937 rng(7);
     // The model: entries in insertion order, found by the strings' own equality.
     std::vector<std::pair<CUSharedPtr<CUStringMac>, std::string>> model;
@@ -172,15 +240,25 @@ TEST(CUMutableDictionary, HashedLookUpsAgreeWithTheKeyOrderThroughChanges) {
             return !(*entry.first < k) && !(k < *entry.first);
         });
     };
+    Dict d(new CUMutableDictionary());
+    auto keysAscend = [&] {
+        CUSharedPtr<CUArray> keys = d->AllKeys();
+        for (unsigned long i = 1; i < keys->Count(); ++i) {
+            CUSharedPtr<CUStringMac> a = keys->ObjectAtIndex(i - 1), b = keys->ObjectAtIndex(i);
+            ASSERT_TRUE(*a < *b) << textOf(a) << " before " << textOf(b);
+        }
+    };
     char const* saved = std::getenv("LANG");
     std::string const previous = saved ? saved : "";
-    Dict d(new CUMutableDictionary());
     for (int step = 0; step < 6000; ++step) {
         if (step == 3000) {
             ::setenv("LANG", "de_DE.UTF-8", 1);
             varn::platform::ResetCollationLocale();
         }
-        std::string t = randomText(rng, pieces, 1, 4);
+        std::string t;
+        for (int n = 1 + static_cast<int>(rng() % 4); n > 0; --n) {
+            t += pieces[rng() % pieces.size()];
+        }
         // A text and itself followed by an ignorable character are two keys (the shorter is a
         // prefix) though each equals that text with the character moved to the front: no
         // model can hold such a trio consistently, so texts never end with one.
@@ -203,6 +281,9 @@ TEST(CUMutableDictionary, HashedLookUpsAgreeWithTheKeyOrderThroughChanges) {
             if (at != model.end()) {
                 model.erase(at);
             }
+        }
+        if (step % 1500 == 1499) {
+            keysAscend();
         }
         if (step == 1500 || step == 4500) {
             d->RemoveAllObjects();
