@@ -27,7 +27,7 @@ class RecordingThread : public CUThread {
 
 } // namespace
 
-TEST(CUThread, RunsTheBodyWithItsDataAndJoinWaitsForTheEndOnce) {
+TEST(CUThread, RunsTheBodyWithItsDataJoinWaitsForTheEndOnceAndTheBaseBodyDoesNothing) {
     RecordingThread idle;
     idle.Join(); // before Start: at once
     EXPECT_TRUE(idle.WaitOne());
@@ -43,11 +43,7 @@ TEST(CUThread, RunsTheBodyWithItsDataAndJoinWaitsForTheEndOnce) {
     EXPECT_EQ(&payload, thread.seenData.load());
     EXPECT_EQ(&payload, CUThread::ThreadFunc_static_Common(&thread))
         << "the entry returns the body's result";
-}
-
-TEST(CUThread, BaseBodyEndsAtOnceWithANullResult) {
-    CUThread plain;
-    EXPECT_EQ(nullptr, plain.ThreadFunc());
+    CUThread plain; // the base body ends at once with a null result
     EXPECT_EQ(nullptr, CUThread::ThreadFunc_static(&plain));
     EXPECT_EQ(nullptr, CUThread::ThreadFunc_static_Common(nullptr));
     EXPECT_EQ(0, plain.Start(nullptr));
