@@ -1,6 +1,5 @@
-// The lock family: recursive locking across threads, the monitor and the guard.
+// The locks: recursive locking across threads, the do-nothing base, the monitor and the guard.
 #include <VarnUtilityLib/CUAutoLock.h>
-#include <VarnUtilityLib/CUMutex.h>
 #include <VarnUtilityLib/CURecursiveLock.h>
 #include <VarnUtilityLib/CUSimpleMonitor.h>
 
@@ -41,25 +40,11 @@ TEST(CURecursiveLock, IsFreeForOthersOnlyAfterAsManyUnlocksAsLocks) {
     other.join();
 }
 
-// Whether another thread may release it is the system's answer, not this class's.
-TEST(CUMutex, WaitsRecursivelyAndReportsEachReleaseAsSuccess) {
-    CUMutex mutex;
-    EXPECT_TRUE(mutex.WaitOne() && mutex.WaitOne());
-    EXPECT_EQ(0, mutex.ReleaseMutex());
-    EXPECT_EQ(0, mutex.ReleaseMutex());
-    EXPECT_NE(nullptr, mutex.GetMutex());
-}
-
-TEST(CUWaitHandle, BaseWaitReturnsFalseAndTheBaseLockDoesNothing) {
-    CUWaitHandle handle;
-    EXPECT_FALSE(handle.WaitOne());
+TEST(CUAutoLock, MonitorAndGuardSkipNullLocksBalanceTheirCallsAndASharedGuardKeepsItsLock) {
     CULockAbstract base;
     base.Lock();
-    base.Lock(); // would deadlock if it held anything
+    base.Lock(); // would deadlock if the base held anything
     base.Unlock();
-}
-
-TEST(CUAutoLock, MonitorAndGuardSkipNullLocksBalanceTheirCallsAndASharedGuardKeepsItsLock) {
     CUSimpleMonitor::Enter(static_cast<CULockAbstract*>(nullptr));
     CUSimpleMonitor::Exit(static_cast<CULockAbstract*>(nullptr));
     CUSimpleMonitor::Enter(CUSharedPtr<CULockAbstract>());
