@@ -1,4 +1,6 @@
 // CUPerformanceCounter: elapsed time and its texts, on a fake clock and then the real one.
+#include "support/FileTesting.h"
+
 #include <VarnUtilityLib/CUEnvironment.h>
 #include <VarnUtilityLib/CUPerformanceCounter.h>
 
@@ -7,19 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <string>
 
-namespace {
-
-std::atomic<unsigned long long> g_fakeTicks{0};
-
-std::string text(CUPerformanceCounter& counter) {
-    std::string out;
-    counter.Description()->GetString(out);
-    return out;
-}
-
-} // namespace
+using varn::test::Text;
 
 TEST(CUPerformanceCounter, ShowsIntervalsInThreeUnitsAndMissingOrTinyOnesAsAnErrorOnBothClocks) {
     struct {
@@ -33,16 +24,17 @@ TEST(CUPerformanceCounter, ShowsIntervalsInThreeUnitsAndMissingOrTinyOnesAsAnErr
         {1000, 4000000999, 3999999,
          "Processing time:3999999micro sec, 3999msec, 3sec."}, // truncated
     };
-    varn::platform::SetTickSourceForTesting([]() -> std::uint64_t { return g_fakeTicks.load(); });
+    static std::atomic<unsigned long long> ticks{0}; // the fake clock
+    varn::platform::SetTickSourceForTesting([]() -> std::uint64_t { return ticks.load(); });
     for (auto const& row : rows) {
         SCOPED_TRACE(testing::Message() << row.start << " to " << row.end);
         CUPerformanceCounter counter;
-        g_fakeTicks.store(row.start);
+        ticks.store(row.start);
         EXPECT_EQ(row.start, counter.StartCounter());
-        g_fakeTicks.store(row.end);
+        ticks.store(row.end);
         EXPECT_EQ(row.end, counter.EndCounter());
         EXPECT_EQ(row.micro, counter.GetProcessingTime());
-        EXPECT_EQ(row.text, text(counter));
+        EXPECT_EQ(row.text, Text(counter.Description()));
     }
     varn::platform::SetTickSourceForTesting(nullptr);
     CUPerformanceCounter real; // the monotonic clock itself

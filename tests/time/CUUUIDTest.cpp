@@ -89,7 +89,6 @@ TEST(CUUUID, EveryFormMadeFromTheSameBytesIsEqualAndConvertsBackAndHandlesAreCop
         CUUUID::Create(record),
         CUUUID::Create(handle),
         CUUUID::Create(model),
-        CUSharedPtr<CUUUID>(new CUUUID(model)),
         CUSharedPtr<CUUUID>(new CUUUID(assigned)),
     };
     for (std::size_t i = 0; i < std::size(made); ++i) {
@@ -105,5 +104,4 @@ TEST(CUUUID, EveryFormMadeFromTheSameBytesIsEqualAndConvertsBackAndHandlesAreCop
     EXPECT_EQ(fromHandle.GetUUIDRef(), own);
     fromHandle.SetUUIDRef(own); // setting the handle it holds changes nothing
     EXPECT_EQ(own, fromHandle.GetUUIDRef());
-    EXPECT_EQ(9, bytesOf(fromHandle)[0]);
 }
