@@ -1,9 +1,12 @@
 // The public interface as applications compile against it: class relations, spelled names and
-// enumerator values, checked when this file compiles (exports: scripts/check-exports.sh).
+// enumerator values, checked when this file compiles (exports: scripts/check-exports.sh); then
+// the exported globals and CUObject's allocation forms, run through the shared library.
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -74,4 +77,22 @@ TEST(ApiSurface, GlobalsAndPlatformHandlesAreExported) {
     EXPECT_EQ(u'h', CUPlatformStringGetUnits(handle)[0]);
     CUPlatformRelease(CUPlatformStringRetain(handle));
     CUPlatformRelease(handle);
+}
+
+template <std::size_t Size, std::size_t Align> struct alignas(Align) Sized : CUObject {
+    unsigned char bytes[Size] = {};
+};
+
+// Small, large (past any small block) and over-aligned types, and placement new.
+TEST(CUObject, AllocationFormsAreExported) {
+    CUSharedPtr<CUStringMac> string(new CUStringMac("text", CUString_CharCode_UTF8));
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(static_cast<void*>(string.get())) % 8);
+    CUSharedPtr<Sized<100, 64>> wide(new Sized<100, 64>);
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(wide.get()) % 64);
+    CUSharedPtr<Sized<4000, 8>> large(new Sized<4000, 8>);
+    large->bytes[3999] = 1;
+    alignas(CUStringMac) unsigned char storage[sizeof(CUStringMac)];
+    auto* inPlace = new (storage) CUStringMac("here", CUString_CharCode_UTF8);
+    EXPECT_EQ(4, inPlace->Length());
+    inPlace->~CUStringMac();
 }

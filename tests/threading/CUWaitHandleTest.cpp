@@ -1,7 +1,10 @@
-// Automatic and manual events with one and two waiters. "Still blocked" is checked by giving a
-// waiter time to return wrongly: a correct event never fails, a broken one almost always.
+// The wait handles: automatic and manual events with one and two waiters, the mutex, the base
+// handle and threads. "Still blocked" is checked by giving a waiter time to return wrongly: a
+// correct event never fails, a broken one almost always.
 #include <VarnUtilityLib/CUAutoResetEvent.h>
 #include <VarnUtilityLib/CUManualResetEvent.h>
+#include <VarnUtilityLib/CUMutex.h>
+#include <VarnUtilityLib/CUThread.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,6 +51,22 @@ struct Waiters {
 
     std::atomic<int> returned{0};
     std::vector<std::jthread> threads; // last, so joined first
+};
+
+// Sleeps a little, then records its data and that it ran.
+class RecordingThread : public CUThread {
+  public:
+    // The subclass joins first: by the time ~CUThread runs, this part is gone and a thread
+    // still starting would call the base body.
+    ~RecordingThread() override { Join(); }
+    void* ThreadFunc() override {
+        std::this_thread::sleep_for(50ms);
+        seenData.store(GetData());
+        runs.fetch_add(1);
+        return GetData();
+    }
+    std::atomic<void*> seenData{nullptr};
+    std::atomic<int> runs{0};
 };
 
 } // namespace
@@ -99,4 +118,40 @@ TEST(CUEventWaitHandle, DestroyingAnEventReleasesItsWaitersEvenThoseASetDidNotWa
     int status = 0;
     ASSERT_EQ(child, waitpid(child, &status, 0));
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a waiter stayed blocked";
+}
+
+// Whether another thread may release it is the system's answer, not this class's.
+TEST(CUMutex, WaitsRecursivelyAndReportsEachReleaseAsSuccess) {
+    CUMutex mutex;
+    EXPECT_TRUE(mutex.WaitOne() && mutex.WaitOne());
+    EXPECT_EQ(0, mutex.ReleaseMutex());
+    EXPECT_EQ(0, mutex.ReleaseMutex());
+    EXPECT_NE(nullptr, mutex.GetMutex());
+}
+
+TEST(CUWaitHandle, BaseWaitReturnsFalse) {
+    CUWaitHandle handle;
+    EXPECT_FALSE(handle.WaitOne());
+}
+
+TEST(CUThread, RunsTheBodyWithItsDataJoinWaitsForTheEndOnceAndTheBaseBodyDoesNothing) {
+    RecordingThread idle;
+    idle.Join(); // before Start: at once
+    EXPECT_TRUE(idle.WaitOne());
+    EXPECT_EQ(0, idle.runs.load());
+    RecordingThread thread;
+    int payload = 42;
+    EXPECT_EQ(nullptr, thread.GetData());
+    EXPECT_EQ(0, thread.Start(&payload));
+    EXPECT_EQ(&payload, thread.GetData());
+    EXPECT_TRUE(thread.WaitOne()); // joins
+    EXPECT_EQ(1, thread.runs.load()) << "the wait returned before the body ended";
+    thread.Join();
+    EXPECT_EQ(&payload, thread.seenData.load());
+    EXPECT_EQ(&payload, CUThread::ThreadFunc_static_Common(&thread))
+        << "the entry returns the body's result";
+    CUThread plain; // the base body ends at once with a null result
+    EXPECT_EQ(nullptr, CUThread::ThreadFunc_static(&plain));
+    EXPECT_EQ(nullptr, CUThread::ThreadFunc_static_Common(nullptr));
+    EXPECT_EQ(0, plain.Start(nullptr));
 }
