@@ -1,6 +1,8 @@
 // Helpers of the XML tests: strings, an in-memory stream, generated documents, tree texts.
 #pragma once
 
+#include "support/FileTesting.h"
+
 #include <VarnUtilityLib/CUMutableArray.h>
 #include <VarnUtilityLib/CUMutableDictionary.h>
 #include <VarnUtilityLib/CUStream.h>
@@ -12,57 +14,42 @@
 #include <type_traits>
 #include <utility>
 
-inline CUSharedPtr<CUStringMac> Str(std::string const& utf8) {
-    return CUSharedPtr<CUStringMac>(new CUStringMac(
-        utf8.data(), static_cast<unsigned int>(utf8.size()), CUString_CharCode_UTF8));
-}
-
+using varn::test::Str;
 inline std::string Utf8(CUSharedPtr<CUStringMac> const& text) {
-    if (!text) {
-        return "<null>";
-    }
-    char const* bytes = static_cast<char const*>(*text);
-    return bytes != nullptr ? bytes : "";
+    return varn::test::Text(text);
 }
 
-// A readable and writable stream over a std::string with a position, like a file stream
-// but in memory. `acceptLimit` caps how many bytes one Write takes.
+// An in-memory stream that reads and writes at an offset from where `origin` says (its start,
+// its position or its end); one Write takes at most `acceptLimit` bytes.
 class BufferStream : public CUStream {
   public:
-    explicit BufferStream(std::string initial = {}) : m_bytes(std::move(initial)) { Sync(); }
-
-    bool CanRead() override { return true; }
-    bool CanWrite() override { return true; }
-    bool CanSeek() override { return true; }
+    explicit BufferStream(std::string initial = {}) : m_bytes(std::move(initial)) {
+        m_nLength = m_bytes.size();
+    }
 
     unsigned long long Read(unsigned char* out, unsigned long long count, long long offset,
                             CUStream_Seek_Origin origin) override {
-        unsigned long long start = Start(offset, origin);
-        if (start >= m_bytes.size()) {
-            return 0;
-        }
-        unsigned long long n = std::min<unsigned long long>(count, m_bytes.size() - start);
+        unsigned long long start = At(offset, origin);
+        unsigned long long n = start < m_bytes.size()
+                                   ? std::min<unsigned long long>(count, m_bytes.size() - start)
+                                   : 0;
         std::memcpy(out, m_bytes.data() + start, n);
         return n;
     }
 
     unsigned long long Write(unsigned char* in, unsigned long long count, long long offset,
                              CUStream_Seek_Origin origin) override {
-        unsigned long long start = Start(offset, origin);
-        unsigned long long n = std::min<unsigned long long>(count, acceptLimit);
-        if (m_bytes.size() < start + n) {
-            m_bytes.resize(start + n);
-        }
-        std::memcpy(m_bytes.data() + start, in, n);
+        unsigned long long start = At(offset, origin), n = std::min(count, acceptLimit);
+        m_bytes.resize(std::max<unsigned long long>(m_bytes.size(), start));
+        m_bytes.replace(start, n, reinterpret_cast<char const*>(in), n);
         m_nPosition = start + n;
+        m_nLength = m_bytes.size();
         ++writeCalls;
-        Sync();
         return n;
     }
 
     unsigned long long Seek(long long offset, CUStream_Seek_Origin origin) override {
-        m_nPosition = Start(offset, origin);
-        return m_nPosition;
+        return m_nPosition = At(offset, origin);
     }
 
     std::string const& Bytes() const { return m_bytes; }
@@ -71,16 +58,10 @@ class BufferStream : public CUStream {
     int writeCalls = 0;
 
   private:
-    unsigned long long Start(long long offset, CUStream_Seek_Origin origin) const {
-        long long base =
-            origin == CUStream_Seek_Origin_Current ? static_cast<long long>(m_nPosition)
-            : origin == CUStream_Seek_Origin_End   ? static_cast<long long>(m_bytes.size())
-                                                   : 0;
-        return static_cast<unsigned long long>(std::max(0LL, base + offset));
-    }
-    void Sync() {
-        m_nLength = m_bytes.size();
-        m_readableRange = {0, m_nLength};
+    unsigned long long At(long long offset, CUStream_Seek_Origin origin) const {
+        return offset + (origin == CUStream_Seek_Origin_Current ? m_nPosition
+                         : origin == CUStream_Seek_Origin_End   ? m_nLength
+                                                                : 0);
     }
 
     std::string m_bytes;
