@@ -101,7 +101,8 @@ TEST(CUXmlDomDocumentNode, LoadsGiveTheModelOrWhatARefusalKeptWithReasonAndPlace
          "<?xml version=\"1.0\"?>\n<r b=\"2\" a=\"x &amp; &#60;\"><?pi some data?><e/></r>",
          "?xml:version=\"1.0\" r(a=x & <,b=2)[?pi:some data e]", kExact},
         {"blank text dropped", "<a>\n  <b/>\n\t<c> </c>\r\n</a>", "a[b c]", kBoth},
-        {"merged text at its first piece", "<a><x/>a &lt; b<c/>c</a>", "a[x 'a < bc' c]", kExact},
+        {"merged text at its first piece, the five predefined entities",
+         "<a><x/>a &lt; b&gt;&amp;&quot;&apos;<c/>c</a>", "a[x 'a < b>&\"'c' c]", kExact},
         {"UTF-16", utf16, "a['x']", kExact},
         {"declared encoding, blanks around the equals sign",
          "<?xml version='1.0' encoding\t=\n'ISO-8859-1'?><a v='\xE9'>\xFC</a>",
@@ -223,7 +224,6 @@ TEST(CUXmlDomDocumentNode, WriteXmlWritesWhatLoadsAgainAndRefusesTheRest) {
         {"?> in PI data", {Pi("p", "a?>b")}, nullptr},
         {"PI target not a name", {Pi("p q", "d")}, nullptr},
         {"element name starting with a digit", {Element("1a")}, nullptr},
-        {"element name with a blank", {Element("a b")}, nullptr},
         {"element name with a symbol beyond ASCII", {Element("a\xE2\x82\xAC")}, nullptr},
         {"attribute name not a name", {Element("e", {{"k=\"1\"", "v"}})}, nullptr},
         {"lone surrogate", {Units(u"a\xD800")}, nullptr},
@@ -278,17 +278,10 @@ TEST(CUXmlDomDocumentNode, WriteXmlWritesWhatLoadsAgainAndRefusesTheRest) {
 }
 
 TEST(CUXmlDomDocumentNode, ShortStreamsNullStreamsAndNullListsFail) {
-    // A stream that hands back one byte less than asked for.
-    class ShortStream : public BufferStream {
-      public:
-        using BufferStream::BufferStream;
-        unsigned long long Read(unsigned char* out, unsigned long long count, long long offset,
-                                CUStream_Seek_Origin origin) override {
-            return BufferStream::Read(out, count > 1 ? count - 1 : count, offset, origin);
-        }
-    };
     auto doc = NewDoc();
-    EXPECT_EQ(doc->LoadXml(CUSharedPtr<CUStream>(new ShortStream("<a>x</a>"))), kCUStatusFailure);
+    CUSharedPtr<BufferStream> shortReads(new BufferStream("<a>x</a>"));
+    shortReads->readLimit = 7; // one byte less than asked for
+    EXPECT_EQ(doc->LoadXml(shortReads), kCUStatusFailure);
     EXPECT_EQ(doc->GetChildNodes()->Count(), 0u);
     Add(*doc, Element("a"));
     CUSharedPtr<BufferStream> stream(new BufferStream());

@@ -20,7 +20,8 @@ inline std::string Utf8(CUSharedPtr<CUStringMac> const& text) {
 }
 
 // An in-memory stream that reads and writes at an offset from where `origin` says (its start,
-// its position or its end); one Write takes at most `acceptLimit` bytes.
+// its position or its end); one Read gives at most `readLimit` bytes, one Write takes at most
+// `acceptLimit`.
 class BufferStream : public CUStream {
   public:
     explicit BufferStream(std::string initial = {}) : m_bytes(std::move(initial)) {
@@ -30,9 +31,8 @@ class BufferStream : public CUStream {
     unsigned long long Read(unsigned char* out, unsigned long long count, long long offset,
                             CUStream_Seek_Origin origin) override {
         unsigned long long start = At(offset, origin);
-        unsigned long long n = start < m_bytes.size()
-                                   ? std::min<unsigned long long>(count, m_bytes.size() - start)
-                                   : 0;
+        unsigned long long n =
+            start < m_bytes.size() ? std::min({count, readLimit, m_bytes.size() - start}) : 0;
         std::memcpy(out, m_bytes.data() + start, n);
         return n;
     }
@@ -54,7 +54,7 @@ class BufferStream : public CUStream {
 
     std::string const& Bytes() const { return m_bytes; }
 
-    unsigned long long acceptLimit = ~0ULL;
+    unsigned long long readLimit = ~0ULL, acceptLimit = ~0ULL;
     int writeCalls = 0;
 
   private:
