@@ -123,13 +123,6 @@ inline unsigned int LoadText(CUSharedPtr<CUXmlDomDocumentNode> const& doc,
     return doc->LoadXml(stream);
 }
 
-// The document's text as WriteXml makes it; `status` receives WriteXml's status.
-inline std::string WriteText(CUSharedPtr<CUXmlDomDocumentNode> const& doc, unsigned int* status) {
-    CUSharedPtr<BufferStream> stream(new BufferStream());
-    *status = doc->WriteXml(stream);
-    return stream->Bytes();
-}
-
 inline CUSharedPtr<CUXmlDomNode> Child(CUSharedPtr<CUXmlDomNode> const& node, unsigned long i) {
     return node->GetChildNodes()->ObjectAtIndex(i);
 }
