@@ -15,13 +15,7 @@ namespace {
 
 MountEntry mountAt(std::string point, unsigned major, unsigned minor, std::string type = "",
                    std::string source = "") {
-    MountEntry e;
-    e.mountPoint = std::move(point);
-    e.major = major;
-    e.minor = minor;
-    e.fsType = std::move(type);
-    e.source = std::move(source);
-    return e;
+    return {0, 0, major, minor, "", std::move(point), "", std::move(type), std::move(source), ""};
 }
 
 // A device walk in one line: name, chain, disk, type, then m (media removable), d (device

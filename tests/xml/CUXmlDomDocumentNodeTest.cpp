@@ -138,7 +138,6 @@ TEST(CUXmlDomDocumentNode, LoadsGiveTheModelOrWhatARefusalKeptWithReasonAndPlace
     // A successful load clears the reason; a null stream has one without a place.
     CUSharedPtr<CUXmlDomDocumentNode> doc(new CUXmlDomDocumentNode());
     EXPECT_NE(LoadText(doc, "<a>"), 0u);
-    EXPECT_EQ(Utf8(doc->GetLoadErrorReason()), "no element found");
     EXPECT_EQ(LoadText(doc, "<a/>"), 0u);
     EXPECT_FALSE(doc->GetLoadErrorReason());
     EXPECT_EQ(doc->GetLoadErrorLine(), 0u);

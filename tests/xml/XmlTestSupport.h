@@ -128,8 +128,7 @@ inline CUSharedPtr<CUXmlDomNode> Child(CUSharedPtr<CUXmlDomNode> const& node, un
 }
 
 // A compact text of a tree: an element as name(key=value,...)[children], a text as 'text', a
-// processing instruction as ?target:data, an entity reference as &name; children apart by
-// blanks.
+// processing instruction as ?target:data; children apart by blanks.
 inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
     std::string out;
     switch (node->GetNodeType()) {
@@ -150,8 +149,6 @@ inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
         return "'" + Utf8(node->GetNodeValue()) + "'";
     case CUXmlDomNodeType_ProcessingInstruction:
         return "?" + Utf8(node->GetNodeName()) + ":" + Utf8(node->GetNodeValue());
-    case CUXmlDomNodeType_EntityReference:
-        return "&" + Utf8(node->GetNodeName());
     default:
         break;
     }
