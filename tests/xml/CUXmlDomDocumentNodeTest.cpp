@@ -48,10 +48,6 @@ void RunRows(std::vector<Row> const& rows) {
 // nodes before it stay, the element it happened in does not, and a malformed document keeps
 // nothing.
 TEST(CUXmlDomDocumentNode, LoadsGiveTheModelOrWhatARefusalKeptWithReasonAndPlace) {
-    std::string utf16("\xFF\xFE", 2);
-    for (char c : std::string("<a>x</a>")) {
-        utf16 += {c, '\0'};
-    }
     // 10 MB from 1.8 kB, refused at the reference.
     std::string const amplifying = EntityChain(3, 100, 1000) + "<a>&e2;</a>";
     std::string const amplified = "!entity expansion more than 100 times the document@1:" +
@@ -94,7 +90,6 @@ TEST(CUXmlDomDocumentNode, LoadsGiveTheModelOrWhatARefusalKeptWithReasonAndPlace
         {"recursive entities", "<!DOCTYPE a [<!ENTITY a \"&b;\"><!ENTITY b \"&a;\">]><a>&a;</a>",
          "!entity &a; refers to itself or nests too deep@1:53"},
         {"expansion far beyond the document", amplifying, amplified.c_str()},
-        {"expansion within the limit", EntityChain(2, 3, 2) + "<a>&e1;</a>", "a['xxxxxx']"},
         {"still not well-formed", "<a><!-- x -- y --></a>",
          "!not well-formed (invalid token)@1:13"},
         {"declaration, attributes in key order, references, PI",
@@ -103,7 +98,7 @@ TEST(CUXmlDomDocumentNode, LoadsGiveTheModelOrWhatARefusalKeptWithReasonAndPlace
         {"blank text dropped", "<a>\n  <b/>\n\t<c> </c>\r\n</a>", "a[b c]", kBoth},
         {"merged text at its first piece, the five predefined entities",
          "<a><x/>a &lt; b&gt;&amp;&quot;&apos;<c/>c</a>", "a[x 'a < b>&\"'c' c]", kExact},
-        {"UTF-16", utf16, "a['x']", kExact},
+        {"UTF-16", std::string("\xFF\xFE<\0a\0>\0x\0<\0/\0a\0>\0", 18), "a['x']", kExact},
         {"declared encoding, blanks around the equals sign",
          "<?xml version='1.0' encoding\t=\n'ISO-8859-1'?><a v='\xE9'>\xFC</a>",
          "?xml:version='1.0' encoding\t=\n'ISO-8859-1' a(v=\xC3\xA9)['\xC3\xBC']", kExact},
@@ -276,7 +271,7 @@ TEST(CUXmlDomDocumentNode, WriteXmlWritesWhatLoadsAgainAndRefusesTheRest) {
     }
 }
 
-TEST(CUXmlDomDocumentNode, ShortStreamsNullStreamsAndNullListsFail) {
+TEST(CUXmlDomDocumentNode, StreamsAreWrittenAtTheirPositionReadWholeAndShortOrNullOnesFail) {
     auto doc = NewDoc();
     CUSharedPtr<BufferStream> shortReads(new BufferStream("<a>x</a>"));
     shortReads->readLimit = 7; // one byte less than asked for
@@ -292,13 +287,11 @@ TEST(CUXmlDomDocumentNode, ShortStreamsNullStreamsAndNullListsFail) {
     EXPECT_EQ(doc->WriteXmlMac(nullptr), kCUStatusFailure);
     EXPECT_EQ(CUXmlDomDocumentNode::CombineCuDomXmlEntityReferenceAndTextNodeMac(nullptr),
               kCUStatusFailure);
-}
-
-TEST(CUXmlDomDocumentNode, WritesAtTheStreamPositionAndLoadsFromTheFirstByte) {
+    // Written at the stream's position, loaded from its first byte whatever the position.
     std::string const head = "<!-- not ours -->", text = "<r a=\"1\">x &lt; y<e></e></r>";
-    auto doc = NewDoc();
+    doc = NewDoc();
     ASSERT_EQ(LoadText(doc, text), 0u);
-    CUSharedPtr<BufferStream> stream(new BufferStream(head));
+    stream = CUSharedPtr<BufferStream>(new BufferStream(head));
     stream->Seek(0, CUStream_Seek_Origin_End);
     ASSERT_EQ(doc->WriteXml(stream), 0u);
     EXPECT_EQ(stream->Bytes(), head + text);

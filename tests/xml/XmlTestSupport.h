@@ -167,9 +167,7 @@ inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
 // what it kept and then "!" with the reason and its place as "@line:column".
 inline std::string Outcome(std::string const& text, bool lenient) {
     CUSharedPtr<CUXmlDomDocumentNode> doc = NewDoc();
-    if (lenient) { // else the default, which is the exact load
-        doc->SetLenientLoad(true);
-    }
+    doc->SetLenientLoad(lenient);
     bool const loaded = LoadText(doc, text) == 0;
     std::string tree = TreeText(doc);
     tree = tree.size() >= 2 ? tree.substr(1, tree.size() - 2) : tree; // without #document[]
