@@ -16,8 +16,6 @@ namespace {
 struct T {
     explicit T(char16_t const* s) : text(vp::MakeText(std::u16string(s))) {}
     ~T() { vp::Release(text); }
-    T(T const&) = delete;
-    T& operator=(T const&) = delete;
     vp::Text const* text;
 };
 
