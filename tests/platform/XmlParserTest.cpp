@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 using varn::platform::EscapeXmlText;
@@ -41,15 +41,10 @@ std::string Shape(std::vector<XmlPiece> const& pieces) {
         case XmlPieceKind::ProcessingInstruction:
             out += "{?" + p.name + "|" + p.value + "}";
             break;
-        case XmlPieceKind::Comment:
-            out += "{!--}";
-            break;
-        case XmlPieceKind::CDataSection:
-            out += "{CDATA}";
-            break;
-        default:
-            out += "{DOCTYPE}";
-            break;
+        default: // the kinds the document model refuses
+            out += p.kind == XmlPieceKind::Comment        ? "{!--}"
+                   : p.kind == XmlPieceKind::CDataSection ? "{CDATA}"
+                                                          : "{DOCTYPE}";
         }
     }
     return out;
@@ -68,15 +63,14 @@ XmlPiece Piece(XmlPieceKind kind, std::string name = "", std::string value = "",
 } // namespace
 
 TEST(XmlParser, MalformedRefusedAndUndecodableInputFails) {
-    for (char const* bad :
-         {"", "hello", "<a>", "<a></b>", "<a/><b/>", "<a>]]></a>", "<a x=\"&foo;\"/>",
-          "<a x='1' y=\"&lt;&foo;\"/>", "<a x=\"1\" x=\"2\"/>",
-          "<?xml version=\"1.0\" encoding=\"US-ASCII\"?><a>\xE9</a>",
-          "<?xml version=\"1.0\" encoding=\"no-such-charset\"?><a/>", "<a>\xE9</a>",
-          "<a xmlns:xmlns=\"\"/>", "<a xmlns:xml=\"\"/>"}) {
+    for (char const* bad : {"", "<a>", "<a x=\"&foo;\"/>", "<a x='1' y=\"&lt;&foo;\"/>",
+                            "<?xml version=\"1.0\" encoding=\"US-ASCII\"?><a>\xE9</a>",
+                            "<?xml version=\"1.0\" encoding=\"no-such-charset\"?><a/>",
+                            "<a>\xE9</a>", "<a xmlns:xmlns=\"\"/>", "<a xmlns:xml=\"\"/>"}) {
         EXPECT_FALSE(Parse(bad).ok) << bad;
     }
     EXPECT_TRUE(Parse("<a xmlns:xml=\"http://www.w3.org/XML/1998/namespace\" xmlns:p=\"u\"/>").ok);
+    EXPECT_EQ(Parse("<a>\n</b>").error, "mismatched end tag </b> at line 2");
 }
 
 TEST(XmlParser, PiecesArriveAsTheReaderSeesThem) {
@@ -87,9 +81,7 @@ TEST(XmlParser, PiecesArriveAsTheReaderSeesThem) {
         // clang-format off
         {"<?xml version=\"1.0\" ?><a/>", "{?xml|version=\"1.0\" }<a></>"},
         {"<a><?go  fast\tnow?><?empty?></a>", "<a>{?go|fast\tnow}{?empty|}</>"},
-        {"<a>\n  <b> x </b>\r\n\t<c>y </c>  </a>", "<a><b>[ x ]</><c>[y ]</></>"}, // blank runs dropped
         {"<a>x\r\ny\rz</a>", "<a>[x\r\ny\rz]</>"}, // line ends kept
-        {"<a>x &amp;&quot; y</a>", "<a>[x ]&amp;&quot;[ y]</>"},
         {"<a>&lt; &gt;</a>", "<a>&lt;&gt;</>"},
         {"<a>x&foo;y</a>", "<a>[x]&foo;[y]</>"},
         {"<a>x&#60;&#x263A;y</a>", "<a>[x<\xE2\x98\xBAy]</>"},
@@ -97,8 +89,6 @@ TEST(XmlParser, PiecesArriveAsTheReaderSeesThem) {
         {"<a>t<!-- c --><![CDATA[<x>]]>u</a>", "<a>[t]{!--}{CDATA}[u]</>"},
         {"<?xml version=\"1.0\"?><!DOCTYPE a [<!ENTITY e \"v\">]><a>&e;</a>", "{?xml|version=\"1.0\"}{DOCTYPE}<a>&e;</>"},
         {"<a z=\"1 &amp; &#60;\" b='x&quot;y' c=\"l1&#10;l2\"/>", "<a z=1 & < b=x\"y c=l1\nl2></>"},
-        {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xE9</a>",
-         "{?xml|version=\"1.0\" encoding=\"ISO-8859-1\"}<a>[\xC3\xA9]</>"},
         {"<?xml version=\"1.0\" encoding=\"windows-1252\"?><b>\x80</b>",
          "{?xml|version=\"1.0\" encoding=\"windows-1252\"}<b>[\xE2\x82\xAC]</>"},
         {"\xEF\xBB\xBF<a>x</a>", "<a>[x]</>"},
@@ -111,42 +101,25 @@ TEST(XmlParser, PiecesArriveAsTheReaderSeesThem) {
         ASSERT_TRUE(r.ok) << row.in << ": " << r.error;
         EXPECT_EQ(row.pieces, Shape(r.topLevel)) << row.in;
     }
-    std::string le("\xFF\xFE", 2), be("\xFE\xFF", 2);
-    for (char16_t unit : std::u16string(u"<a>\u00E9</a>")) {
-        le += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
-        be += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
-    }
-    EXPECT_EQ("<a>[\xC3\xA9]</>", Shape(Parse(le).topLevel));
-    EXPECT_EQ("<a>[\xC3\xA9]</>", Shape(Parse(be).topLevel));
 }
 
 TEST(XmlParser, EscapeReplacesTheFiveMarkupCharactersAndProtectsBlanksTheReaderWouldDrop) {
-    EXPECT_EQ(EscapeXmlText("a<b>&'\"\r\n\xC3\xA9"), "a&lt;b&gt;&amp;&apos;&quot;&#13;\n\xC3\xA9");
-    EXPECT_EQ(EscapeXmlText(""), "");
-    EXPECT_EQ(EscapeXmlText("a b\tc"), "a b\tc");
     // Blanks the reader would drop between markup are written as references.
-    EXPECT_EQ(EscapeXmlText(" "), "&#32;");
-    EXPECT_EQ(EscapeXmlText("< >"), "&lt;&#32;&gt;");
-    EXPECT_EQ(EscapeXmlText("\t<x \n"), "&#9;&lt;x \n");
-    for (std::string text : {" ", "< >", " \r\n<\t", "a < b &  c", "&\n"}) {
-        XmlParseResult back =
-            Parse(SerializeXml({Piece(XmlPieceKind::Element, "a", "",
-                                      {Piece(XmlPieceKind::Text, "", EscapeXmlText(text))})}));
-        ASSERT_TRUE(back.ok) << back.error;
-        // Join what the reader gives back the way the document model's merging pass does.
-        std::string joined;
-        for (XmlPiece const& child : back.topLevel[0].children) {
-            joined += child.kind == XmlPieceKind::Text ? child.value
-                      : child.name == "lt"             ? "<"
-                      : child.name == "gt"             ? ">"
-                      : child.name == "amp"            ? "&"
-                                                       : "?";
-        }
-        EXPECT_EQ(joined, text);
+    std::pair<char const*, char const*> const rows[] = {
+        {"a<b>&'\"\r\n\xC3\xA9", "a&lt;b&gt;&amp;&apos;&quot;&#13;\n\xC3\xA9"},
+        {"a b\tc", "a b\tc"},
+        {" ", "&#32;"},
+        {"< >", "&lt;&#32;&gt;"},
+        {"\t<x \n", "&#9;&lt;x \n"},
+        {" \r\n<\t", "&#32;&#13;&#10;&lt;&#9;"},
+        {"&\n", "&amp;&#10;"},
+    };
+    for (auto const& [text, escaped] : rows) {
+        EXPECT_EQ(EscapeXmlText(text), escaped) << text;
     }
 }
 
-TEST(XmlParser, SerializerWritesTagsEscapedAttributesThatLoadBackAndAUtf8Declaration) {
+TEST(XmlParser, SerializerWritesTagsEscapedAttributesAndAUtf8Declaration) {
     XmlPiece root =
         Piece(XmlPieceKind::Element, "r", "",
               {Piece(XmlPieceKind::Element, "e"), Piece(XmlPieceKind::Text, "", "&lt;already"),
@@ -156,59 +129,16 @@ TEST(XmlParser, SerializerWritesTagsEscapedAttributesThatLoadBackAndAUtf8Declara
         SerializeXml({Piece(XmlPieceKind::ProcessingInstruction, "xml", "version=\"1.0\""), root}),
         "<?xml version=\"1.0\"?><r k=\"a&quot;&lt;&amp;&gt;'&#9;&#10;&#13;\" b=\"\">"
         "<e></e>&lt;already<?p ?></r>");
-    EXPECT_EQ(SerializeXml({}), "");
-    root.attributes = {{"k", " a\"<&>'\t\n\r\n  b "}};
-    XmlParseResult const back = Parse(SerializeXml({root}));
-    ASSERT_TRUE(back.ok) << back.error;
-    EXPECT_EQ(back.topLevel[0].attributes, root.attributes);
-
     using varn::platform::DeclarationForUTF8;
     EXPECT_EQ(DeclarationForUTF8("version=\"1.0\" encoding = \"ISO-8859-1\" standalone='no'"),
               "version=\"1.0\" encoding = \"UTF-8\" standalone='no'");
     EXPECT_EQ(DeclarationForUTF8("version='1.0' encoding='utf-8'"),
               "version='1.0' encoding='utf-8'");
-    EXPECT_EQ(DeclarationForUTF8("version='1.0'"), "version='1.0'");
     XmlPiece decl =
         Piece(XmlPieceKind::ProcessingInstruction, "xml", "version='1.0' encoding='UTF-16'");
     XmlPiece other = decl;
     other.name = "other";
-    std::string text = SerializeXml({decl, other, Piece(XmlPieceKind::Element, "a")});
-    EXPECT_EQ(text, "<?xml version='1.0' encoding='UTF-8'?><?other version='1.0' "
-                    "encoding='UTF-16'?><a></a>");
-    EXPECT_TRUE(Parse(text).ok);
-}
-
-namespace {
-
-// Records the events of a parse as one line each (the tree form shows the rest of them).
-class EventLog : public varn::platform::XmlEvents {
-  public:
-    void StartElement(char const* name, char const* const*) override {
-        lines.push_back(std::string("start ") + name);
-    }
-    void EndElement() override { lines.push_back("end"); }
-    void Text(std::string_view text) override { lines.push_back("text " + std::string(text)); }
-    void EntityReference(std::string_view name) override {
-        lines.push_back("ref " + std::string(name));
-    }
-    void ProcessingInstruction(std::string_view target, std::string_view data) override {
-        lines.push_back("pi " + std::string(target) + "|" + std::string(data));
-    }
-    void Refused(XmlPieceKind kind) override {
-        lines.push_back("refused " + std::to_string(static_cast<int>(kind)));
-    }
-    std::vector<std::string> lines;
-};
-
-} // namespace
-
-TEST(XmlParser, EventsStopAtAnErrorAndRefusedKindsAreReported) {
-    std::string const text = "<a><!-- c --><b>x</b><![CDATA[y]]></a><bad";
-    EventLog log;
-    std::string error;
-    EXPECT_FALSE(varn::platform::ParseXml(text.data(), text.size(), log, &error));
-    EXPECT_FALSE(error.empty());
-    std::vector<std::string> const expected = {"start a", "refused 5", "start b", "text x",
-                                               "end",     "refused 7", "end"};
-    EXPECT_EQ(log.lines, expected);
+    EXPECT_EQ(SerializeXml({decl, other, Piece(XmlPieceKind::Element, "a")}),
+              "<?xml version='1.0' encoding='UTF-8'?><?other version='1.0' "
+              "encoding='UTF-16'?><a></a>");
 }

@@ -26,9 +26,9 @@ bool HoldsRefusedMarkup(std::string const& bytes) {
 // comparing.
 void ExpectWritesBackToTheSameTree(CUSharedPtr<CUXmlDomDocumentNode> const& doc,
                                    std::string const& id) {
-    unsigned int writeStatus = 1;
-    std::string const written = WriteText(doc, &writeStatus);
-    EXPECT_EQ(writeStatus, 0u) << id;
+    CUSharedPtr<BufferStream> stream(new BufferStream());
+    EXPECT_EQ(doc->WriteXml(stream), 0u) << id;
+    std::string const& written = stream->Bytes();
     CUSharedPtr<CUXmlDomDocumentNode> again = NewDoc();
     EXPECT_EQ(LoadText(again, written), 0u) << id << "\n" << written;
     CUSharedPtr<CUXmlDomNode> first = doc->GetChildNodes()->ObjectAtIndex(0);
