@@ -132,6 +132,7 @@ TEST(CUStream, CalcReadRangeClipsToTheReadableRange) {
         {{3, 4}, 0, 10, 2, CUStream_Seek_Origin_Begin, 0, 0}, // a start before the range
         {{3, 4}, 0, 10, 3, CUStream_Seek_Origin_Begin, 3, 4},
         {{3, 4}, 0, 3, 4, CUStream_Seek_Origin_Begin, 4, 3}, // ends exactly at the range's end
+        {{0, 10}, 0, -1, 2, CUStream_Seek_Origin_Begin, 2, 8}, // a count of 2^64 - 1 does not wrap
         // clang-format on
     };
     for (auto const& row : rows) {
