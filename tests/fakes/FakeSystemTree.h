@@ -5,6 +5,7 @@
 
 #include "fakes/FileFaults.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -75,10 +76,9 @@ class FakeSystemTree {
     static std::string Escape(std::string const& text) {
         std::string out;
         for (char c : text) {
-            bool special = c == ' ' || c == '\t' || c == '\n' || c == '\\';
-            out += special ? "\\" + std::to_string(c / 8 / 8) + std::to_string(c / 8 % 8) +
-                                 std::to_string(c % 8)
-                           : std::string(1, c);
+            char octal[8];
+            std::snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned char>(c));
+            out += c == ' ' || c == '\t' || c == '\n' || c == '\\' ? octal : std::string(1, c);
         }
         return out;
     }

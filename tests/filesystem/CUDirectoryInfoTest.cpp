@@ -232,11 +232,9 @@ TEST(CUDirectoryInfo, ListingWhileAnotherThreadDeletesGivesOnlyNamesThatExisted)
                 CUSharedPtr<CUArray> items = wantFolders ? CUDirectory::GetDirectories(Str(root))
                                                          : CUDirectory::GetFiles(Str(root));
                 ++listings;
-                for (std::string const& path : FullNames(items)) {
-                    std::string name = path.substr(root.size() + 1);
-                    bool known = names.count(name) && name[0] == (wantFolders ? 'd' : 'f');
-                    if (path.compare(0, root.size() + 1, root + "/") != 0 || !known) {
-                        problems.push_back("listed " + path);
+                for (std::string const& name : Listed(root, items)) {
+                    if (!names.count(name) || name[0] != (wantFolders ? 'd' : 'f')) {
+                        problems.push_back("listed " + name);
                     }
                 }
             } catch (unsigned int code) {
