@@ -17,13 +17,9 @@ using varn::test::CodeOf;
 using varn::test::Text;
 using varn::test::Utf8;
 
+// One fake machine serves the suite: building it costs a few hundred file operations.
 class CUDriveInfoFake : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { shared = new fakes::FakeMachine; }
-    static void TearDownTestSuite() {
-        delete shared;
-        shared = nullptr;
-    }
     void SetUp() override { varn::platform::SetVolumeRootForTesting(machine.tree.Kernel()); }
     void TearDown() override { varn::platform::SetVolumeRootForTesting(""); }
 
@@ -32,8 +28,11 @@ class CUDriveInfoFake : public ::testing::Test {
         return CUDriveInfo::CreateCUDriveInfo(p);
     }
 
-    static inline fakes::FakeMachine* shared = nullptr;
-    fakes::FakeMachine& machine = *shared;
+    static fakes::FakeMachine& Shared() {
+        static fakes::FakeMachine machine;
+        return machine;
+    }
+    fakes::FakeMachine& machine = Shared();
 };
 
 TEST_F(CUDriveInfoFake, EachKindOfVolumeGetsItsDriveType) {

@@ -59,10 +59,8 @@ Meta MetaOf(std::string const& path) {
     EXPECT_EQ(0, ::lstat(path.c_str(), &st)) << path;
     char value[64] = {};
     ssize_t const n = ::lgetxattr(path.c_str(), "user.varn", value, sizeof value);
-    return {
-        st.st_atim.tv_sec, st.st_mtim.tv_sec,
-        st.st_mode,        st.st_uid,
-        st.st_gid,         n > 0 ? std::string(value, static_cast<std::size_t>(n)) : std::string()};
+    std::string const attribute(value, n > 0 ? static_cast<std::size_t>(n) : 0);
+    return {st.st_atim.tv_sec, st.st_mtim.tv_sec, st.st_mode, st.st_uid, st.st_gid, attribute};
 }
 
 constexpr unsigned int kCopyFailed = 0x10003;
