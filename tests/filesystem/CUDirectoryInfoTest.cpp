@@ -137,11 +137,9 @@ TEST(CUDirectoryInfo, DeleteNeedsAnEmptyFolderUnlessRecursiveAndNeverLeavesTheTr
     struct Row {
         char const* name;
         bool recursive;
-        char const* sub;
-        char const* file;
+        char const *sub, *file;
         char const* locked; // made `mode`, when the permission bits apply
-        mode_t mode;
-        unsigned int code;
+        unsigned int mode, code;
     } const rows[] = {
         {"empty", false, "", nullptr, nullptr, 0, 0},
         {"full", false, "", "f", nullptr, 0, 4},
