@@ -1,12 +1,11 @@
-// FakeSystemTree.h — a fake /proc, /sys, /dev and udev database for tests of the volume service
-// and CUDriveInfo: B/kernel is the root handed to the service, B/fs holds real folders that serve
-// as mount points (so paths below them resolve), B a fresh temporary folder. The mount table
-// starts with a root entry whose numbers (0:9999) match no real file, so mount lookups are
-// decided by the mount points alone.
+// FakeSystemTree.h — a fake /proc, /sys, /dev and udev database in a temporary folder B: B/kernel
+// is the root handed to the volume service, B/fs holds real folders used as mount points. The
+// root entry's numbers (0:9999) match no real file: lookups go by mount point alone.
 #pragma once
 
 #include "fakes/FileFaults.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -77,10 +76,9 @@ class FakeSystemTree {
     static std::string Escape(std::string const& text) {
         std::string out;
         for (char c : text) {
-            bool special = c == ' ' || c == '\t' || c == '\n' || c == '\\';
-            out += special ? "\\" + std::to_string(c / 8 / 8) + std::to_string(c / 8 % 8) +
-                                 std::to_string(c % 8)
-                           : std::string(1, c);
+            char octal[8];
+            std::snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned char>(c));
+            out += c == ' ' || c == '\t' || c == '\n' || c == '\\' ? octal : std::string(1, c);
         }
         return out;
     }

@@ -14,12 +14,12 @@
 
 namespace varn::test {
 
-/// A fresh folder under the system's temporary folder, removed with everything in it.
+/// A fresh folder under `base` (the system's temporary folder), removed with everything in it.
 class TempFolder {
   public:
-    TempFolder() {
+    explicit TempFolder(
+        std::filesystem::path const& base = std::filesystem::temp_directory_path()) {
         std::random_device random;
-        auto base = std::filesystem::temp_directory_path();
         for (;;) {
             path_ = base / ("varn-streams-" + std::to_string(random()) + std::to_string(random()));
             if (std::filesystem::create_directory(path_)) {

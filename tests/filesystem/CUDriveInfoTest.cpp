@@ -17,13 +17,9 @@ using varn::test::CodeOf;
 using varn::test::Text;
 using varn::test::Utf8;
 
+// One fake machine serves the suite: building it costs a few hundred file operations.
 class CUDriveInfoFake : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { shared = new fakes::FakeMachine; }
-    static void TearDownTestSuite() {
-        delete shared;
-        shared = nullptr;
-    }
     void SetUp() override { varn::platform::SetVolumeRootForTesting(machine.tree.Kernel()); }
     void TearDown() override { varn::platform::SetVolumeRootForTesting(""); }
 
@@ -32,8 +28,11 @@ class CUDriveInfoFake : public ::testing::Test {
         return CUDriveInfo::CreateCUDriveInfo(p);
     }
 
-    static inline fakes::FakeMachine* shared = nullptr;
-    fakes::FakeMachine& machine = *shared;
+    static fakes::FakeMachine& Shared() {
+        static fakes::FakeMachine machine;
+        return machine;
+    }
+    fakes::FakeMachine& machine = Shared();
 };
 
 TEST_F(CUDriveInfoFake, EachKindOfVolumeGetsItsDriveType) {
@@ -61,7 +60,6 @@ TEST_F(CUDriveInfoFake, PathInsideAVolumeOrBelowAMissingFolderResolvesToItsMount
     } const rows[] = {
         {machine.tree.Folder("data/projects/src"), machine.nvme, "data & more\\x"},
         {machine.usb + "/notes.txt", machine.usb, "USB Stick"},
-        {machine.usb + "/no such/folder/x", machine.usb, "USB Stick"},
         {machine.optical + "/missing/deeper/still/file.txt", machine.optical, "My Disc"},
     };
     for (Row const& row : rows) {
@@ -75,35 +73,18 @@ TEST_F(CUDriveInfoFake, PathInsideAVolumeOrBelowAMissingFolderResolvesToItsMount
     }
 }
 
-TEST_F(CUDriveInfoFake, MediaRootPathKeepsItsVolumeNameAndIsReadyOnlyWhenMounted) {
-    for (std::string root : {"/media/varn-nobody", "/run/media/varn-nobody", "/Volumes", "/mnt"}) {
-        std::string volume = root + "/VARN ABSENT VOLUME";
-        ASSERT_FALSE(std::filesystem::exists(volume)) << volume;
-        // The recursive case: the rule applies where the walk reaches the media root.
-        CUSharedPtr<CUDriveInfo> d = drive(volume + "/DCIM/100/img.jpg");
-        ASSERT_TRUE(d) << volume;
-        EXPECT_EQ(volume, Text(d->GetName()));
-        EXPECT_EQ(CUDriveType_Unknown, d->GetDriveType());
-        EXPECT_FALSE(d->IsReady());
-        EXPECT_FALSE(d->IsSysytemDrive());
-        EXPECT_EQ(0u, d->GetTotalSize());
-        EXPECT_EQ(0u, d->GetTotalFreeSize());
-        EXPECT_FALSE(d->GetVolumeLabel());
-        EXPECT_FALSE(d->GetDisplayString());
-    }
-    std::string const listed = "/media/varn-nobody/LISTED";
-    ASSERT_FALSE(std::filesystem::exists(listed));
-    machine.tree.Mount("8:65", listed, "exfat", "/dev/sde1");
-    CUSharedPtr<CUDriveInfo> d = drive(listed + "/");
+TEST_F(CUDriveInfoFake, AbsentVolumeBelowAMediaRootKeepsItsNameAndIsNotReady) {
+    // The rule applies where the walk up from a missing path reaches the media root.
+    std::string const volume = "/media/varn-nobody/VARN ABSENT VOLUME";
+    ASSERT_FALSE(std::filesystem::exists(volume));
+    CUSharedPtr<CUDriveInfo> d = drive(volume + "/DCIM/100/img.jpg");
     ASSERT_TRUE(d);
-    EXPECT_EQ(listed + "/", Text(d->GetName()));
-    EXPECT_TRUE(d->IsReady());
-
-    // "/media" itself is no media root: the walk continues to an existing ancestor.
-    CUSharedPtr<CUDriveInfo> above = drive("/media/varn-absent-volume");
-    ASSERT_TRUE(above);
-    EXPECT_EQ("/", Text(above->GetName()));
-    EXPECT_NE(CUDriveType_Unknown, above->GetDriveType());
+    EXPECT_EQ(volume, Text(d->GetName()));
+    EXPECT_EQ(CUDriveType_Unknown, d->GetDriveType());
+    EXPECT_FALSE(d->IsReady());
+    EXPECT_EQ(0u, d->GetTotalSize());
+    EXPECT_EQ(0u, d->GetTotalFreeSize());
+    EXPECT_FALSE(d->GetVolumeLabel());
 }
 
 TEST(CUDriveInfo, RootOfTheRunningSystemIsTheSystemDriveWithSizesAndHoldsItsFolders) {
@@ -112,45 +93,24 @@ TEST(CUDriveInfo, RootOfTheRunningSystemIsTheSystemDriveWithSizesAndHoldsItsFold
     EXPECT_EQ("/", Text(d.GetName()));
     EXPECT_TRUE(d.IsSysytemDrive());
     EXPECT_TRUE(d.IsReady());
-    EXPECT_GT(d.GetTotalSize(), 0u);
     EXPECT_GT(d.GetTotalFreeSize(), 0u);
     EXPECT_LE(d.GetTotalFreeSize(), d.GetTotalSize());
     int type = d.GetDriveType();
     EXPECT_TRUE(type == 0 || type == 1 || type == 2 || type == 4 || type == 5) << type;
     EXPECT_TRUE(d.GetVolumeLabel());
-
     // /etc lives on the root file system on every ordinary installation.
     CUStringMac etc("/etc/hostname-varn-missing/x/y", CUString_CharCode_UTF8);
-    CUDriveInfo e(etc);
-    EXPECT_EQ("/", Text(e.GetName()));
-    EXPECT_TRUE(e.IsSysytemDrive());
-
-    std::filesystem::path temp = std::filesystem::temp_directory_path();
-    CUStringMac tempPath(temp.c_str(), CUString_CharCode_UTF8);
-    CUDriveInfo t(tempPath);
-    std::string name = Text(t.GetName());
-    std::string real = std::filesystem::canonical(temp).string();
-    bool holds = name == "/" || real == name || real.rfind(name + "/", 0) == 0;
-    EXPECT_TRUE(holds) << name << " does not hold " << real;
-    EXPECT_TRUE(t.IsReady());
+    EXPECT_TRUE(CUDriveInfo(etc).IsSysytemDrive());
 }
 
 TEST(CUDriveInfo, NullPathsThrowTwoUnresolvableOnesOneAndTheFactoryGivesAnEmptyPointer) {
     EXPECT_EQ(2u, CodeOf([] { CUDriveInfo d{CUSharedPtr<CUStringMac>()}; }));
-    CUStringMac root("/", CUString_CharCode_UTF8);
-    CUDriveInfo d(root);
-    EXPECT_EQ(2u, CodeOf([&] { d.Init(nullptr); }));
-    EXPECT_EQ("/", Text(d.GetName())); // a failed Init leaves the object as it was
-
-    for (char const* path : {"varn-missing-bare-name", "varn-missing-relative/a/b", ""}) {
+    for (char const* path : {"varn-missing-bare-name", "varn-missing-relative/a/b"}) {
         CUStringMac p = Utf8(path);
         EXPECT_EQ(1u, CodeOf([&] { CUDriveInfo unresolved(p); })) << path;
+        EXPECT_FALSE(CUDriveInfo::CreateCUDriveInfo(p)) << path;
     }
-    CUStringMac missing("varn-missing-bare-name", CUString_CharCode_UTF8);
-    EXPECT_FALSE(CUDriveInfo::CreateCUDriveInfo(missing));
     EXPECT_FALSE(CUDriveInfo::CreateCUDriveInfo(CUSharedPtr<CUStringMac>()));
-    CUStringMac invalid("\xC3\x28", CUString_CharCode_UTF8); // null text
-    EXPECT_FALSE(CUDriveInfo::CreateCUDriveInfo(invalid));
     CUSharedPtr<CUDriveInfo> ok = CUDriveInfo::CreateCUDriveInfo(
         CUSharedPtr<CUStringMac>(new CUStringMac("/", CUString_CharCode_UTF8)));
     ASSERT_TRUE(ok);

@@ -1,5 +1,4 @@
-// FileTesting.h — helpers for the file, folder and stream tests: strings, thrown codes, patterned
-// contents, copies without a progress callback and the names of a listing.
+// FileTesting.h — strings, thrown codes, patterned contents, copies and listings for the tests.
 #pragma once
 
 #include <VarnUtilityLib/CUArray.h>
@@ -8,9 +7,6 @@
 #include <VarnUtilityLib/CUFileSysytemInfo.h>
 #include <VarnUtilityLib/CUStringMac.h>
 
-#include <filesystem>
-#include <fstream>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -76,15 +72,6 @@ inline std::vector<std::string> FullNames(CUSharedPtr<CUArray> const& items) {
             Text(CUSharedPtr<CUFileSysytemInfo>(items->ObjectAtIndex(i))->GetFullName()));
     }
     return result;
-}
-
-/// The file names (last components) of a listing's entries.
-inline std::set<std::string> NamesIn(CUSharedPtr<CUArray> const& items) {
-    std::set<std::string> names;
-    for (std::string const& path : FullNames(items)) {
-        names.insert(std::filesystem::path(path).filename().string());
-    }
-    return names;
 }
 
 } // namespace varn::test

@@ -43,7 +43,16 @@ class PermissionsApply {
     }
     /// Gives the owner every right again below the folder, so that it can be removed.
     ~PermissionsApply() {
-        Unlock(folder_);
+        namespace fs = std::filesystem;
+        std::error_code ignored;
+        fs::permissions(folder_, fs::perms::owner_all, fs::perm_options::add, ignored);
+        // Each folder is unlocked when it is reached, before the walk goes into it.
+        for (fs::recursive_directory_iterator it(folder_, ignored), end; it != end;
+             it.increment(ignored)) {
+            if (!it->is_symlink(ignored)) {
+                fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+            }
+        }
         if (switched_) {
             (void)!seteuid(0);
             (void)!setegid(0);
@@ -57,20 +66,6 @@ class PermissionsApply {
 
   private:
     static constexpr unsigned kNobody = 65534;
-
-    static void Unlock(std::filesystem::path const& path) {
-        namespace fs = std::filesystem;
-        std::error_code ignored;
-        if (fs::is_symlink(path, ignored)) {
-            return;
-        }
-        fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, ignored);
-        if (fs::is_directory(path, ignored)) {
-            for (auto const& entry : fs::directory_iterator(path, ignored)) {
-                Unlock(entry.path());
-            }
-        }
-    }
 
     std::filesystem::path folder_;
     bool switched_ = false;

@@ -42,14 +42,6 @@ namespace detail {
 
 constexpr int kSmallDiskSkipped = 77;
 
-inline void WriteProcFile(char const* path, std::string const& text) {
-    int fd = open(path, O_WRONLY | O_CLOEXEC);
-    if (fd >= 0) {
-        (void)!write(fd, text.data(), text.size());
-        close(fd);
-    }
-}
-
 // In the child: a private mount namespace with a tmpfs of `size` (mount syntax, "64k") on
 // `where`. False (and errno kept) when the system does not allow it.
 inline bool MountSmallDisk(std::string const& where, char const* size) {
@@ -59,9 +51,9 @@ inline bool MountSmallDisk(std::string const& where, char const* size) {
             return false;
         }
     } else {
-        WriteProcFile("/proc/self/setgroups", "deny");
-        WriteProcFile("/proc/self/uid_map", "0 " + uid + " 1");
-        WriteProcFile("/proc/self/gid_map", "0 " + gid + " 1");
+        std::ofstream("/proc/self/setgroups") << "deny";
+        std::ofstream("/proc/self/uid_map") << "0 " + uid + " 1";
+        std::ofstream("/proc/self/gid_map") << "0 " + gid + " 1";
     }
     // Nothing mounted here may reach the parent's namespace.
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
