@@ -95,6 +95,7 @@ TEST(CUXmlDomDocumentNode, LoadsGiveTheModelOrWhatARefusalKeptWithReasonAndPlace
         {"declaration, attributes in key order, references, PI",
          "<?xml version=\"1.0\"?>\n<r b=\"2\" a=\"x &amp; &#60;\"><?pi some data?><e/></r>",
          "?xml:version=\"1.0\" r(a=x & <,b=2)[?pi:some data e]", kExact},
+        {"empty attribute value", "<a e=\"\" f=\"\"/>", "a(e=,f=)", kBoth},
         {"blank text dropped", "<a>\n  <b/>\n\t<c> </c>\r\n</a>", "a[b c]", kBoth},
         {"merged text at its first piece, the five predefined entities",
          "<a><x/>a &lt; b&gt;&amp;&quot;&apos;<c/>c</a>", "a[x 'a < b>&\"'c' c]", kExact},

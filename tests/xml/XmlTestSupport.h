@@ -139,7 +139,8 @@ inline std::string TreeText(CUSharedPtr<CUXmlDomNode> const& node) {
             out += '(';
             for (unsigned long i = 0; i < keys->Count(); ++i) {
                 CUSharedPtr<CUStringMac> key = keys->ObjectAtIndex(i);
-                out += (i != 0 ? "," : "") + Utf8(key) + "=" + Utf8(node->GetAttribute(key));
+                CUSharedPtr<CUStringMac> value = node->GetAttribute(key);
+                out += (i != 0 ? "," : "") + Utf8(key) + "=" + (value ? Utf8(value) : "<null>");
             }
             out += ')';
         }
