@@ -3,6 +3,8 @@
 // the exported globals and CUObject's allocation forms, run through the shared library.
 #include <VarnUtilityLib/VarnUtilityLib.h>
 
+#include <pthread.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -71,7 +73,10 @@ TEST(ApiSurface, GlobalsAndPlatformHandlesAreExported) {
     EXPECT_STREQ("\n", CU_NEWLINE_CHAR);
     CUSharedPtr<CUObject> object(new CUObject);
     EXPECT_EQ(1, initMutex_CUObject);
-    EXPECT_NE(nullptr, &g_MutexHandle_CUObject);
+    // Initialised by the first object, with default attributes: a plain mutex, free.
+    auto* mutex = reinterpret_cast<pthread_mutex_t*>(&g_MutexHandle_CUObject);
+    ASSERT_EQ(0, pthread_mutex_trylock(mutex));
+    EXPECT_EQ(0, pthread_mutex_unlock(mutex));
     __CFString const* handle = CUPlatformStringCreateWithUTF8("hi", 2);
     EXPECT_EQ(2u, CUPlatformStringGetLength(handle));
     EXPECT_EQ(u'h', CUPlatformStringGetUnits(handle)[0]);
