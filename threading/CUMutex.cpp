@@ -15,14 +15,15 @@ CUMutex::~CUMutex() {
 
 bool CUMutex::WaitOne() {
     // The lock call's answer is ignored: a wait handle reports that the wait took place.
-    if (m_bInitialized) {
-        varn::platform::MutexLock(m_mutex);
+    if (CUPlatformMutexStorage* mutex = z_SetUpMutex()) {
+        varn::platform::MutexLock(*mutex);
     }
     return true;
 }
 
 int CUMutex::ReleaseMutex() {
-    return m_bInitialized ? varn::platform::MutexUnlock(m_mutex) : -1;
+    CUPlatformMutexStorage* mutex = z_SetUpMutex();
+    return mutex != nullptr ? varn::platform::MutexUnlock(*mutex) : -1;
 }
 
 void* CUMutex::GetMutex() {

@@ -29,6 +29,10 @@ class CU_EXPORT CUMutex : public CUWaitHandle {
 
   private:
     friend class CUIdentifierGenerator; // takes its lock's mutex without the calls between
+
+    /// The native mutex when it was set up; null when it was not (it is then never taken).
+    CUPlatformMutexStorage* z_SetUpMutex() { return m_bInitialized ? &m_mutex : nullptr; }
+
     CUPlatformMutexStorage m_mutex;
     CUPlatformMutexAttrStorage m_attributes;
     bool m_bInitialized;
