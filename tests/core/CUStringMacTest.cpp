@@ -1,5 +1,7 @@
 // CUStringMac: encodings in and out, comparison under the pinned en_US locale, search, cuts and
 // the path arithmetic, as tables of inputs and results.
+#include "support/FileTesting.h"
+
 #include <VarnUtilityLib/CUArray.h>
 #include <VarnUtilityLib/CUStringMac.h>
 
@@ -14,6 +16,8 @@
 namespace {
 
 using Ptr = CUSharedPtr<CUStringMac>;
+using varn::test::Str;
+using varn::test::Units;
 using U = std::vector<std::u16string>;
 constexpr auto kUtf8 = CUString_CharCode_UTF8;
 constexpr auto kUtf16 = CUString_CharCode_UTF16;
@@ -25,15 +29,6 @@ constexpr unsigned int kFail = kCUStatusFailure;
 
 CUStringMac s(char const* utf8) {
     return CUStringMac(utf8, kUtf8);
-}
-
-Ptr S(char const* utf8) {
-    return Ptr(new CUStringMac(utf8, kUtf8));
-}
-
-CUStringMac fromUnits(std::u16string u) {
-    return CUStringMac(reinterpret_cast<unsigned short*>(u.data()),
-                       static_cast<unsigned int>(u.size() * 2));
 }
 
 // A string with a null text (bytes that are not UTF-8).
@@ -124,7 +119,7 @@ TEST(CUStringMac, ConstructorsReadTheirEncodingAndLengthAndCountCharacters) {
     // Units and characters, up to an unpaired surrogate.
     for (auto [text, length, chars] :
          {std::tuple(s("abc"), 3, 3), std::tuple(s("\U0001F30D"), 2, 1),
-          std::tuple(fromUnits({u'a', 0xD800, u'b'}), 3, 1)}) {
+          std::tuple(Units({u'a', 0xD800, u'b'}), 3, 1)}) {
         EXPECT_EQ(length, text.Length()) << length;
         EXPECT_EQ(chars, text.CountOfChars()) << length;
     }
@@ -146,15 +141,15 @@ TEST(CUStringMac, InvalidBytesGiveANullTextThatFailsEverything) {
     EXPECT_FALSE(text.SubString(0, 0));
     EXPECT_FALSE(text.Trim());
     std::string out = "kept";
-    EXPECT_EQ(kFail, fromUnits(u"ab\xDC00").GetString(out)); // unpaired surrogate
+    EXPECT_EQ(kFail, Units(u"ab\xDC00").GetString(out)); // unpaired surrogate
     EXPECT_EQ(kFail, text.GetString(out));
     EXPECT_EQ("kept", out);
 }
 
 TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
     // Mixed widths (1 to 4 UTF-8 bytes), so cuts fall inside characters.
-    Ptr text = S("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8C\x8D"
-                 "b");
+    Ptr text = Str("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8C\x8D"
+                   "b");
     std::string const full = utf8(*text);
     // Asked with no buffer: the worst case for its six units and a terminator.
     for (auto [code, worst, reserve] :
@@ -185,7 +180,7 @@ TEST(CUStringMac, GetStringSizesNeverOverrunAndAlwaysTerminate) {
     EXPECT_STREQ("a", ascii);
     char pair[6]; // UTF-16 in host order without a mark; room for 2 units cuts the pair
     size = sizeof pair;
-    S("x\xF0\x9F\x8C\x8D")->GetString(pair, kUtf16, size);
+    Str("x\xF0\x9F\x8C\x8D")->GetString(pair, kUtf16, size);
     EXPECT_EQ(std::string("x\0\x3C\xD8", 4), std::string(pair, 4));
     // The char const* buffer is refreshed on each call, also for a shorter text after a longer.
     CUStringMac str;
@@ -216,14 +211,14 @@ TEST(CUStringMac, EqualityFoldsCaseFullyOrderFollowsTheLocaleAndNullIsNeitherEqu
     // clang-format on
     for (auto row : rows) {
         SCOPED_TRACE(testing::Message() << row.a << " vs " << row.b);
-        Ptr a = S(row.a), b = S(row.b); // the second comparison of a pair uses cached keys
+        Ptr a = Str(row.a), b = Str(row.b); // the second comparison of a pair uses cached keys
         EXPECT_EQ(row.equal, *a == *b);
         EXPECT_EQ(row.foldedEqual, a->Equals(*b, kInsensitive));
         EXPECT_EQ(row.order < 0, *a < *b);
         EXPECT_EQ(row.order > 0, *b < *a);
     }
-    EXPECT_TRUE(S("stra\u00DFe")->Equals(*S("STRASSE"), kInsensitive)); // full case folding
-    EXPECT_FALSE(S("abc")->Equals(*S("abc"), static_cast<_CUStringComparison>(2)));
+    EXPECT_TRUE(Str("stra\u00DFe")->Equals(*Str("STRASSE"), kInsensitive)); // full case folding
+    EXPECT_FALSE(Str("abc")->Equals(*Str("abc"), static_cast<_CUStringComparison>(2)));
     CUStringMac null{Ptr()}, x = s("x");
     EXPECT_FALSE(null < x || x < null || null < null || x == null);
 }
@@ -244,22 +239,22 @@ TEST(CUStringMac, FindReturnsTheFirstWholeCharacterMatchOrTheNoneRange) {
         {"Stra\u00DFe", "as", kInsensitive, none, 0}, {"x\U0001F30Dy", "Y", kInsensitive, 3, 1}};
     // clang-format on
     for (auto const& row : rows) {
-        _CURange r = S(row.hay)->Find(row.what ? S(row.what) : Ptr(),
-                                      static_cast<_CUStringComparison>(row.how));
+        _CURange r = Str(row.hay)->Find(row.what ? Str(row.what) : Ptr(),
+                                        static_cast<_CUStringComparison>(row.how));
         EXPECT_EQ(row.location, r.location) << "row " << &row - rows;
         EXPECT_EQ(row.length, r.length) << "row " << &row - rows;
     }
 }
 
 TEST(CUStringMac, SubStringChecksItsRangeAndMayCutAPairAndTrimTakesWhiteSpaceOnly) {
-    Ptr abcd = S("abcd");
+    Ptr abcd = Str("abcd");
     EXPECT_EQ("bc", utf8(*abcd->SubString(1, 2)));
     EXPECT_EQ("", utf8(*abcd->SubString(4)));
     int const outside[][2] = {{3, 2}, {-1, 1}, {1, -1}, {0x7fffffff, 0x7fffffff}};
     for (auto [start, length] : outside) {
         EXPECT_FALSE(abcd->SubString(start, length)) << start << "," << length;
     }
-    Ptr half = S("\xF0\x9F\x8C\x8D")->SubString(0, 1);
+    Ptr half = Str("\xF0\x9F\x8C\x8D")->SubString(0, 1);
     ASSERT_TRUE(half);
     EXPECT_EQ(1, half->Length());
     // Trim removes the platform's white space only.
@@ -268,7 +263,7 @@ TEST(CUStringMac, SubStringChecksItsRangeAndMayCutAPairAndTrimTakesWhiteSpaceOnl
         {u"\uFEFFx\u180E", u"\uFEFFx\u180E"}, {u" \t\r\n ", u""}};
     // clang-format on
     for (auto const& row : trims) {
-        EXPECT_EQ(row[1], units(*fromUnits(row[0]).Trim())) << "row " << &row - trims;
+        EXPECT_EQ(row[1], units(*Units(row[0]).Trim())) << "row " << &row - trims;
     }
 }
 
@@ -286,7 +281,7 @@ TEST(CUStringMac, JoiningCopyingAndAssignment) {
     CUStringMac& alias = a; // self-assignment releases first and so ends with a null text
     a = alias;
     EXPECT_TRUE(isNullText(a));
-    Ptr original = S("shared");
+    Ptr original = Str("shared");
     EXPECT_TRUE(CUStringMac(original) == *original);
     Ptr description = original->Description();
     EXPECT_EQ("shared", utf8(*description));
@@ -294,7 +289,7 @@ TEST(CUStringMac, JoiningCopyingAndAssignment) {
 }
 
 TEST(CUStringMac, CreateWithFormatFollowsPrintfAndCharCodesMapToThePlatformConstants) {
-    Ptr made = CUStringMac::CreateWithFormat(S("%d-%s"), 7, "x");
+    Ptr made = CUStringMac::CreateWithFormat(Str("%d-%s"), 7, "x");
     ASSERT_TRUE(made);
     EXPECT_EQ("7-x", utf8(*made));
     EXPECT_FALSE(CUStringMac::CreateWithFormat(Ptr()));
@@ -389,17 +384,17 @@ TEST(CUStringMac, GetUnicodeFileNameSwapsColonsAndHolds255Units) {
 // Hostile names: every unit but "/" is an ordinary character, whatever the collation says.
 TEST(CUStringMac, ControlCharactersShellSyntaxAndSurrogatesAreOrdinaryUnits) {
     // The localized comparison ignores control characters ("/\x01" equals "/"); paths must not.
-    EXPECT_EQ((U{u"/", u"\u0001"}), parts(fromUnits(u"/\u0001")));
-    EXPECT_EQ((U{u"\u008A", u"\u0002"}), parts(fromUnits(u"\u008A/\u0002")));
-    EXPECT_EQ((U{u"\u200B"}), parts(fromUnits(u"\u200B:"), ":"));
+    EXPECT_EQ((U{u"/", u"\u0001"}), parts(Units(u"/\u0001")));
+    EXPECT_EQ((U{u"\u008A", u"\u0002"}), parts(Units(u"\u008A/\u0002")));
+    EXPECT_EQ((U{u"\u200B"}), parts(Units(u"\u200B:"), ":"));
     CUStringMac out = s("/tmp/a b\nc"); // the output may be the string itself
     ASSERT_EQ(kOk, out.PathAppend(s("$(touch x) `id` 'q' \"d\" ;|&\n\t*?.sh"), out));
     EXPECT_EQ((U{u"/", u"tmp", u"a b\nc", u"$(touch x) `id` 'q' \"d\" ;|&\n\t*?.sh"}), parts(out));
     ASSERT_EQ(kOk, out.PathGetExtension(out));
     EXPECT_EQ(".sh", utf8(out));
-    ASSERT_EQ(kOk, fromUnits(u"/\u0001").PathGetLastComponent(out));
+    ASSERT_EQ(kOk, Units(u"/\u0001").PathGetLastComponent(out));
     EXPECT_EQ(u"\u0001", units(out));
-    CUStringMac path = fromUnits(u"/a\xD800/b\xDC00.x");
+    CUStringMac path = Units(u"/a\xD800/b\xDC00.x");
     EXPECT_EQ((U{u"/", u"a\xD800", u"b\xDC00.x"}), parts(path));
     ASSERT_EQ(kOk, path.PathGetFileNameNoExtension(out));
     EXPECT_EQ(u"b\xDC00", units(out));
