@@ -1,5 +1,7 @@
 // CUArray and CUDictionary: element access, editing, shallow copies, key order, stored key
 // copies, null keys and values, collation-equal keys and the text forms.
+#include "support/FileTesting.h"
+
 #include <VarnUtilityLib/CUDictionary.h>
 #include <VarnUtilityLib/CUMutableArray.h>
 #include <VarnUtilityLib/CUMutableDictionary.h>
@@ -17,10 +19,7 @@
 namespace {
 
 using Dict = CUSharedPtr<CUMutableDictionary>;
-
-CUSharedPtr<CUStringMac> text(char const* utf8) {
-    return CUSharedPtr<CUStringMac>(new CUStringMac(utf8, CUString_CharCode_UTF8));
-}
+using varn::test::Str;
 
 // "null" for a null object, "<not a string>" for another class.
 std::string textOf(CUSharedPtr<CUObject> const& object) {
@@ -40,7 +39,7 @@ std::string joined(CUSharedPtr<CUArray> const& array) {
 CUSharedPtr<CUMutableArray> arrayOf(std::initializer_list<char const*> texts) {
     CUSharedPtr<CUMutableArray> array(new CUMutableArray());
     for (char const* t : texts) {
-        array->AddObject(t ? CUSharedPtr<CUObject>(text(t)) : CUSharedPtr<CUObject>());
+        array->AddObject(t ? CUSharedPtr<CUObject>(Str(t)) : CUSharedPtr<CUObject>());
     }
     return array;
 }
@@ -78,12 +77,12 @@ TEST(CUMutableArray, EditsChangeWhatTheyNameAndIgnoreIndexesPastTheEndAndNulls) 
         void (*edit)(A);
         char const* after;
     } const rows[] = {
-        {[](A a) { a.InsertObjectAtIndex(text("b"), 2); }, "null,a,b,c"},
-        {[](A a) { a.InsertObjectAtIndex(text("d"), a.Count()); }, "null,a,c,d"},
-        {[](A a) { a.InsertObjectAtIndex(text("z"), a.Count() + 1); }, "null,a,c"},
+        {[](A a) { a.InsertObjectAtIndex(Str("b"), 2); }, "null,a,b,c"},
+        {[](A a) { a.InsertObjectAtIndex(Str("d"), a.Count()); }, "null,a,c,d"},
+        {[](A a) { a.InsertObjectAtIndex(Str("z"), a.Count() + 1); }, "null,a,c"},
         {[](A a) { a.RemoveObjectAtIndex(3); }, "null,a,c"},
         {[](A a) { a.RemoveObjectAtIndex(0); }, "a,c"},
-        {[](A a) { a.RemoveObject(text("a")); }, "null,a,c"}, // an equal text is not the object
+        {[](A a) { a.RemoveObject(Str("a")); }, "null,a,c"}, // an equal text is not the object
         {[](A a) { a.RemoveObject(CUSharedPtr<CUObject>()); }, "null,a,c"}, // never a null one
         {[](A a) {
              a.AddObjectsFromArray(arrayOf({"b", nullptr}));
@@ -94,7 +93,7 @@ TEST(CUMutableArray, EditsChangeWhatTheyNameAndIgnoreIndexesPastTheEndAndNulls) 
         {[](A a) { a.SetArray(arrayOf({"x"})); }, "x"},
         {[](A a) { a.SetArray(CUSharedPtr<CUArray>(&a)); }, ""}, // of itself: emptied
         {[](A a) { a.RemoveAllObjects(); }, ""},
-        {[](A a) { a.GetInternalArray().push_back(text("b")); }, "null,a,c,b"}, // the live one
+        {[](A a) { a.GetInternalArray().push_back(Str("b")); }, "null,a,c,b"}, // the live one
     };
     for (Row const& row : rows) {
         CUSharedPtr<CUMutableArray> array = arrayOf({nullptr, "a", "c"});
@@ -111,7 +110,7 @@ TEST(CUMutableArray, CopiesAndEditsHoldOneReferencePerElement) {
         source->AddObject(object);
         CUSharedPtr<CUMutableArray> copy(new CUMutableArray(source));
         EXPECT_EQ(5, object->GetRetainCount());
-        source->AddObject(text("c"));
+        source->AddObject(Str("c"));
         copy->RemoveObjectAtIndex(0);
         EXPECT_EQ(3u, source->Count());
         EXPECT_EQ(1u, copy->Count());
@@ -121,7 +120,7 @@ TEST(CUMutableArray, CopiesAndEditsHoldOneReferencePerElement) {
         // RemoveObject takes only the first element that is the same object.
         CUSharedPtr<CUMutableArray> array = arrayOf({nullptr, "a"});
         array->AddObject(object);
-        array->AddObject(text("b"));
+        array->AddObject(Str("b"));
         array->AddObject(object);
         array->RemoveObject(object);
         EXPECT_EQ("null,a,b,<not a string>", joined(array));
@@ -151,32 +150,32 @@ TEST(CUMutableDictionary, RefusesKeysWithoutTextAndStoresCollationEqualKeysOnce)
         void (*edit)(D);
         char const* after;
     } const rows[] = {
-        {[](D d) { d.SetObjectForKey(text("x"), CUSharedPtr<CUStringMac>()); }, "ab=v,k=null"},
-        {[](D d) { d.SetObjectForKey(text("x"), text("\xC3\x28")); }, "ab=v,k=null"},
+        {[](D d) { d.SetObjectForKey(Str("x"), CUSharedPtr<CUStringMac>()); }, "ab=v,k=null"},
+        {[](D d) { d.SetObjectForKey(Str("x"), Str("\xC3\x28")); }, "ab=v,k=null"},
         {[](D d) { d.RemoveObjectForKey(CUSharedPtr<CUStringMac>()); }, "ab=v,k=null"},
-        {[](D d) { d.RemoveObjectForKey(text("\xC3\x28")); }, "ab=v,k=null"},
-        {[](D d) { d.RemoveObjectForKey(text("absent")); }, "ab=v,k=null"},
-        {[](D d) { d.RemoveObjectForKey(text("ab")); }, "k=null"},
-        {[](D d) { d.RemoveObjectForKey(text("a\u00ADb")); }, "k=null"},
-        {[](D d) { d.SetObjectForKey(text("w"), text("ab")); }, "ab=w,k=null"},
-        {[](D d) { d.SetObjectForKey(text("w"), text("a\u00ADb")); }, "ab=w,k=null"},
-        {[](D d) { d.SetObjectForKey(text("w"), text("AB")); }, "ab=v,AB=w,k=null"},
-        {[](D d) { d.SetObjectForKey(CUSharedPtr<CUObject>(), text("ab")); }, "ab=null,k=null"},
+        {[](D d) { d.RemoveObjectForKey(Str("\xC3\x28")); }, "ab=v,k=null"},
+        {[](D d) { d.RemoveObjectForKey(Str("absent")); }, "ab=v,k=null"},
+        {[](D d) { d.RemoveObjectForKey(Str("ab")); }, "k=null"},
+        {[](D d) { d.RemoveObjectForKey(Str("a\u00ADb")); }, "k=null"},
+        {[](D d) { d.SetObjectForKey(Str("w"), Str("ab")); }, "ab=w,k=null"},
+        {[](D d) { d.SetObjectForKey(Str("w"), Str("a\u00ADb")); }, "ab=w,k=null"},
+        {[](D d) { d.SetObjectForKey(Str("w"), Str("AB")); }, "ab=v,AB=w,k=null"},
+        {[](D d) { d.SetObjectForKey(CUSharedPtr<CUObject>(), Str("ab")); }, "ab=null,k=null"},
         {[](D d) { d.RemoveAllObjects(); }, ""},
     };
     for (Row const& row : rows) {
         Dict d(new CUMutableDictionary());
-        d->SetObjectForKey(text("v"), text("ab"));
-        d->SetObjectForKey(CUSharedPtr<CUObject>(), text("k"));
+        d->SetObjectForKey(Str("v"), Str("ab"));
+        d->SetObjectForKey(CUSharedPtr<CUObject>(), Str("k"));
         row.edit(*d);
         EXPECT_EQ(row.after, contents(d)) << "row " << &row - rows;
         EXPECT_FALSE(d->ObjectForKey(CUSharedPtr<CUStringMac>()) ||
-                     d->ObjectForKey(text("\xC3\x28")));
+                     d->ObjectForKey(Str("\xC3\x28")));
     }
     Dict d(new CUMutableDictionary());
     // Localized order: lower case before upper, alphabetical across case, accents after.
     for (char const* k : {"B", "a", "\u00E9", "e", "f", "A", "b"}) {
-        d->SetObjectForKey(text(k), text(k));
+        d->SetObjectForKey(Str(k), Str(k));
     }
     EXPECT_EQ("a,A,b,B,e,\u00E9,f", joined(d->AllKeys()));
 }
@@ -184,25 +183,25 @@ TEST(CUMutableDictionary, RefusesKeysWithoutTextAndStoresCollationEqualKeysOnce)
 TEST(CUMutableDictionary, ValuesAreHeldOnceAndReleasedAndKeysAreCopies) {
     Dict d(new CUMutableDictionary());
     CUSharedPtr<CUObject> x(new CUObject), y(new CUObject);
-    d->SetObjectForKey(x, text("k"));
+    d->SetObjectForKey(x, Str("k"));
     Dict copy(new CUMutableDictionary(d));
     CUSharedPtr<CUDictionary> frozen(new CUDictionary(d));
     EXPECT_EQ(4, x->GetRetainCount());
-    copy->SetObjectForKey(y, text("k")); // replacing releases the old value
+    copy->SetObjectForKey(y, Str("k")); // replacing releases the old value
     frozen.Reset();
     EXPECT_EQ(2, x->GetRetainCount());
-    d->SetObjectForKey(x, text("l"));
+    d->SetObjectForKey(x, Str("l"));
     EXPECT_EQ(3, x->GetRetainCount());
-    d->RemoveObjectForKey(text("k"));
+    d->RemoveObjectForKey(Str("k"));
     copy->RemoveAllObjects();
     EXPECT_EQ(2, x->GetRetainCount());
     EXPECT_EQ(1, y->GetRetainCount());
     d->RemoveAllObjects();
     EXPECT_EQ(1, x->GetRetainCount());
     // The key stored, and the keys handed out by AllKeys, are copies of the strings.
-    CUSharedPtr<CUStringMac> k = text("m");
-    d->SetObjectForKey(text("v"), k);
-    d->SetObjectForKey(text("w"), text("z"));
+    CUSharedPtr<CUStringMac> k = Str("m");
+    d->SetObjectForKey(Str("v"), k);
+    d->SetObjectForKey(Str("w"), Str("z"));
     EXPECT_EQ(1, k->GetRetainCount());
     *k = CUStringMac("zz", CUString_CharCode_UTF8);
     EXPECT_FALSE(d->ObjectForKey(k));
@@ -213,10 +212,10 @@ TEST(CUMutableDictionary, ValuesAreHeldOnceAndReleasedAndKeysAreCopies) {
 
 TEST(CUDictionary, CopyKeepsItsEntriesAndDescriptionListsThemInKeyOrder) {
     Dict source(new CUMutableDictionary());
-    source->SetObjectForKey(text("x"), text("a"));
-    source->SetObjectForKey(CUSharedPtr<CUObject>(), text("k"));
+    source->SetObjectForKey(Str("x"), Str("a"));
+    source->SetObjectForKey(CUSharedPtr<CUObject>(), Str("k"));
     CUSharedPtr<CUDictionary> copy(new CUDictionary(source));
-    source->SetObjectForKey(text("caf\u00E9"), text("\u65E5"));
+    source->SetObjectForKey(Str("caf\u00E9"), Str("\u65E5"));
     // Values are written by their own Description (nesting: the array test).
     EXPECT_EQ("{\n\tKey:a,\tVal:x\n\tKey:k,\tVal:<NULL>\n\tKey:\u65E5,\tVal:caf\u00E9\n}",
               textOf(source->Description()));
@@ -265,12 +264,12 @@ TEST(CUMutableDictionary, HashedLookUpsAndKeyOrderAgreeWithTheStringsThroughChan
         if (t.size() >= 2 && t.compare(t.size() - 2, 2, "\u00AD") == 0) {
             t += "b";
         }
-        CUSharedPtr<CUStringMac> k = text(t.c_str());
+        CUSharedPtr<CUStringMac> k = Str(t);
         auto at = modelFind(*k);
         unsigned const op = rng() % 10;
         if (op < 5) {
             std::string const value = std::to_string(step);
-            d->SetObjectForKey(text(value.c_str()), k);
+            d->SetObjectForKey(Str(value), k);
             if (at == model.end()) {
                 model.emplace_back(k, value);
             } else {
