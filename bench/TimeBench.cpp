@@ -1,7 +1,10 @@
 // TimeBench.cpp — identifiers and dates side by side with their bare peers.
 //
 // Identifiers: GenerateIdentifier (recursive lock around an increment) against an atomic
-// fetch_add and against a bare recursive pthread mutex, on 1 and 2 threads.
+// fetch_add and against a bare recursive pthread mutex, on 1 and 2 threads. The bare mutex is
+// measured twice: with its counter beside it in one cache line (PthreadMutex), and with the
+// counter in a line of its own (PthreadMutexSplitLine), as the generator has it: its counter is
+// its own field, its mutex is in the block its lock allocates.
 // Dates: making a CUDateTime and reading it, against the ICU calls that do the same work.
 #include <VarnUtilityLib/CUDateTime.h>
 #include <VarnUtilityLib/CUIdentifierGenerator.h>
@@ -40,7 +43,8 @@ void BM_Identifier_Atomic(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-struct RecursiveMutexCounter {
+// Aligned so that the mutex and its counter are in one cache line wherever the linker puts it.
+struct alignas(64) RecursiveMutexCounter {
     RecursiveMutexCounter() {
         pthread_mutexattr_t attributes;
         pthread_mutexattr_init(&attributes);
@@ -54,6 +58,13 @@ struct RecursiveMutexCounter {
 
 RecursiveMutexCounter g_mutexCounter;
 
+struct SplitLineCounter {
+    RecursiveMutexCounter guard; // its own value is not used
+    alignas(64) unsigned long long value = 0;
+};
+
+SplitLineCounter g_splitCounter;
+
 void BM_Identifier_PthreadMutex(benchmark::State& state) {
     for (auto _ : state) {
         pthread_mutex_lock(&g_mutexCounter.mutex);
@@ -64,9 +75,20 @@ void BM_Identifier_PthreadMutex(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+void BM_Identifier_PthreadMutexSplitLine(benchmark::State& state) {
+    for (auto _ : state) {
+        pthread_mutex_lock(&g_splitCounter.guard.mutex);
+        unsigned long long id = ++g_splitCounter.value;
+        pthread_mutex_unlock(&g_splitCounter.guard.mutex);
+        benchmark::DoNotOptimize(id);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 BENCHMARK(BM_Identifier_Varn)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK(BM_Identifier_Atomic)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK(BM_Identifier_PthreadMutex)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_Identifier_PthreadMutexSplitLine)->Threads(1)->Threads(2)->UseRealTime();
 
 // ---- dates ---------------------------------------------------------------------------------
 

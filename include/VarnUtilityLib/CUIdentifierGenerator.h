@@ -32,5 +32,7 @@ class CU_EXPORT CUIdentifierGenerator : public CUObject {
 
   private:
     unsigned long long m_nLastIdentifier;
-    CURecursiveLock m_lock;
+    // In a cache line of its own: its mutex pointer is read before the lock is taken, and in the
+    // counter's line each increment by another thread would take that line away first.
+    alignas(64) CURecursiveLock m_lock;
 };
