@@ -8,6 +8,7 @@
 #include <VarnUtilityLib/CUDirectoryInfo.h>
 #include <VarnUtilityLib/CUFileInfo.h>
 #include <VarnUtilityLib/CUFileStream.h>
+#include <VarnUtilityLib/CUMutableArray.h>
 
 #include <sys/stat.h>
 
@@ -193,6 +194,58 @@ TEST(CUDirectoryInfo, DeleteNeedsAnEmptyFolderUnlessRecursiveAndNeverLeavesTheTr
     if (!permissions.Applies()) {
         GTEST_SKIP() << "permission bits do not apply to this process: the locked trees not run";
     }
+}
+
+TEST(CUDirectoryInfo, DeletingListedItemsGoesInOrderAndStopsAtTheFirstCode) {
+    // Each row's folder holds folders d1 (not empty) and d2, and files f1 and f2; the row's
+    // items are named in array order ("-" is a null element, skipped).
+    struct Row {
+        char const* name;
+        bool areDirectories;
+        std::vector<char const*> items;
+        unsigned int code;
+        std::multiset<std::string> left;
+    } const rows[] = {
+        {"folders, each with what it holds", true, {"d1", "-", "d2"}, 0, {"f1", "f2"}},
+        {"files", false, {"f2", "f1"}, 0, {"d1", "d1/inner", "d2"}},
+        {"a folder given as a file stops the files",
+         false,
+         {"f1", "d2", "f2"},
+         7,
+         {"d1", "d1/inner", "d2", "f2"}},
+        {"a file given as a folder stops the folders",
+         true,
+         {"d2", "f1", "d1"},
+         4,
+         {"d1", "d1/inner", "f1", "f2"}},
+        {"nothing listed", true, {}, 0, {"d1", "d1/inner", "d2", "f1", "f2"}},
+    };
+    TempFolder dir;
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::string const root = dir.File(row.name);
+        fs::create_directories(root + "/d1");
+        fs::create_directories(root + "/d2");
+        WriteFile(root + "/d1/inner", "i");
+        WriteFile(root + "/f1", "1");
+        WriteFile(root + "/f2", "2");
+        CUSharedPtr<CUMutableArray> items(new CUMutableArray());
+        for (char const* item : row.items) {
+            CUSharedPtr<CUStringMac> path = Str(root + "/" + item);
+            items->AddObject(std::string(item) == "-" ? CUSharedPtr<CUObject>()
+                             : row.areDirectories ? CUSharedPtr<CUObject>(new CUDirectoryInfo(path))
+                                                  : CUSharedPtr<CUObject>(new CUFileInfo(path)));
+        }
+        CUDirectoryInfo folder(Str(root));
+        EXPECT_EQ(row.code, CodeOf([&] { folder.DeleteSubObjects(items, row.areDirectories); }));
+        std::multiset<std::string> left;
+        for (auto const& entry : fs::recursive_directory_iterator(root)) {
+            left.insert(entry.path().string().substr(root.size() + 1));
+        }
+        EXPECT_EQ(row.left, left);
+    }
+    CUDirectoryInfo(Str(dir.Path().string())).DeleteSubObjects(CUSharedPtr<CUArray>(), true);
+    EXPECT_EQ(5, std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()));
 }
 
 TEST(CUDirectoryInfo, ListingWhileAnotherThreadDeletesGivesOnlyNamesThatExisted) {
