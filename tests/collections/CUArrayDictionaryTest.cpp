@@ -297,3 +297,30 @@ TEST(CUMutableDictionary, HashedLookUpsAndKeyOrderAgreeWithTheStringsThroughChan
     varn::platform::ResetCollationLocale();
     EXPECT_GT(model.size(), 32u); // the table was in use at the end
 }
+
+// A key keeps the collation data of the locale it was made under; once the locale changes, a
+// key of the old setting is ordered against a new one by the new locale, never by mixing the
+// two settings' collation keys (Swedish sorts "ä" after "z", German with "a").
+TEST(CUMutableDictionary, KeysMadeUnderAnotherLocaleAreOrderedByTheCurrentOne) {
+    struct Row {
+        char const *firstLocale, *firstKey, *secondLocale, *secondKey, *order;
+    } const rows[] = {
+        {"sv_SE.UTF-8", "\u00E4", "de_DE.UTF-8", "z", "\u00E4=1,z=2"},
+        {"de_DE.UTF-8", "z", "sv_SE.UTF-8", "\u00E4", "z=1,\u00E4=2"},
+    };
+    char const* saved = std::getenv("LC_ALL");
+    std::string const previous = saved ? saved : "";
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.order);
+        Dict d(new CUMutableDictionary());
+        ::setenv("LC_ALL", row.firstLocale, 1);
+        varn::platform::ResetCollationLocale();
+        d->SetObjectForKey(Str("1"), Str(row.firstKey));
+        ::setenv("LC_ALL", row.secondLocale, 1);
+        varn::platform::ResetCollationLocale();
+        d->SetObjectForKey(Str("2"), Str(row.secondKey));
+        EXPECT_EQ(row.order, contents(d));
+    }
+    saved ? ::setenv("LC_ALL", previous.c_str(), 1) : ::unsetenv("LC_ALL");
+    varn::platform::ResetCollationLocale();
+}
