@@ -176,6 +176,11 @@ TEST(CULog, HelpersSpellLabelsPathsAndStampsAndReadFileFacts) {
     ASSERT_TRUE(modified);
     CUSharedPtr<CUDateTime> now = CUDateTime::Create();
     EXPECT_NEAR(now->AddSeconds(-3600)->GetAbsoluteTime(), modified->GetAbsoluteTime(), 61);
+    // The birth time, where the file system records one, is that of the writing, not the
+    // modification time moved back.
+    if (CUSharedPtr<CUDateTime> created = CULog::GetLogFileTime(file, _Log_DateTime_Type_Create)) {
+        EXPECT_NEAR(now->GetAbsoluteTime(), created->GetAbsoluteTime(), 61);
+    }
     EXPECT_FALSE(CULog::GetLogFileTime(file, static_cast<_Log_DateTime_Type>(2)));
     EXPECT_FALSE(CULog::GetLogFileTime(missing, _Log_DateTime_Type_Modify));
     EXPECT_EQ(1u, CULog::GetLogFileSize(file));
