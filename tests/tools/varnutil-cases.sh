@@ -22,6 +22,7 @@ printf 'abc' > full/abcdefgh
 printf 'abc' > full/日本.txt
 for name in b A a B; do printf 'x' > "full/$name"; done
 ln -s folder link-to-folder
+mkfifo fifo
 ln -s file.txt link-to-file
 printf 'x' > folder/inside
 printf 'secret' > unreadable.txt
@@ -81,6 +82,7 @@ cases=(
   "1|user|^varnutil ls: unreadable-folder: permission denied\$|true|ls unreadable-folder"
   "1|-|^varnutil cp: missing: no such file or directory \(error 9\)\$|true|cp missing copy"
   "1|user|^varnutil cp: unreadable.txt: permission denied \(error 9\)\$|[ ! -e copy ]|cp unreadable.txt copy"
+  "1|-|^varnutil cp: fifo: is not a regular file \(a pipe, a device or a socket\); only files are copied and moved \(error 9\)\$|[ ! -e copy ]|cp fifo copy"
   "1|-|^varnutil cp: folder: is a folder; name the new file in full, e.g. folder/file.txt|true|cp file.txt folder"
   "1|-|^varnutil cp: folder/inside: exists; --force replaces it \(error 4\)\$|true|cp file.txt folder/inside"
   "1|user|^varnutil mkdir: ro: permission denied \(error 4\)\$|[ ! -e ro/new ]|mkdir ro/new"

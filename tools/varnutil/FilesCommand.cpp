@@ -142,8 +142,17 @@ int copyOrMove(bool isCopy, std::ostream& out, std::ostream& err) {
         std::string system = SystemReason();
         std::filesystem::path dest = std::filesystem::absolute(g_options.dest);
         Blame b = blame(system, {{g_options.source, 'r'}, {dest.parent_path().string(), 'w'}});
-        if (b.subject == g_options.source && std::filesystem::is_directory(g_options.source)) {
+        std::error_code ignored;
+        std::filesystem::file_status const source =
+            std::filesystem::status(g_options.source, ignored);
+        if (b.subject == g_options.source && std::filesystem::is_directory(source)) {
             b.reason = "is a folder; only files are copied and moved";
+        } else if (b.subject == g_options.source && std::filesystem::exists(source) &&
+                   !std::filesystem::is_regular_file(source)) {
+            // The library's code for anything but a regular file is "not found"; the entry
+            // is there, so say what it is instead.
+            b.reason = "is not a regular file (a pipe, a device or a socket); only files are "
+                       "copied and moved";
         } else if (code == 4 && std::filesystem::exists(std::filesystem::symlink_status(dest))) {
             b = {g_options.dest,
                  std::filesystem::is_directory(dest)
