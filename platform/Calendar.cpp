@@ -170,6 +170,15 @@ SystemZoneState makeSystemZone() {
     SystemZoneState state;
     state.id = resolveSystemZoneId();
     state.zone.reset(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(state.id)));
+    // ICU builds a zone's transition rules on its first transition query, and the offsets
+    // below query it from every thread at once. Built here, before the zone is shared, the
+    // rules are only read afterwards.
+    if (auto const* basic = dynamic_cast<icu::BasicTimeZone const*>(state.zone.get())) {
+        icu::TimeZoneTransition transition;
+        UDate const now = ucal_getNow();
+        basic->getPreviousTransition(now, true, transition);
+        basic->getNextTransition(now, false, transition);
+    }
     return state;
 }
 

@@ -8,10 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <latch>
 #include <optional>
 #include <string>
 #include <thread>
@@ -167,6 +169,31 @@ TEST(CUDateTime, ComparisonsFollowTheInstantAndANullDateAnswersEveryOperationSaf
     EXPECT_FALSE(null == a || a == null || null < a || a < null);
     self = a; // assigning a real date revives a null one
     EXPECT_TRUE(self == a);
+}
+
+// After each change of TZ the zone is made anew on first use; threads that read local fields
+// at that moment share it from its first transition query on (which once aborted one of them).
+TEST(CUDateTime, ThreadsReadingANewlyChosenZoneAllAtOnceAgree) {
+    struct {
+        char const* zone;
+        int hour; // at 07:08:09 GMT
+    } const rows[] = {{"Europe/Berlin", 8}, {"America/New_York", 2}, {"Asia/Tokyo", 16}};
+    CUDateTime date(kMarch5th2024);
+    for (int round = 0; round < 30; ++round) {
+        auto const& row = rows[round % 3];
+        ScopedEnv tz("TZ", row.zone);
+        std::latch start(4);
+        std::atomic<int> wrong{0};
+        auto read = [&] {
+            start.arrive_and_wait();
+            wrong += date.GetHour(true) != row.hour ? 1 : 0;
+        };
+        {
+            std::jthread a(read), b(read), c(read);
+            read();
+        }
+        EXPECT_EQ(0, wrong.load()) << row.zone;
+    }
 }
 
 // U+202F NARROW NO-BREAK SPACE stands before AM/PM since CLDR 42.
