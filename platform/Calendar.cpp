@@ -166,6 +166,20 @@ std::string resolveSystemZoneId() {
     return "GMT";
 }
 
+// The transitions around `ms` (ICU milliseconds) as [start, end), unbounded on a side that has
+// none; false for a zone that cannot tell its transitions.
+bool transitionsAround(icu::TimeZone const& zone, UDate ms, double& start, double& end) {
+    auto const* basic = dynamic_cast<icu::BasicTimeZone const*>(&zone);
+    if (basic == nullptr) {
+        return false;
+    }
+    icu::TimeZoneTransition previous;
+    icu::TimeZoneTransition next;
+    start = basic->getPreviousTransition(ms, true, previous) ? previous.getTime() : -HUGE_VAL;
+    end = basic->getNextTransition(ms, false, next) ? next.getTime() : HUGE_VAL;
+    return true;
+}
+
 SystemZoneState makeSystemZone() {
     SystemZoneState state;
     state.id = resolveSystemZoneId();
@@ -173,11 +187,10 @@ SystemZoneState makeSystemZone() {
     // ICU builds a zone's transition rules on its first transition query, and the offsets
     // below query it from every thread at once. Built here, before the zone is shared, the
     // rules are only read afterwards.
-    if (auto const* basic = dynamic_cast<icu::BasicTimeZone const*>(state.zone.get())) {
-        icu::TimeZoneTransition transition;
-        UDate const now = ucal_getNow();
-        basic->getPreviousTransition(now, true, transition);
-        basic->getNextTransition(now, false, transition);
+    if (state.zone) {
+        double start = 0.0;
+        double end = 0.0;
+        transitionsAround(*state.zone, ucal_getNow(), start, end);
     }
     return state;
 }
@@ -365,12 +378,7 @@ double ZoneOffsetAt(Zone const& zone, double at) noexcept {
         return 0.0;
     }
     double offset = (raw + dst) / 1000.0;
-    if (auto const* basic = dynamic_cast<icu::BasicTimeZone const*>(state.zone.get())) {
-        icu::TimeZoneTransition previous;
-        icu::TimeZoneTransition next;
-        span.start =
-            basic->getPreviousTransition(ms, true, previous) ? previous.getTime() : -HUGE_VAL;
-        span.end = basic->getNextTransition(ms, false, next) ? next.getTime() : HUGE_VAL;
+    if (transitionsAround(*state.zone, ms, span.start, span.end)) {
         span.offsetSeconds = offset;
         span.zone = &state;
     }
